@@ -12,7 +12,7 @@
 #   Every header is compiled alone, seeing what its users will see and no more.
 #
 # ddr_add_test(NAME cls SOURCES x_test.cpp ... DEPENDS cls ... [EXTERNAL target ...]
-#              [DEFINITIONS A=1 ...] [ENVIRONMENT A=1 ...])
+#              [DEFINITIONS A=1 ...])
 #   One GoogleTest program ddr_test_cls; each of its tests is a ctest of its own with label cls.
 #
 # ddr_add_benchmark(NAME btree SOURCES x_bench.cpp ... DEPENDS cow_containers ... [EXTERNAL target ...]
@@ -235,21 +235,21 @@ function(_ddr_dependencies_present caller name result)
   endforeach()
 endfunction()
 
-# What a program under test needs in its environment in this build.
-function(_ddr_test_environment result)
-  set(environment ${ARGN})
-  if(DDR_SANITIZE MATCHES "address" AND EXISTS ${PROJECT_SOURCE_DIR}/tests/leak-suppressions.txt)
-    list(APPEND environment
-         "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/leak-suppressions.txt:print_suppressions=0")
+# Properties that every test has in this build.
+function(_ddr_test_properties result)
+  set(properties TIMEOUT 600)
+  set(suppressions ${PROJECT_SOURCE_DIR}/tests/leak-suppressions.txt)
+  if(DDR_SANITIZE MATCHES "address" AND EXISTS ${suppressions})
+    list(APPEND properties ENVIRONMENT "LSAN_OPTIONS=suppressions=${suppressions}:print_suppressions=0")
   endif()
-  set(${result} ${environment} PARENT_SCOPE)
+  set(${result} ${properties} PARENT_SCOPE)
 endfunction()
 
 function(ddr_add_test)
   if(NOT BUILD_TESTING)
     return()
   endif()
-  cmake_parse_arguments(PARSE_ARGV 0 arg "" "NAME" "SOURCES;DEPENDS;EXTERNAL;DEFINITIONS;ENVIRONMENT")
+  cmake_parse_arguments(PARSE_ARGV 0 arg "" "NAME" "SOURCES;DEPENDS;EXTERNAL;DEFINITIONS")
   _ddr_check_arguments(ddr_add_test NAME SOURCES)
   _ddr_dependencies_present(ddr_add_test ${arg_NAME} present ${arg_DEPENDS})
   if(NOT present)
@@ -263,17 +263,12 @@ function(ddr_add_test)
   list(TRANSFORM arg_DEPENDS PREPEND ddr_)
   target_link_libraries(${target} PRIVATE ${arg_DEPENDS} ${arg_EXTERNAL} GTest::gmock GTest::gtest_main)
   target_compile_definitions(${target} PRIVATE ${arg_DEFINITIONS})
-  _ddr_test_environment(environment ${arg_ENVIRONMENT})
-  set(properties LABELS ${arg_NAME} TIMEOUT 600)
-  if(environment)
-    list(JOIN environment "\\;" environment)
-    list(APPEND properties ENVIRONMENT "${environment}")
-  endif()
+  _ddr_test_properties(properties)
   gtest_discover_tests(
     ${target}
     DISCOVERY_MODE PRE_TEST
     DISCOVERY_TIMEOUT 120
-    PROPERTIES ${properties})
+    PROPERTIES LABELS ${arg_NAME} ${properties})
 endfunction()
 
 function(ddr_add_benchmark)
@@ -286,7 +281,7 @@ function(ddr_add_benchmark)
   if(NOT present)
     return()
   endif()
-  if(NOT arg_SMOKE_FILTER)
+  if("${arg_SMOKE_FILTER}" STREQUAL "")
     set(arg_SMOKE_FILTER "all")
   endif()
   find_package(benchmark REQUIRED)
@@ -296,17 +291,11 @@ function(ddr_add_benchmark)
   list(TRANSFORM arg_DEPENDS PREPEND ddr_)
   target_link_libraries(${target} PRIVATE ${arg_DEPENDS} ${arg_EXTERNAL} benchmark::benchmark_main)
   if(BUILD_TESTING)
-    add_test(NAME benchmark.${arg_NAME}.smoke COMMAND ${target} --benchmark_min_time=0.001
-                                                      --benchmark_filter=${arg_SMOKE_FILTER})
-    # A filter that matches nothing still exits with 0; then the program prints no line of results.
-    set_tests_properties(
-      benchmark.${arg_NAME}.smoke
-      PROPERTIES LABELS benchmark TIMEOUT 600 PASS_REGULAR_EXPRESSION "[0-9] ns +[0-9.]+ ns|[0-9] [um]s +[0-9.]+ [um]s"
-                 FAIL_REGULAR_EXPRESSION "ERROR|Sanitizer|runtime error")
-    _ddr_test_environment(environment)
-    if(environment)
-      set_tests_properties(benchmark.${arg_NAME}.smoke PROPERTIES ENVIRONMENT "${environment}")
-    endif()
+    add_test(NAME benchmark.${arg_NAME}.smoke
+             COMMAND ${CMAKE_COMMAND} -DPROGRAM=$<TARGET_FILE:${target}> -DFILTER=${arg_SMOKE_FILTER} -P
+                     ${PROJECT_SOURCE_DIR}/cmake/RunBenchmarkBriefly.cmake)
+    _ddr_test_properties(properties)
+    set_tests_properties(benchmark.${arg_NAME}.smoke PROPERTIES LABELS benchmark ${properties})
   endif()
 endfunction()
 
