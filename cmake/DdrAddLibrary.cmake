@@ -370,8 +370,22 @@ function(ddr_add_shared_libraries)
   if(platform)
     _ddr_add_shared_library(ddr_platform platform)
   endif()
-  if(platform AND module)
-    _ddr_add_shared_library(ddr ddr)
-    target_link_libraries(ddr PUBLIC ddr_platform)
+  if(NOT platform OR NOT module)
+    return()
   endif()
+  _ddr_add_shared_library(ddr ddr)
+  target_link_libraries(ddr PUBLIC ddr_platform)
+
+  include(CMakePackageConfigHelpers)
+  set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/ddr)
+  configure_package_config_file(${CMAKE_CURRENT_FUNCTION_LIST_DIR}/ddr-config.cmake.in
+                                ${PROJECT_BINARY_DIR}/ddr-config.cmake INSTALL_DESTINATION ${package_folder})
+  write_basic_package_version_file(${PROJECT_BINARY_DIR}/ddr-config-version.cmake
+                                   COMPATIBILITY SameMinorVersion)
+  install(FILES ${PROJECT_BINARY_DIR}/ddr-config.cmake ${PROJECT_BINARY_DIR}/ddr-config-version.cmake
+          DESTINATION ${package_folder})
+  install(
+    EXPORT ddr-targets
+    NAMESPACE ddr::
+    DESTINATION ${package_folder})
 endfunction()
