@@ -1,0 +1,13 @@
+// typ_Library.h: starts and stops the library typ.
+#pragma once
+
+#include "os_Export.h"
+
+/// Starts the library; only the first start of a nesting works.
+/// @param libraryCount the caller's count of libraries that are up; grows by one on a real start
+DDR_API void typ_initialize(int& libraryCount);
+
+/// Stops the library; only the stop that matches the first start works. Empties the type-name table; names
+/// handed out stay readable.
+/// @param libraryCount the caller's count of libraries that are up; shrinks by one on a real stop
+DDR_API void typ_finalize(int& libraryCount);
