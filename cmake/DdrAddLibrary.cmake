@@ -12,7 +12,7 @@
 #   Every header is compiled alone, seeing what its users will see and no more.
 #
 # ddr_add_test(NAME cls SOURCES x_test.cpp ... DEPENDS cls ... [EXTERNAL target ...]
-#              [DEFINITIONS A=1 ...])
+#              [DEFINITIONS A=1 ...] [ENVIRONMENT A=1 ...])
 #   One GoogleTest program ddr_test_cls; each of its tests is a ctest of its own with label cls.
 #
 # ddr_add_benchmark(NAME btree SOURCES x_bench.cpp ... DEPENDS cow_containers ... [EXTERNAL target ...]
@@ -235,21 +235,21 @@ function(_ddr_dependencies_present caller name result)
   endforeach()
 endfunction()
 
-# Properties that every test has in this build.
-function(_ddr_test_properties result)
-  set(properties TIMEOUT 600)
+# What every program under test needs in its environment in this build.
+function(_ddr_test_environment result)
+  set(environment "")
   set(suppressions ${PROJECT_SOURCE_DIR}/tests/leak-suppressions.txt)
   if(DDR_SANITIZE MATCHES "address" AND EXISTS ${suppressions})
-    list(APPEND properties ENVIRONMENT "LSAN_OPTIONS=suppressions=${suppressions}:print_suppressions=0")
+    set(environment "LSAN_OPTIONS=suppressions=${suppressions}:print_suppressions=0")
   endif()
-  set(${result} ${properties} PARENT_SCOPE)
+  set(${result} ${environment} PARENT_SCOPE)
 endfunction()
 
 function(ddr_add_test)
   if(NOT BUILD_TESTING)
     return()
   endif()
-  cmake_parse_arguments(PARSE_ARGV 0 arg "" "NAME" "SOURCES;DEPENDS;EXTERNAL;DEFINITIONS")
+  cmake_parse_arguments(PARSE_ARGV 0 arg "" "NAME" "SOURCES;DEPENDS;EXTERNAL;DEFINITIONS;ENVIRONMENT")
   _ddr_check_arguments(ddr_add_test NAME SOURCES)
   _ddr_dependencies_present(ddr_add_test ${arg_NAME} present ${arg_DEPENDS})
   if(NOT present)
@@ -263,12 +263,18 @@ function(ddr_add_test)
   list(TRANSFORM arg_DEPENDS PREPEND ddr_)
   target_link_libraries(${target} PRIVATE ${arg_DEPENDS} ${arg_EXTERNAL} GTest::gmock GTest::gtest_main)
   target_compile_definitions(${target} PRIVATE ${arg_DEFINITIONS})
-  _ddr_test_properties(properties)
   gtest_discover_tests(
     ${target}
     DISCOVERY_MODE PRE_TEST
     DISCOVERY_TIMEOUT 120
-    PROPERTIES LABELS ${arg_NAME} ${properties})
+    PROPERTIES LABELS ${arg_NAME} TIMEOUT 600)
+  # gtest_discover_tests takes no property that is a list, so the environment is set once they are found.
+  _ddr_test_environment(environment)
+  set(environment_file ${CMAKE_CURRENT_BINARY_DIR}/${target}_environment.cmake)
+  file(
+    WRITE ${environment_file}
+    "set_tests_properties(\${${target}_TESTS} PROPERTIES ENVIRONMENT \"${arg_ENVIRONMENT};${environment}\")\n")
+  set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES ${environment_file})
 endfunction()
 
 function(ddr_add_benchmark)
@@ -294,8 +300,9 @@ function(ddr_add_benchmark)
     add_test(NAME benchmark.${arg_NAME}.smoke
              COMMAND ${CMAKE_COMMAND} -DPROGRAM=$<TARGET_FILE:${target}> -DFILTER=${arg_SMOKE_FILTER} -P
                      ${PROJECT_SOURCE_DIR}/cmake/RunBenchmarkBriefly.cmake)
-    _ddr_test_properties(properties)
-    set_tests_properties(benchmark.${arg_NAME}.smoke PROPERTIES LABELS benchmark ${properties})
+    _ddr_test_environment(environment)
+    set_tests_properties(benchmark.${arg_NAME}.smoke PROPERTIES LABELS benchmark TIMEOUT 600 ENVIRONMENT
+                                                                "${environment}")
   endif()
 endfunction()
 
