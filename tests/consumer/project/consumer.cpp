@@ -1,2 +1,4 @@
 #include <cstdio>
-int main(int c, char** v) { std::puts(v[c-1]); }
+int main(int c, char** v) {
+  std::puts(v[c - 1]);
+}
