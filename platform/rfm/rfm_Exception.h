@@ -29,6 +29,9 @@ enum class rfm_ErrorKind {
 class DDR_API rfm_Exception : public nex_TextException {
 public:
   rfm_Exception(rfm_ErrorKind kind, std::string const& text);
+  rfm_Exception(rfm_Exception const&) noexcept = default;
+  rfm_Exception& operator=(rfm_Exception const&) noexcept = default;
+  ~rfm_Exception() override;
 
   /// The kind of trouble.
   rfm_ErrorKind Kind() const noexcept { return errorKind; }

@@ -11,6 +11,7 @@
 #include <optional>
 #include <vector>
 
+class rfm_Layout;
 class rfm_TableShape;
 
 /// The stored identity of an object: 16 bytes, most significant first.
@@ -84,6 +85,7 @@ private:
   std::int64_t Integer(rfm_FieldHandle const& field, Value const& value) const;
 
   std::shared_ptr<rfm_TableShape> shape;
+  std::shared_ptr<rfm_Layout const> layout;
   std::vector<Value> values;
   mutable std::size_t hint = 0;
   int rowNumber = -1;

@@ -1,0 +1,551 @@
+// rfm_Connection.cpp: one SQLite connection.
+#include "rfm_Connection.h"
+
+#include "rfm_Format.h"
+#include "rfm_Statement.h"
+#include "utl_Utf8.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <exception>
+#include <memory>
+#include <unistd.h>
+
+namespace {
+
+// How long a call waits for another process to finish its save [ms].
+constexpr int busyTimeout = 1000;
+
+// No text or blob of a file may be longer [byte]; a damaged length cannot make the process run out of memory.
+constexpr int largestValue = 256 * 1024 * 1024;
+
+// Places in the first bytes of an SQLite file; fixed by its file format.
+constexpr std::size_t headerSize = 100;
+constexpr std::string_view headerMagic{"SQLite format 3", 16};
+constexpr std::size_t writeFormatPlace = 18;
+constexpr std::size_t readFormatPlace = 19;
+constexpr std::size_t userVersionPlace = 60;
+constexpr std::size_t applicationIdPlace = 68;
+constexpr std::uint8_t rollbackJournalFormat = 1;
+
+using HeaderBytes = std::array<std::uint8_t, headerSize>;
+
+std::uint32_t bigEndian(HeaderBytes const& header, std::size_t place) {
+  return static_cast<std::uint32_t>(header[place]) << 24 |
+         static_cast<std::uint32_t>(header[place + 1]) << 16 |
+         static_cast<std::uint32_t>(header[place + 2]) << 8 | static_cast<std::uint32_t>(header[place + 3]);
+}
+
+sqlite3_file* mainFile(sqlite3* database) {
+  sqlite3_file* file = nullptr;
+  sqlite3_file_control(database, "main", SQLITE_FCNTL_FILE_POINTER, &file);
+  return file && file->pMethods ? file : nullptr;
+}
+
+bool isSpaceError(int number) {
+  return number == ENOSPC || number == EDQUOT || number == EFBIG;
+}
+
+// Where an exception was raised, as a text that stays.
+char const* sourcePath(std::string_view sourceFile) {
+  constexpr std::array<char const*, 5> sources{"platform/rfm/rfm_Connection", "platform/rfm/rfm_DatabaseNode",
+                                               "platform/rfm/rfm_Entries", "platform/rfm/rfm_FileNode",
+                                               "platform/rfm/rfm_Row"};
+  for (std::string_view const source : sources) {
+    if (sourceFile.find(source) != std::string_view::npos) {
+      return source.data();
+    }
+  }
+  return "platform/rfm/rfm_Table";
+}
+
+// The part of an exception that a result code decides.
+struct Verdict {
+  rfm_ErrorKind kind;
+  std::string what;
+  char const* advice;
+};
+
+Verdict judgeWriteFailure(std::string const& detail) {
+  return {rfm_ErrorKind::Full, "the device failed while writing (" + detail + "); nothing was changed",
+          "Check the device and its free space, then try again"};
+}
+
+Verdict judgeInputOutput(int result, int number, std::string const& detail) {
+  if (isSpaceError(number)) {
+    return {rfm_ErrorKind::Full, "there is no space left on the device; nothing was changed",
+            "Make room on the device, then try again"};
+  }
+  switch (result) {
+  case SQLITE_IOERR_WRITE:
+  case SQLITE_IOERR_FSYNC:
+  case SQLITE_IOERR_DIR_FSYNC:
+  case SQLITE_IOERR_TRUNCATE:
+  case SQLITE_IOERR_DELETE:
+    return judgeWriteFailure(detail);
+  case SQLITE_IOERR_LOCK:
+  case SQLITE_IOERR_RDLOCK:
+  case SQLITE_IOERR_CHECKRESERVEDLOCK:
+    return {rfm_ErrorKind::Locked, "it cannot be locked (" + detail + ")",
+            "Use a file system that supports file locks, then try again"};
+  case SQLITE_IOERR_NOMEM:
+    return {rfm_ErrorKind::Other, "there is not enough memory", "Free some memory, then try again"};
+  default:
+    return {rfm_ErrorKind::Other, "the device failed (" + detail + ")", "Check the device, then try again"};
+  }
+}
+
+Verdict judge(int result, int number, std::string const& detail) {
+  switch (result) {
+  case SQLITE_READONLY_DBMOVED:
+    return {rfm_ErrorKind::Moved,
+            "it was replaced, renamed or deleted since it was opened; nothing was changed",
+            "Close the database and open the file anew"};
+  case SQLITE_READONLY_ROLLBACK:
+    return {rfm_ErrorKind::Interrupted,
+            "an earlier save was interrupted, and reading alone cannot recover it",
+            "Open the file once for writing, which brings back the last complete save"};
+  case SQLITE_READONLY_DIRECTORY:
+  case SQLITE_READONLY_CANTINIT:
+  case SQLITE_READONLY_CANTLOCK:
+    return {rfm_ErrorKind::NoPermission, "its folder cannot be written",
+            "Ask for permission to write in the folder, or copy the file"};
+  case SQLITE_BUSY_RECOVERY:
+  case SQLITE_BUSY_SNAPSHOT:
+  case SQLITE_BUSY_TIMEOUT:
+    return {rfm_ErrorKind::Locked, "it is in use by another process",
+            "Try again when the other one has finished"};
+  case SQLITE_CANTOPEN_FULLPATH:
+    return {rfm_ErrorKind::Other, "its name cannot be used (" + detail + ")", "Choose a shorter name"};
+  default:
+    break;
+  }
+  switch (result & 0xff) {
+  case SQLITE_BUSY:
+  case SQLITE_LOCKED:
+    return {rfm_ErrorKind::Locked, "it is in use by another process",
+            "Try again when the other one has finished"};
+  case SQLITE_FULL:
+    return {rfm_ErrorKind::Full, "there is no space left on the device; nothing was changed",
+            "Make room on the device, then try again"};
+  case SQLITE_IOERR:
+    return judgeInputOutput(result, number, detail);
+  case SQLITE_READONLY:
+    return {rfm_ErrorKind::ReadOnly, "it cannot be written",
+            "Open it for reading, or make the file writable"};
+  case SQLITE_PERM:
+  case SQLITE_AUTH:
+    return {rfm_ErrorKind::NoPermission, "there is no permission to use it (" + detail + ")",
+            "Ask the owner of the file for permission"};
+  case SQLITE_CANTOPEN:
+    if (isSpaceError(number)) {
+      return {rfm_ErrorKind::Full, "there is no space left on the device; nothing was changed",
+              "Make room on the device, then try again"};
+    }
+    return {rfm_ErrorKind::NoPermission, "it, or a file beside it, cannot be opened (" + detail + ")",
+            "Check the permissions of the file and of its folder"};
+  case SQLITE_NOTADB:
+    return {rfm_ErrorKind::NotADatabase, "it is not a database", "Check the name"};
+  case SQLITE_CORRUPT:
+  case SQLITE_ERROR: // our statements are right: what they name is missing from the file
+  case SQLITE_SCHEMA:
+  case SQLITE_CONSTRAINT:
+  case SQLITE_MISMATCH:
+  case SQLITE_FORMAT:
+    return {rfm_ErrorKind::Damaged, "it is damaged (" + detail + ")", "Restore it from a backup"};
+  case SQLITE_NOMEM:
+    return {rfm_ErrorKind::Other, "there is not enough memory", "Free some memory, then try again"};
+  case SQLITE_TOOBIG:
+    return {rfm_ErrorKind::Other, "a value is larger than a database file can hold", "Store a shorter value"};
+  default:
+    return {rfm_ErrorKind::Other, "it cannot be used (" + detail + ")",
+            "Close the database and open it anew"};
+  }
+}
+
+} // namespace
+
+std::string rfm_composeText(cow_String const& file, rfm_Subject const& subject, std::string_view what,
+                            std::string_view advice) {
+  std::string text = "Database file '" + utl_Printable(file.View()) + "'";
+  if (subject.className) {
+    text += ", class '" + utl_Printable(subject.className->View()) + "'";
+  }
+  if (subject.row >= 0) {
+    text += ", row " + std::to_string(subject.row);
+  }
+  if (!subject.field.empty()) {
+    text += ", field '" + utl_Printable(subject.field) + "'";
+  }
+  return text.append(": ").append(what).append(". ").append(advice).append(".");
+}
+
+void rfm_throw(rfm_ErrorKind kind, cow_String const& file, rfm_Subject const& subject, std::string_view what,
+               std::string_view advice, std::source_location where) {
+  nex_Exception::Throw(rfm_Exception(kind, rfm_composeText(file, subject, what, advice)),
+                       sourcePath(where.file_name()), static_cast<int>(where.line()));
+}
+
+rfm_Connection::rfm_Connection(cow_String shownName) : name(std::move(shownName)) {}
+
+rfm_Connection::~rfm_Connection() {
+  Close();
+}
+
+void rfm_Connection::Open(std::string const& path, Mode mode) {
+  Close();
+  openMode = mode;
+  snapshot = false;
+  int const access = mode == Mode::Read    ? SQLITE_OPEN_READONLY
+                     : mode == Mode::Write ? SQLITE_OPEN_READWRITE
+                                           : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
+  int const result = sqlite3_open_v2(
+      path.c_str(), &database,
+      access | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE | SQLITE_OPEN_EXRESCODE, nullptr);
+  try {
+    if (result != SQLITE_OK) {
+      Fail(result);
+    }
+    if (mode != Mode::Build) {
+      CheckHeader();
+    }
+    if (mode == Mode::Write && sqlite3_db_readonly(database, "main") != 0) {
+      Fail(SQLITE_READONLY);
+    }
+    Configure(mode);
+  } catch (...) {
+    Close();
+    throw;
+  }
+}
+
+// Reads through the descriptor that SQLite has, before SQLite looks at the file: another program's file is
+// neither locked nor recovered by us.
+void rfm_Connection::CheckHeader() {
+  sqlite3_file* const file = mainFile(database);
+  if (!file) {
+    Fail(SQLITE_CANTOPEN);
+  }
+  HeaderBytes header{};
+  int const result = file->pMethods->xRead(file, header.data(), static_cast<int>(headerSize), 0);
+  if (result != SQLITE_OK && result != SQLITE_IOERR_SHORT_READ) {
+    Fail(result);
+  }
+  if (result == SQLITE_IOERR_SHORT_READ ||
+      std::memcmp(header.data(), headerMagic.data(), headerMagic.size()) != 0) {
+    rfm_throw(rfm_ErrorKind::NotADatabase, name, {}, "it is not a database", "Check the name");
+  }
+  if (bigEndian(header, applicationIdPlace) != rfm_ApplicationId) {
+    rfm_throw(rfm_ErrorKind::OtherProgram, name, {}, "it is a database of another program", "Check the name");
+  }
+  std::uint32_t const storedVersion = bigEndian(header, userVersionPlace);
+  if (storedVersion > rfm_FormatVersion && storedVersion <= INT32_MAX) {
+    rfm_throw(rfm_ErrorKind::Newer, name, {},
+              "it has the format version " + std::to_string(storedVersion) +
+                  ", this program knows those up to " + std::to_string(rfm_FormatVersion),
+              "Use the newer program that wrote it");
+  }
+  if (storedVersion < rfm_OldestFormatVersion || storedVersion > INT32_MAX) {
+    rfm_throw(rfm_ErrorKind::Damaged, name, {}, "its format version is not valid",
+              "Restore it from a backup");
+  }
+  if (header[writeFormatPlace] != rollbackJournalFormat || header[readFormatPlace] != rollbackJournalFormat) {
+    rfm_throw(rfm_ErrorKind::Damaged, name, {}, "its journal mode was changed by another program",
+              "Set its journal_mode to delete with an SQLite tool");
+  }
+}
+
+void rfm_Connection::Configure(Mode mode) {
+  sqlite3_extended_result_codes(database, 1);
+  sqlite3_busy_timeout(database, busyTimeout);
+  sqlite3_limit(database, SQLITE_LIMIT_LENGTH, largestValue);
+  sqlite3_limit(database, SQLITE_LIMIT_ATTACHED, 0);
+  constexpr std::array<std::pair<int, int>, 8> settings{{
+      {SQLITE_DBCONFIG_DEFENSIVE, 1},
+      {SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0},
+      {SQLITE_DBCONFIG_ENABLE_FKEY, 0},
+      {SQLITE_DBCONFIG_ENABLE_TRIGGER, 0},
+      {SQLITE_DBCONFIG_ENABLE_VIEW, 0},
+      {SQLITE_DBCONFIG_ENABLE_LOAD_EXTENSION, 0},
+      {SQLITE_DBCONFIG_DQS_DML, 0},
+      {SQLITE_DBCONFIG_DQS_DDL, 0},
+  }};
+  for (auto const& [setting, value] : settings) {
+    sqlite3_db_config(database, setting, value, nullptr);
+  }
+  Execute("PRAGMA mmap_size = 0");
+  Execute("PRAGMA cell_size_check = on");
+  Execute("PRAGMA temp_store = memory");
+  switch (mode) {
+  case Mode::Read:
+    break;
+  case Mode::Write:
+    Execute("PRAGMA synchronous = extra");
+    Execute("PRAGMA journal_mode = delete");
+    break;
+  case Mode::Build:
+    Execute("PRAGMA synchronous = off");
+    Execute("PRAGMA journal_mode = memory");
+    Execute("PRAGMA locking_mode = exclusive");
+    break;
+  }
+}
+
+void rfm_Connection::Close() noexcept {
+  if (!database) {
+    return;
+  }
+  StopScans();
+  while (sqlite3_stmt* const statement = sqlite3_next_stmt(database, nullptr)) {
+    sqlite3_finalize(statement);
+  }
+  beginRead = beginWrite = commit = version = nullptr;
+  sqlite3_close(database);
+  database = nullptr;
+  reading = inTransaction = failed = false;
+  ++generation;
+  ++epoch;
+}
+
+void rfm_Connection::Sync() {
+  sqlite3_file* const file = mainFile(database);
+  int const result = file ? file->pMethods->xSync(file, SQLITE_SYNC_NORMAL) : SQLITE_IOERR_FSYNC;
+  if (result != SQLITE_OK) {
+    Fail(result);
+  }
+}
+
+void rfm_Connection::Fail(int result, rfm_Subject const& subject) {
+  failed = inTransaction;
+  if (database && sqlite3_extended_errcode(database) != SQLITE_OK &&
+      (sqlite3_extended_errcode(database) & 0xff) == (result & 0xff)) {
+    result = sqlite3_extended_errcode(database);
+  }
+  Verdict const verdict = judge(result, database ? sqlite3_system_errno(database) : 0,
+                                database ? sqlite3_errmsg(database) : sqlite3_errstr(result));
+  rfm_throw(verdict.kind, name, subject, verdict.what, verdict.advice);
+}
+
+void rfm_Connection::Execute(char const* sql) {
+  ++statistics.statements;
+  int const result = sqlite3_exec(database, sql, nullptr, nullptr, nullptr);
+  if (result != SQLITE_OK) {
+    Fail(result);
+  }
+}
+
+void rfm_Connection::Drop(rfm_Scan& scan) noexcept {
+  std::erase(scans, &scan);
+}
+
+void rfm_Connection::StopScans() noexcept {
+  for (rfm_Scan* const scan : scans) {
+    scan->Stop();
+  }
+  scans.clear();
+}
+
+bool rfm_Connection::HasMoved() const noexcept {
+  int moved = 0;
+  return sqlite3_file_control(database, "main", SQLITE_FCNTL_HAS_MOVED, &moved) == SQLITE_OK && moved != 0;
+}
+
+// Goes on with a copy in memory of the file that lost its name. Reading on through SQLite would take the
+// journal of the file that has the name now for its own, and play it back.
+void rfm_Connection::BecomeSnapshot() {
+  sqlite3_file* const file = mainFile(database);
+  sqlite3_int64 size = 0;
+  if (!file || file->pMethods->xFileSize(file, &size) != SQLITE_OK || size <= 0) {
+    rfm_throw(rfm_ErrorKind::Moved, name, {}, "it was deleted since it was opened",
+              "Close the database and open the file anew");
+  }
+  std::unique_ptr<unsigned char, void (*)(void*)> bytes(
+      static_cast<unsigned char*>(sqlite3_malloc64(static_cast<sqlite3_uint64>(size))), sqlite3_free);
+  if (!bytes) {
+    Fail(SQLITE_NOMEM);
+  }
+  constexpr sqlite3_int64 portion = 1 << 20;
+  for (sqlite3_int64 offset = 0; offset < size; offset += portion) {
+    int const length = static_cast<int>(std::min(portion, size - offset));
+    int const result = file->pMethods->xRead(file, bytes.get() + offset, length, offset);
+    if (result != SQLITE_OK) {
+      Fail(result);
+    }
+  }
+  sqlite3* memory = nullptr;
+  int result = sqlite3_open_v2(":memory:", &memory,
+                               SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE, nullptr);
+  if (result == SQLITE_OK) {
+    result = sqlite3_deserialize(memory, "main", bytes.release(), size, size,
+                                 SQLITE_DESERIALIZE_FREEONCLOSE | SQLITE_DESERIALIZE_READONLY);
+  }
+  if (result != SQLITE_OK) {
+    sqlite3_close(memory);
+    Fail(result);
+  }
+  Close();
+  database = memory;
+  snapshot = true;
+  Configure(Mode::Read);
+}
+
+int rfm_Connection::Step(sqlite3_stmt*& statement, char const* sql) {
+  if (!statement) {
+    int const result = sqlite3_prepare_v3(database, sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr);
+    if (result != SQLITE_OK) {
+      return result;
+    }
+  }
+  ++statistics.statements;
+  int const result = sqlite3_step(statement);
+  sqlite3_reset(statement);
+  return result == SQLITE_DONE ? SQLITE_OK : result;
+}
+
+int rfm_Connection::ReadDataVersion() {
+  if (!version) {
+    int const result =
+        sqlite3_prepare_v3(database, "PRAGMA data_version", -1, SQLITE_PREPARE_PERSISTENT, &version, nullptr);
+    if (result != SQLITE_OK) {
+      return result;
+    }
+  }
+  int result = sqlite3_step(version);
+  if (result == SQLITE_ROW) {
+    // The upper half tells the numbers of different connections apart.
+    dataVersion = static_cast<std::uint64_t>(generation) << 32 |
+                  static_cast<std::uint32_t>(sqlite3_column_int(version, 0));
+    result = SQLITE_OK;
+  }
+  sqlite3_reset(version);
+  return result;
+}
+
+void rfm_Connection::WantOpen() const {
+  if (!database) {
+    rfm_throw(rfm_ErrorKind::Other, name, {}, "it is no longer open", "Open it anew");
+  }
+}
+
+void rfm_Connection::BeginReading() {
+  WantOpen();
+  if (openMode == Mode::Write && !snapshot && HasMoved()) {
+    BecomeSnapshot();
+  }
+  for (;;) {
+    int result = Step(beginRead, "BEGIN");
+    if (result == SQLITE_OK) {
+      result = ReadDataVersion();
+    }
+    if (result == SQLITE_OK) {
+      break;
+    }
+    std::exception_ptr failure;
+    try {
+      Fail(result);
+    } catch (...) {
+      failure = std::current_exception();
+    }
+    if (sqlite3_get_autocommit(database) == 0) {
+      sqlite3_exec(database, "ROLLBACK", nullptr, nullptr, nullptr);
+    }
+    if (snapshot || result != SQLITE_READONLY_ROLLBACK || !HasMoved()) {
+      std::rethrow_exception(failure);
+    }
+    BecomeSnapshot(); // the journal beside is that of the file that has the name now
+  }
+  reading = true;
+  ++epoch;
+}
+
+void rfm_Connection::EndReading() noexcept {
+  StopScans();
+  if (Step(commit, "COMMIT") != SQLITE_OK && sqlite3_get_autocommit(database) == 0) {
+    sqlite3_exec(database, "ROLLBACK", nullptr, nullptr, nullptr);
+  }
+  reading = false;
+  ++epoch;
+}
+
+void rfm_Connection::EnterScope() {
+  if (!inTransaction && !reading) {
+    BeginReading();
+  }
+  ++depth;
+}
+
+void rfm_Connection::LeaveScope() noexcept {
+  if (--depth == 0 && reading) {
+    EndReading();
+  }
+}
+
+void rfm_Connection::Begin() {
+  if (inTransaction) {
+    nex_Exception::Throw(nex_AssertException("!inTransaction"), "platform/rfm/rfm_Connection", __LINE__);
+  }
+  WantOpen();
+  if (openMode == Mode::Read) {
+    rfm_throw(rfm_ErrorKind::ReadOnly, name, {}, "it was opened for reading only", "Open it for writing");
+  }
+  if (snapshot || (openMode == Mode::Write && HasMoved())) {
+    Fail(SQLITE_READONLY_DBMOVED);
+  }
+  if (reading) {
+    EndReading();
+  }
+  int result = Step(beginWrite, "BEGIN IMMEDIATE");
+  if (result == SQLITE_OK) {
+    result = ReadDataVersion();
+  }
+  if (result != SQLITE_OK) {
+    std::exception_ptr failure;
+    try {
+      Fail(result);
+    } catch (...) {
+      failure = std::current_exception();
+    }
+    if (sqlite3_get_autocommit(database) == 0) {
+      sqlite3_exec(database, "ROLLBACK", nullptr, nullptr, nullptr);
+    }
+    std::rethrow_exception(failure);
+  }
+  inTransaction = true;
+  failed = false;
+  ++epoch;
+}
+
+void rfm_Connection::WantTransaction() const {
+  if (!inTransaction) {
+    nex_Exception::Throw(nex_AssertException("inTransaction"), "platform/rfm/rfm_Connection", __LINE__);
+  }
+  if (failed || sqlite3_get_autocommit(database) != 0) {
+    rfm_throw(rfm_ErrorKind::Other, name, {}, "an earlier change of this save failed; nothing was changed",
+              "Save again after the reason is removed");
+  }
+}
+
+void rfm_Connection::Commit() {
+  WantTransaction();
+  StopScans();
+  int const result = Step(commit, "COMMIT");
+  if (result != SQLITE_OK) {
+    Fail(result);
+  }
+  inTransaction = false;
+  ++epoch;
+}
+
+void rfm_Connection::RollBack() noexcept {
+  if (!inTransaction) {
+    return;
+  }
+  StopScans();
+  if (sqlite3_get_autocommit(database) == 0) {
+    sqlite3_exec(database, "ROLLBACK", nullptr, nullptr, nullptr);
+  }
+  inTransaction = failed = false;
+  ++epoch;
+}

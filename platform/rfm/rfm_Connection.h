@@ -1,0 +1,138 @@
+// rfm_Connection: one SQLite connection, with the read scopes and the transaction on it.
+#pragma once
+
+#include "cow_String.h"
+#include "rfm_Exception.h"
+#include "rfm_Statistics.h"
+
+#include <cstdint>
+#include <source_location>
+#include <sqlite3.h>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// What a message is about, beside the file. Borrowed; used at once.
+struct rfm_Subject {
+  cow_String const* className = nullptr;
+  std::int64_t row = -1;
+  std::string_view field = {};
+};
+
+/// Composes the text of an exception: "Database file 'NAME', class 'C', row 3: WHAT. ADVICE".
+std::string rfm_composeText(cow_String const& file, rfm_Subject const& subject, std::string_view what,
+                            std::string_view advice);
+/// Throws an rfm_Exception of that text.
+[[noreturn]] void rfm_throw(rfm_ErrorKind kind, cow_String const& file, rfm_Subject const& subject,
+                            std::string_view what, std::string_view advice,
+                            std::source_location where = std::source_location::current());
+
+/// A statement that is in the middle of its rows. It must be able to go on after it was stopped.
+class rfm_Scan {
+public:
+  virtual ~rfm_Scan() = default;
+  /// Lets go of the statement, because the state that it reads ends. Must not throw.
+  virtual void Stop() noexcept = 0;
+};
+
+/// One SQLite connection. Borrowed by everything prepared on it.
+class rfm_Connection {
+public:
+  enum class Mode {
+    Read,  ///< never writes
+    Write, ///< durable transactions
+    Build, ///< no durability: a file that nobody else sees
+  };
+
+  /// @param shownName name of the file in messages
+  explicit rfm_Connection(cow_String shownName);
+  ~rfm_Connection();
+  rfm_Connection(rfm_Connection const&) = delete;
+  rfm_Connection& operator=(rfm_Connection const&) = delete;
+
+  /// Opens a file and checks that it is a database of ours in a format that is known; a file built anew is
+  /// not checked. Nothing of a file of others is changed, nor is it locked.
+  /// @param path absolute, with links resolved
+  void Open(std::string const& path, Mode mode);
+  /// Closes; statements prepared on it become stale.
+  void Close() noexcept;
+  /// Forces what was written to the device.
+  void Sync();
+
+  sqlite3* Database() const noexcept { return database; }
+  cow_String const& ShownName() const noexcept { return name; }
+  /// Changes when statements prepared before became stale.
+  unsigned Generation() const noexcept { return generation; }
+  /// Changes whenever the state of the file that was seen may have ended.
+  std::uint64_t Epoch() const noexcept { return epoch; }
+  /// As of the last begin of reading or writing: changes when another connection changed the file.
+  std::uint64_t DataVersion() const noexcept { return dataVersion; }
+  /// Counts changes of the class list made here or taken back here.
+  std::uint64_t classListVersion = 0;
+  rfm_Statistics statistics;
+
+  /// @{ Read scopes; see rfm_ReadScope.
+  void EnterScope();
+  void LeaveScope() noexcept;
+  /// Whether a state is held that outlives the current call, which has a scope of its own.
+  bool HoldsState() const noexcept { return inTransaction || depth > 1; }
+  /// @}
+
+  /// @{ The transaction; see rfm_Transaction.
+  void Begin();
+  void Commit();
+  void RollBack() noexcept;
+  bool InTransaction() const noexcept { return inTransaction; }
+  /// Throws unless a transaction is running that has not failed.
+  void WantTransaction() const;
+  /// @}
+
+  /// Runs statements that give no rows.
+  void Execute(char const* sql);
+  /// Throws what a result code means. Inside a transaction, it can no longer be committed.
+  [[noreturn]] void Fail(int result, rfm_Subject const& subject = {});
+
+  void Add(rfm_Scan& scan) { scans.push_back(&scan); }
+  void Drop(rfm_Scan& scan) noexcept;
+
+private:
+  void Configure(Mode mode);
+  void CheckHeader();
+  bool HasMoved() const noexcept;
+  void BecomeSnapshot();
+  void WantOpen() const;
+  void BeginReading();
+  void EndReading() noexcept;
+  void StopScans() noexcept;
+  int ReadDataVersion();
+  int Step(sqlite3_stmt*& statement, char const* sql);
+
+  cow_String name;
+  sqlite3* database = nullptr;
+  sqlite3_stmt* beginRead = nullptr;
+  sqlite3_stmt* beginWrite = nullptr;
+  sqlite3_stmt* commit = nullptr;
+  sqlite3_stmt* version = nullptr;
+  Mode openMode = Mode::Read;
+  unsigned generation = 0;
+  std::uint64_t epoch = 0;
+  std::uint64_t dataVersion = 0;
+  int depth = 0;
+  bool reading = false;
+  bool inTransaction = false;
+  bool failed = false;
+  bool snapshot = false;
+  std::vector<rfm_Scan*> scans;
+};
+
+/// A read scope around one call.
+class rfm_ScopeGuard {
+public:
+  explicit rfm_ScopeGuard(rfm_Connection& used) : connection(used) { connection.EnterScope(); }
+  ~rfm_ScopeGuard() { connection.LeaveScope(); }
+  rfm_ScopeGuard(rfm_ScopeGuard const&) = delete;
+  rfm_ScopeGuard& operator=(rfm_ScopeGuard const&) = delete;
+
+private:
+  rfm_Connection& connection;
+};

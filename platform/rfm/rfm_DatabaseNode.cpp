@@ -1,0 +1,539 @@
+// rfm_DatabaseNode.cpp: header, class list and tables of one database.
+#include "rfm_DatabaseNode.h"
+
+#include "utl_Utf8.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <set>
+
+namespace {
+
+// More than any program registers; a larger number in a file is damage.
+constexpr std::size_t mostClasses = 65536;
+constexpr std::size_t mostColumns = 1990; // SQLite's own limit is 2000
+constexpr std::size_t longestName = 1024; // of a class or an attribute [byte]
+constexpr std::size_t longestTablePart = 64;
+constexpr std::int64_t largestHandle = std::int64_t{1} << 62;
+
+constexpr char const* makeTables = R"(
+CREATE TABLE ddr_header(name TEXT NOT NULL, description TEXT NOT NULL, creation_time INTEGER,
+  next_handle INTEGER NOT NULL);
+CREATE TABLE ddr_class("row" INTEGER PRIMARY KEY, "Class Name" TEXT NOT NULL, "Class Table" TEXT,
+  "Type Id" INTEGER NOT NULL, "Class Version" INTEGER NOT NULL, "Base Type Id" INTEGER NOT NULL);
+CREATE TABLE ddr_attribute(class INTEGER NOT NULL, position INTEGER NOT NULL, name TEXT NOT NULL,
+  kind INTEGER NOT NULL, element INTEGER NOT NULL, collection INTEGER NOT NULL,
+  PRIMARY KEY(class, position)) WITHOUT ROWID;
+CREATE TABLE ddr_entry(handle INTEGER NOT NULL, position INTEGER NOT NULL, Key TEXT, ClassID INTEGER NOT NULL,
+  OID INTEGER NOT NULL, PRIMARY KEY(handle, position)) WITHOUT ROWID;
+)";
+
+struct LessIgnoringCase {
+  bool operator()(cow_String const& left, cow_String const& right) const noexcept {
+    return sqlite3_stricmp(left.Text(), right.Text()) < 0;
+  }
+};
+
+// The first name that two columns of a table would share; empty when there is none.
+cow_String repeatedColumn(std::vector<cow_String> const& columns) {
+  std::set<cow_String, LessIgnoringCase> seen{cow_String(rfm_RowColumn), cow_String(rfm_UidColumn)};
+  for (cow_String const& column : columns) {
+    if (!seen.insert(column).second) {
+      return column;
+    }
+  }
+  return {};
+}
+
+bool isReference(std::string_view column) {
+  return column == rfm_BaseColumn || column.ends_with(rfm_ClassSuffix) || column.ends_with(rfm_OidSuffix);
+}
+
+} // namespace
+
+rfm_DatabaseNode::rfm_DatabaseNode(rfm_File const& databaseFile)
+    : file(databaseFile), connection(rfm_FileNode::Of(databaseFile).Connection()), entries(*this) {}
+
+void rfm_DatabaseNode::ThrowDamaged(std::string_view what, rfm_Subject const& subject) const {
+  rfm_throw(rfm_ErrorKind::Damaged, connection.ShownName(), subject,
+            std::string("it is damaged: ").append(what), "Restore it from a backup");
+}
+
+cow_String rfm_DatabaseNode::CheckedText(sqlite3_stmt* statement, int column, std::string_view what) const {
+  if (sqlite3_column_type(statement, column) != SQLITE_TEXT) {
+    ThrowDamaged(what);
+  }
+  std::string_view const text(reinterpret_cast<char const*>(sqlite3_column_text(statement, column)),
+                              static_cast<std::size_t>(sqlite3_column_bytes(statement, column)));
+  if (!utl_IsUtf8(text) || text.find('\0') != std::string_view::npos) {
+    ThrowDamaged(what);
+  }
+  return cow_String(text);
+}
+
+std::int64_t rfm_DatabaseNode::CheckedInteger(sqlite3_stmt* statement, int column, std::int64_t least,
+                                              std::int64_t most, std::string_view what) const {
+  std::int64_t const number = sqlite3_column_int64(statement, column);
+  if (sqlite3_column_type(statement, column) != SQLITE_INTEGER || number < least || number > most) {
+    ThrowDamaged(what);
+  }
+  return number;
+}
+
+void rfm_DatabaseNode::ReadHeader(cow_String const& wanted) {
+  rfm_ScopeGuard const scope(connection);
+  rfm_Statement statement;
+  rfm_Run run(connection, statement,
+              std::string_view("SELECT name, description, creation_time FROM ddr_header LIMIT 2"));
+  std::string const missing = "it has no database record '" + utl_Printable(wanted.View()) + "'";
+  if (!run.Step() || CheckedText(run.Get(), 0, missing) != wanted) {
+    ThrowDamaged(missing);
+  }
+  name = wanted;
+  description = CheckedText(run.Get(), 1, "the description in its header is not a text");
+  if (sqlite3_column_type(run.Get(), 2) != SQLITE_NULL) {
+    creationTime = CheckedInteger(run.Get(), 2, std::numeric_limits<std::int64_t>::min(),
+                                  std::numeric_limits<std::int64_t>::max(),
+                                  "the creation time in its header is not a number");
+  }
+  if (run.Step()) {
+    ThrowDamaged("it has several database records");
+  }
+}
+
+void rfm_DatabaseNode::MakeTables(cow_String const& wanted, cow_String const& text, std::int64_t time) {
+  if (!rfm_FileNode::Of(file).IsUnpublished()) {
+    nex_Exception::Throw(nex_AssertException("IsUnpublished()"), "platform/rfm/rfm_DatabaseNode", __LINE__);
+  }
+  if (!utl_IsUtf8(wanted.View()) || !utl_IsUtf8(text.View())) {
+    rfm_throw(rfm_ErrorKind::Other, FileName(), {}, "the description to store is not UTF-8",
+              "Give the text in UTF-8");
+  }
+  Begin();
+  try {
+    connection.Execute(makeTables);
+    connection.Execute(("PRAGMA application_id = " + std::to_string(rfm_ApplicationId)).c_str());
+    connection.Execute(("PRAGMA user_version = " + std::to_string(rfm_FormatVersion)).c_str());
+    {
+      rfm_Statement statement;
+      rfm_Run run(connection, statement, std::string_view("INSERT INTO ddr_header VALUES(?1, ?2, ?3, 1)"));
+      run.Bind(1, wanted.View());
+      run.Bind(2, text.View());
+      run.Bind(3, time);
+      run.Change();
+    }
+    Commit();
+  } catch (...) {
+    RollBack();
+    throw;
+  }
+  name = wanted;
+  description = text;
+  creationTime = time;
+  Bind();
+}
+
+void rfm_DatabaseNode::Publish() {
+  if (connection.InTransaction() || !rfm_FileNode::Of(file).IsUnpublished()) {
+    nex_Exception::Throw(nex_AssertException("!InTransaction() && IsUnpublished()"),
+                         "platform/rfm/rfm_DatabaseNode", __LINE__);
+  }
+  rfm_FileNode::Of(file).Publish();
+}
+
+void rfm_DatabaseNode::Bind() {
+  rfm_ScopeGuard const scope(connection);
+  TakeClasses(ReadClasses());
+  bound = true;
+  boundData = connection.DataVersion();
+  boundClassList = connection.classListVersion;
+}
+
+std::vector<rfm_ClassEntry> rfm_DatabaseNode::ReadClasses() {
+  std::vector<rfm_ClassEntry> read;
+  constexpr std::int64_t mostId = std::numeric_limits<unsigned>::max();
+  constexpr std::int64_t leastInt = std::numeric_limits<int>::min();
+  constexpr std::int64_t mostInt = std::numeric_limits<int>::max();
+  {
+    rfm_Statement statement;
+    rfm_Run run(
+        connection, statement,
+        std::string_view("SELECT \"row\", \"Class Name\", \"Class Table\", \"Type Id\", \"Class Version\", "
+                         "\"Base Type Id\" FROM ddr_class ORDER BY \"row\""));
+    while (run.Step()) {
+      auto const row = static_cast<std::int64_t>(read.size());
+      if (read.size() >= mostClasses) {
+        ThrowDamaged("its class list is too long");
+      }
+      CheckedInteger(run.Get(), 0, row, row, "a row of its class list is missing");
+      rfm_ClassEntry entry;
+      entry.row = static_cast<int>(row);
+      entry.name = CheckedText(run.Get(), 1, "a class name in its class list is not a text");
+      if (sqlite3_column_type(run.Get(), 2) != SQLITE_NULL) {
+        entry.table = CheckedText(run.Get(), 2, "a table name in its class list is not a text");
+      }
+      entry.typeId = static_cast<unsigned>(
+          CheckedInteger(run.Get(), 3, 0, mostId, "a type id in its class list is not valid"));
+      entry.version = static_cast<int>(
+          CheckedInteger(run.Get(), 4, leastInt, mostInt, "a class version in its class list is not valid"));
+      entry.baseTypeId = static_cast<unsigned>(
+          CheckedInteger(run.Get(), 5, 0, mostId, "a base type id in its class list is not valid"));
+      read.push_back(std::move(entry));
+    }
+  }
+  rfm_Statement statement;
+  rfm_Run run(connection, statement,
+              std::string_view("SELECT class, position, name, kind, element, collection FROM ddr_attribute "
+                               "ORDER BY class, position"));
+  while (run.Step()) {
+    auto const row =
+        static_cast<std::size_t>(CheckedInteger(run.Get(), 0, 0, static_cast<std::int64_t>(read.size()) - 1,
+                                                "its attribute list names a class that is not listed"));
+    std::vector<rfm_AttributeEntry>& attributes = read[row].attributes;
+    auto const position = static_cast<std::int64_t>(attributes.size());
+    CheckedInteger(run.Get(), 1, position, std::min<std::int64_t>(position, mostColumns),
+                   "its attribute list is not in order");
+    rfm_AttributeEntry attribute;
+    attribute.name = CheckedText(run.Get(), 2, "an attribute name in its class list is not a text");
+    attribute.kind = static_cast<int>(
+        CheckedInteger(run.Get(), 3, leastInt, mostInt, "an attribute kind in its class list is not valid"));
+    attribute.elementTypeId = static_cast<unsigned>(
+        CheckedInteger(run.Get(), 4, 0, mostId, "an element type id in its class list is not valid"));
+    attribute.collection = static_cast<int>(
+        CheckedInteger(run.Get(), 5, leastInt, mostInt, "a collection code in its class list is not valid"));
+    attributes.push_back(std::move(attribute));
+  }
+  std::set<unsigned> typeIds;
+  std::set<cow_String> names;
+  std::set<cow_String, LessIgnoringCase> tables;
+  for (rfm_ClassEntry const& entry : read) {
+    CheckClass(entry);
+    rfm_Subject const subject{&entry.name};
+    if (!typeIds.insert(entry.typeId).second) {
+      ThrowDamaged("its class list has a type id twice", subject);
+    }
+    if (!names.insert(entry.name).second) {
+      ThrowDamaged("its class list has a class twice", subject);
+    }
+    if (!entry.table.IsEmpty() &&
+        (!entry.table.View().starts_with(rfm_ClassTablePrefix) || !tables.insert(entry.table).second)) {
+      ThrowDamaged("its class list names a table that cannot be the class's", subject);
+    }
+  }
+  return read;
+}
+
+void rfm_DatabaseNode::CheckClass(rfm_ClassEntry const& entry) const {
+  rfm_Subject const subject{&entry.name};
+  if (entry.name.IsEmpty() || entry.name.Length() > longestName) {
+    ThrowDamaged("a class name is empty or too long", subject);
+  }
+  for (rfm_AttributeEntry const& attribute : entry.attributes) {
+    if (attribute.name.IsEmpty() || attribute.name.Length() > longestName) {
+      ThrowDamaged("an attribute name is empty or too long", subject);
+    }
+  }
+  std::vector<cow_String> const columns = rfm_columnsOf(entry);
+  if (columns.size() > mostColumns) {
+    ThrowDamaged("a class has too many attributes", subject);
+  }
+  cow_String const repeated = repeatedColumn(columns);
+  if (!repeated.IsEmpty()) {
+    ThrowDamaged("two fields of a class have one name", {&entry.name, -1, repeated.View()});
+  }
+}
+
+void rfm_DatabaseNode::TakeClasses(std::vector<rfm_ClassEntry> read) {
+  if (read == classes) {
+    return; // what others borrowed stays valid
+  }
+  classes = std::move(read);
+  IndexClasses();
+  for (auto const& [typeId, shape] : shapes) {
+    shape->Describe(FindClass(typeId));
+  }
+}
+
+void rfm_DatabaseNode::IndexClasses() {
+  byTypeId.clear();
+  byTypeId.reserve(classes.size());
+  for (rfm_ClassEntry const& entry : classes) {
+    byTypeId.emplace(entry.typeId, static_cast<std::size_t>(entry.row));
+  }
+}
+
+// Takes over what other connections, or other databases on this one, did to the class list.
+void rfm_DatabaseNode::Refresh() {
+  if (!bound || boundData != connection.DataVersion() || boundClassList != connection.classListVersion) {
+    Bind();
+  }
+}
+
+rfm_ClassEntry const* rfm_DatabaseNode::FindClass(unsigned typeId) const noexcept {
+  auto const found = byTypeId.find(typeId);
+  return found == byTypeId.end() ? nullptr : &classes[found->second];
+}
+
+rfm_ClassEntry const* rfm_DatabaseNode::FindClassByName(std::string_view className) const noexcept {
+  auto const found = std::find_if(classes.begin(), classes.end(), [&](rfm_ClassEntry const& entry) {
+    return entry.name.View() == className;
+  });
+  return found == classes.end() ? nullptr : &*found;
+}
+
+void rfm_DatabaseNode::Begin() {
+  connection.Begin();
+  try {
+    if (bound) {
+      Refresh();
+    }
+  } catch (...) {
+    connection.RollBack();
+    throw;
+  }
+  classesBefore = classes.size();
+  tablesMade.clear();
+  classesChanged = false;
+  entriesAppended = false;
+  entryIndexMade = false;
+}
+
+void rfm_DatabaseNode::Commit() {
+  connection.WantTransaction();
+  for (unsigned const typeId : tablesMade) {
+    std::shared_ptr<rfm_TableShape> const shape = ShapeOf(typeId);
+    if (shape->isFresh) {
+      MakeUidIndex(*shape);
+    }
+  }
+  if (entriesAppended) {
+    WantEntryIndex();
+  }
+  connection.Commit();
+  tablesMade.clear();
+}
+
+void rfm_DatabaseNode::RollBack() noexcept {
+  if (!connection.InTransaction()) {
+    return;
+  }
+  connection.RollBack();
+  if (entryIndexMade) {
+    entryIndexExists.reset();
+  }
+  for (unsigned const typeId : tablesMade) {
+    if (auto const made = byTypeId.find(typeId); made != byTypeId.end()) {
+      classes[made->second].table = cow_String();
+    }
+    if (auto const made = shapes.find(typeId); made != shapes.end()) {
+      made->second->Forget();
+      made->second->table = cow_String();
+    }
+  }
+  tablesMade.clear();
+  while (classes.size() > classesBefore) {
+    byTypeId.erase(classes.back().typeId);
+    classes.pop_back();
+  }
+  if (classesChanged) {
+    boundClassList = ++connection.classListVersion;
+  }
+}
+
+rfm_ClassEntry const& rfm_DatabaseNode::AddClass(rfm_ClassEntry const& added) {
+  connection.WantTransaction();
+  Refresh();
+  rfm_ClassEntry entry = added;
+  entry.row = static_cast<int>(classes.size());
+  entry.table = cow_String();
+  rfm_Subject const subject{&entry.name};
+  auto const refuse = [&](std::string_view what) {
+    rfm_throw(rfm_ErrorKind::Other, FileName(), subject, what, "Register the class under other names");
+  };
+  std::vector<cow_String> const columns = rfm_columnsOf(entry);
+  bool const namesAreTexts = utl_IsUtf8(entry.name.View()) &&
+                             std::all_of(columns.begin(), columns.end(), [](cow_String const& column) {
+                               return utl_IsUtf8(column.View()) && column.Length() <= longestName;
+                             });
+  bool const namesAreThere =
+      !entry.name.IsEmpty() && std::none_of(entry.attributes.begin(), entry.attributes.end(),
+                                            [](auto const& attribute) { return attribute.name.IsEmpty(); });
+  if (!namesAreTexts || !namesAreThere || entry.name.Length() > longestName) {
+    refuse("a name of the class or of an attribute is empty, too long or not UTF-8");
+  }
+  if (FindClass(entry.typeId) || FindClassByName(entry.name.View())) {
+    refuse("the class list has a class of that name or type id already");
+  }
+  if (classes.size() >= mostClasses || columns.size() > mostColumns) {
+    refuse("there are too many classes or attributes");
+  }
+  if (!repeatedColumn(columns).IsEmpty()) {
+    refuse("two fields would have one name, '" + utl_Printable(repeatedColumn(columns).View()) + "'");
+  }
+  classesChanged = true;
+  {
+    rfm_Run run(connection, insertClass,
+                std::string_view("INSERT INTO ddr_class VALUES(?1, ?2, NULL, ?3, ?4, ?5)"), subject);
+    run.Bind(1, entry.row);
+    run.Bind(2, entry.name.View());
+    run.Bind(3, entry.typeId);
+    run.Bind(4, entry.version);
+    run.Bind(5, entry.baseTypeId);
+    run.Change();
+  }
+  int position = 0;
+  for (rfm_AttributeEntry const& attribute : entry.attributes) {
+    rfm_Run run(connection, insertAttribute,
+                std::string_view("INSERT INTO ddr_attribute VALUES(?1, ?2, ?3, ?4, ?5, ?6)"), subject);
+    run.Bind(1, entry.row);
+    run.Bind(2, position++);
+    run.Bind(3, attribute.name.View());
+    run.Bind(4, attribute.kind);
+    run.Bind(5, attribute.elementTypeId);
+    run.Bind(6, attribute.collection);
+    run.Change();
+  }
+  classes.reserve(classes.size() + 1);
+  byTypeId.emplace(entry.typeId, classes.size());
+  classes.push_back(std::move(entry));
+  boundClassList = ++connection.classListVersion;
+  if (auto const shape = shapes.find(classes.back().typeId); shape != shapes.end()) {
+    shape->second->Describe(&classes.back());
+  }
+  return classes.back();
+}
+
+std::shared_ptr<rfm_TableShape> rfm_DatabaseNode::ShapeOf(unsigned typeId) {
+  std::shared_ptr<rfm_TableShape>& shape = shapes[typeId];
+  if (!shape) {
+    shape = std::make_shared<rfm_TableShape>(*this, typeId);
+    shape->Describe(FindClass(typeId));
+  }
+  return shape;
+}
+
+rfm_Table rfm_DatabaseNode::ClassList() {
+  rfm_ScopeGuard const scope(connection);
+  if (!classListShape) {
+    auto made = std::make_shared<rfm_TableShape>(*this, 0U);
+    made->className = cow_String("class list");
+    made->isClassList = true;
+    made->table = cow_String(rfm_ClassListTable);
+    classListShape = std::move(made);
+  }
+  return rfm_Table(std::make_shared<rfm_TableNode>(shared_from_this(), classListShape));
+}
+
+rfm_Table rfm_DatabaseNode::Table(unsigned typeId) {
+  rfm_ScopeGuard const scope(connection);
+  Refresh();
+  return rfm_Table(std::make_shared<rfm_TableNode>(shared_from_this(), ShapeOf(typeId)));
+}
+
+rfm_Table rfm_DatabaseNode::TableForWriting(unsigned typeId) {
+  connection.WantTransaction();
+  Refresh();
+  auto const found = byTypeId.find(typeId);
+  if (found == byTypeId.end()) {
+    rfm_throw(rfm_ErrorKind::Other, FileName(), {},
+              "class " + std::to_string(typeId) + " is not in its class list",
+              "Register the class before storing its objects");
+  }
+  std::shared_ptr<rfm_TableShape> const shape = ShapeOf(typeId);
+  if (!shape->Exists()) {
+    rfm_ClassEntry& entry = classes[found->second];
+    cow_String const table = MakeTableName(entry.name.View());
+    std::string sql = "CREATE TABLE " + rfm_quote(table.View()) + "(" + rfm_quote(rfm_RowColumn) +
+                      " INTEGER PRIMARY KEY, " + rfm_quote(rfm_UidColumn) + " BLOB";
+    for (cow_String const& column : rfm_columnsOf(entry)) {
+      sql += ", " + rfm_quote(column.View()) + (isReference(column.View()) ? " INTEGER" : "");
+    }
+    classesChanged = true;
+    connection.Execute((sql + ")").c_str());
+    {
+      rfm_Run run(connection, setTable,
+                  std::string_view("UPDATE ddr_class SET \"Class Table\" = ?2 WHERE \"row\" = ?1"),
+                  {&entry.name});
+      run.Bind(1, entry.row);
+      run.Bind(2, table.View());
+      run.Change();
+    }
+    tablesMade.push_back(typeId);
+    entry.table = table;
+    boundClassList = ++connection.classListVersion;
+    shape->Describe(&entry);
+    shape->isFresh = true;
+  }
+  return rfm_Table(std::make_shared<rfm_TableNode>(shared_from_this(), shape));
+}
+
+void rfm_DatabaseNode::MakeUidIndex(rfm_TableShape& shape) {
+  connection.Execute(("CREATE INDEX " + rfm_quote(std::string(shape.table.View()).append(rfm_UidColumn)) +
+                      " ON " + rfm_quote(shape.table.View()) + "(" + rfm_quote(rfm_UidColumn) + ")")
+                         .c_str());
+  shape.isFresh = false;
+}
+
+void rfm_DatabaseNode::WantEntryIndex() {
+  if (!entryIndexExists || entryIndexData != connection.DataVersion()) {
+    entryIndexExists = SqlNameIsTaken(rfm_EntryKeyIndex);
+    entryIndexData = connection.DataVersion();
+  }
+  if (!*entryIndexExists) {
+    entryIndexMade = true;
+    connection.Execute("CREATE INDEX ddr_entry_key ON ddr_entry(handle, Key)");
+    entryIndexExists = true;
+  }
+}
+
+bool rfm_DatabaseNode::SqlNameIsTaken(std::string_view sqlName) {
+  rfm_Run run(connection, findSchema,
+              std::string_view("SELECT type, rootpage FROM sqlite_schema WHERE name = ?1 COLLATE NOCASE"));
+  run.Bind(1, sqlName);
+  return run.Step();
+}
+
+bool rfm_DatabaseNode::TableIsPlain(std::string_view table) {
+  rfm_Run run(connection, findSchema,
+              std::string_view("SELECT type, rootpage FROM sqlite_schema WHERE name = ?1 COLLATE NOCASE"));
+  run.Bind(1, table);
+  if (!run.Step() || sqlite3_column_type(run.Get(), 0) != SQLITE_TEXT) {
+    return false;
+  }
+  auto const* const type = reinterpret_cast<char const*>(sqlite3_column_text(run.Get(), 0));
+  return std::strcmp(type, "table") == 0 && sqlite3_column_int64(run.Get(), 1) > 0;
+}
+
+cow_String rfm_DatabaseNode::MakeTableName(std::string_view className) {
+  std::string base(rfm_ClassTablePrefix);
+  for (char const letter : className.substr(0, longestTablePart)) {
+    bool const isPlain = (letter >= 'a' && letter <= 'z') || (letter >= 'A' && letter <= 'Z') ||
+                         (letter >= '0' && letter <= '9') || letter == '_';
+    base += isPlain ? letter : '_';
+  }
+  std::string candidate = base;
+  for (int number = 2; SqlNameIsTaken(candidate); ++number) {
+    candidate = base + "_" + std::to_string(number);
+  }
+  return cow_String(candidate);
+}
+
+std::int64_t rfm_DatabaseNode::NewHandle() {
+  connection.WantTransaction();
+  rfm_Run run(connection, newHandle,
+              std::string_view(
+                  "UPDATE ddr_header SET next_handle = max(next_handle, "
+                  "(SELECT coalesce(max(handle), 0) + 1 FROM ddr_entry)) + 1 RETURNING next_handle - 1"));
+  if (!run.Step()) {
+    ThrowDamaged("its header is missing");
+  }
+  ++connection.statistics.rowsWritten;
+  return CheckedInteger(run.Get(), 0, 1, largestHandle,
+                        "the next collection handle in its header is not valid");
+}
+
+std::uint64_t rfm_DatabaseNode::ChangeCount() {
+  rfm_ScopeGuard const scope(connection);
+  return connection.DataVersion();
+}

@@ -1,0 +1,241 @@
+// rfm_DatabaseNode: the state behind the handles of one database, its tables and its rows.
+#pragma once
+
+#include "rfm_ClassEntry.h"
+#include "rfm_Database.h"
+#include "rfm_Entries.h"
+#include "rfm_FileNode.h"
+#include "rfm_Format.h"
+#include "rfm_Row.h"
+#include "rfm_Statement.h"
+#include "rfm_Table.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+/// The columns that the attributes of a class take, in order; hidden ones left out.
+std::vector<cow_String> rfm_columnsOf(rfm_ClassEntry const& entry);
+
+/// A name as SQL text.
+std::string rfm_quote(std::string_view name);
+
+/// One value of a row buffer.
+struct rfm_Row::Value {
+  enum class Type : std::uint8_t { Null, Integer, Real, Text, BadText, Blob };
+
+  Type type = Type::Null;
+  std::int64_t integer = 0;
+  double real = 0.0;
+  cow_String text;
+  std::string bytes; // of a text that must not be read, and of a blob: kept to be written back
+};
+
+/// The fields of a table, in order; hidden columns left out. Shared by the row buffers that have this layout.
+class rfm_Layout {
+public:
+  std::vector<cow_String> columns;
+};
+
+/// What all handles of one class table share: its layout and its prepared statements.
+class rfm_TableShape {
+public:
+  rfm_TableShape(rfm_DatabaseNode& owner, unsigned classTypeId);
+  rfm_TableShape(rfm_TableShape const&) = delete;
+  rfm_TableShape& operator=(rfm_TableShape const&) = delete;
+
+  /// Takes the layout from the class list; the columns of a table that exists are read when first needed.
+  void Describe(rfm_ClassEntry const* entry);
+  /// Reads the columns of the table from the file, once.
+  void WantColumns();
+  bool Exists() const noexcept { return !table.IsEmpty(); }
+  /// Drops the prepared statements and what is known of the columns.
+  void Forget() noexcept;
+
+  rfm_DatabaseNode& database;
+  unsigned typeId;
+  cow_String className;
+  bool isClassList = false;
+  cow_String table; // empty: no rows yet
+  std::shared_ptr<rfm_Layout const> layout;
+  bool hasUid = false;
+  bool columnsRead = false;
+  bool isFresh = false; // made in the running transaction: the index of identities is made at its end
+  int nextRow = 0;
+  std::uint64_t nextRowEpoch = 0; // when nextRow was found; valid while the epoch lasts
+
+  rfm_Statement lookUp;
+  rfm_Statement nextRowNumber;
+  rfm_Statement lastRow;
+  rfm_Statement findUid;
+  rfm_Statement insert;
+  rfm_Statement update;
+  rfm_Statement updateUid;
+  std::vector<rfm_Statement> idleScans;
+
+  std::string SelectSql(std::string_view condition) const;
+  std::string UpdateSql(bool withUid) const;
+  std::string InsertSql() const;
+};
+
+/// One handle of a table: position and row buffer.
+class rfm_TableNode final : public rfm_Scan {
+public:
+  rfm_TableNode(std::shared_ptr<rfm_DatabaseNode> owner, std::shared_ptr<rfm_TableShape> tableShape);
+  ~rfm_TableNode() override;
+  rfm_TableNode(rfm_TableNode const&) = delete;
+  rfm_TableNode& operator=(rfm_TableNode const&) = delete;
+
+  int Length();
+  bool RowExists(int number);
+  void Seek(int number);
+  rfm_Row const& ReadRow(int number);
+  void ClearRow();
+  void UpdateRow(int number);
+  int AppendRow();
+  int FindUid(rfm_Uid const& uid, int* rows, int most);
+  rfm_Row& Row() noexcept { return row; }
+  rfm_TableShape& Shape() noexcept { return *shape; }
+
+  void Stop() noexcept override;
+
+private:
+  [[noreturn]] void ThrowNoRow(int number) const;
+  [[noreturn]] void ThrowBadRowNumber(std::int64_t number) const;
+  void WantWritable() const;
+  void FitBuffer();
+  void StartScan(int from);
+  bool StepScan(int& number);
+  void Fill(sqlite3_stmt* statement, int number);
+  void BindRow(rfm_Run& run, int firstParameter, bool withUid) const;
+  int CheckedRow(std::int64_t number) const;
+
+  std::shared_ptr<rfm_DatabaseNode> database;
+  std::shared_ptr<rfm_TableShape> shape;
+  rfm_Row row;
+  int next = 0; // the row that -1 means, or the first after it
+  rfm_Statement scan;
+  bool scanning = false;
+  int scanNext = 0; // the next row of the scan is this one or a later one
+};
+
+/// The walk behind an rfm_EntryCursor.
+class rfm_EntryScan final : public rfm_Scan {
+public:
+  rfm_EntryScan(std::shared_ptr<rfm_DatabaseNode> owner, std::int64_t ofHandle);
+  ~rfm_EntryScan() override;
+  rfm_EntryScan(rfm_EntryScan const&) = delete;
+  rfm_EntryScan& operator=(rfm_EntryScan const&) = delete;
+
+  /// @returns the statement on its next row, or null at the end
+  sqlite3_stmt* Next();
+  rfm_DatabaseNode& Database() noexcept { return *database; }
+  std::int64_t Handle() const noexcept { return handle; }
+  void Stop() noexcept override;
+
+  int position = -1; // of the last entry delivered
+
+private:
+  std::shared_ptr<rfm_DatabaseNode> database;
+  std::int64_t handle;
+  rfm_Statement statement;
+  bool running = false;
+  bool ended = false;
+};
+
+/// One database of a file.
+class rfm_DatabaseNode : public std::enable_shared_from_this<rfm_DatabaseNode> {
+  // First, because every statement here is prepared on the connection of the file.
+  rfm_File file;
+  rfm_Connection& connection;
+
+public:
+  explicit rfm_DatabaseNode(rfm_File const& databaseFile);
+
+  void ReadHeader(cow_String const& wanted);
+  void MakeTables(cow_String const& wanted, cow_String const& text, std::int64_t time);
+  void Publish();
+  void Bind();
+
+  /// @{ See rfm_Transaction.
+  void Begin();
+  void Commit();
+  void RollBack() noexcept;
+  /// @}
+
+  rfm_ClassEntry const* FindClass(unsigned typeId) const noexcept;
+  rfm_ClassEntry const* FindClassByName(std::string_view className) const noexcept;
+  rfm_ClassEntry const& AddClass(rfm_ClassEntry const& added);
+  rfm_Table ClassList();
+  rfm_Table Table(unsigned typeId);
+  rfm_Table TableForWriting(unsigned typeId);
+  std::int64_t NewHandle();
+  std::uint64_t ChangeCount();
+
+  rfm_Connection& Connection() noexcept { return connection; }
+  rfm_File const& File() const noexcept { return file; }
+  cow_String const& FileName() const noexcept { return connection.ShownName(); }
+  bool TableIsPlain(std::string_view table);
+  /// Makes the index of identities of a table that was made in the running transaction.
+  void MakeUidIndex(rfm_TableShape& shape);
+  /// Makes the index of the entries by key unless the file has it.
+  void WantEntryIndex();
+
+  [[noreturn]] void ThrowDamaged(std::string_view what, rfm_Subject const& subject = {}) const;
+  cow_String CheckedText(sqlite3_stmt* statement, int column, std::string_view what) const;
+  std::int64_t CheckedInteger(sqlite3_stmt* statement, int column, std::int64_t least, std::int64_t most,
+                              std::string_view what) const;
+
+  cow_String name;
+  cow_String description;
+  std::int64_t creationTime = 0;
+  std::vector<rfm_ClassEntry> classes;
+  rfm_Entries entries;
+
+  // What rfm_Entries keeps.
+  rfm_Statement findEntry;
+  rfm_Statement countEntries;
+  rfm_Statement lastEntry;
+  rfm_Statement appendEntry;
+  rfm_Statement updateEntry;
+  rfm_Statement removeEntry;
+  rfm_Statement clearEntries;
+  std::vector<rfm_Statement> idleEntryScans;
+  std::int64_t appendHandle = 0; // the collection appended to last
+  int appendPosition = 0;        // and the place of its next entry
+  std::uint64_t appendEpoch = 0; // valid while the epoch lasts
+  bool entriesAppended = false;
+
+private:
+  std::vector<rfm_ClassEntry> ReadClasses();
+  void CheckClass(rfm_ClassEntry const& entry) const;
+  void TakeClasses(std::vector<rfm_ClassEntry> read);
+  void IndexClasses();
+  void Refresh();
+  std::shared_ptr<rfm_TableShape> ShapeOf(unsigned typeId);
+  bool SqlNameIsTaken(std::string_view sqlName);
+  cow_String MakeTableName(std::string_view className);
+
+  std::unordered_map<unsigned, std::size_t> byTypeId;
+  std::unordered_map<unsigned, std::shared_ptr<rfm_TableShape>> shapes;
+  std::shared_ptr<rfm_TableShape> classListShape;
+  bool bound = false;
+  std::uint64_t boundData = 0;
+  std::uint64_t boundClassList = 0;
+  std::size_t classesBefore = 0; // as the transaction began
+  std::vector<unsigned> tablesMade;
+  bool classesChanged = false;
+  bool entryIndexMade = false;
+  std::optional<bool> entryIndexExists;
+  std::uint64_t entryIndexData = 0;
+
+  rfm_Statement insertClass;
+  rfm_Statement insertAttribute;
+  rfm_Statement setTable;
+  rfm_Statement newHandle;
+  rfm_Statement lastHandle;
+  rfm_Statement findSchema;
+};

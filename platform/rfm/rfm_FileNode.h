@@ -1,0 +1,50 @@
+// rfm_FileNode: the state behind the handles of one opened file.
+#pragma once
+
+#include "rfm_Connection.h"
+#include "rfm_File.h"
+#include "rfm_Statement.h"
+
+#include <memory>
+#include <string>
+#include <sys/types.h>
+
+/// One opening of a file: its connection, and for a file that is being created the place where it grows.
+class rfm_FileNode {
+public:
+  rfm_FileNode(cow_String const& name, utl_FileAccess access);
+  ~rfm_FileNode();
+  rfm_FileNode(rfm_FileNode const&) = delete;
+  rfm_FileNode& operator=(rfm_FileNode const&) = delete;
+
+  static rfm_FileNode& Of(rfm_File const& file) noexcept { return *file.node; }
+  static std::shared_ptr<rfm_FileNode> const& Share(rfm_File const& file) noexcept { return file.node; }
+
+  cow_String const& Name() const noexcept { return name; }
+  utl_FileAccess Access() const noexcept { return access; }
+  /// Created and not yet published.
+  bool IsUnpublished() const noexcept { return !growing.empty(); }
+  rfm_Connection& Connection() noexcept { return connection; }
+  /// See rfm_Database::Publish.
+  void Publish();
+
+  rfm_Statement creationTimeStatement; ///< of rfm_Database::GetCreationTime
+
+private:
+  void CheckName() const;
+  void OpenExisting();
+  void BeginCreating();
+  void RemoveLeftovers() const;
+  void RemoveStrayJournals() const;
+  bool LockWhatStands(rfm_Connection& standing) const;
+  [[noreturn]] void Refuse(rfm_ErrorKind kind, std::string_view what, std::string_view advice) const;
+  [[noreturn]] void RefuseForErrno(int number, bool folder) const;
+  std::string Folder() const;
+
+  cow_String name;
+  utl_FileAccess access;
+  std::string path;    // absolute, links resolved
+  std::string growing; // where an unpublished file stands; empty otherwise
+  pid_t creator = 0;   // the process that removes it
+  rfm_Connection connection;
+};

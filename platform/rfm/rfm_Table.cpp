@@ -1,0 +1,576 @@
+// rfm_Table.cpp: class tables: layout, position, reading and writing of rows.
+#include "rfm_DatabaseNode.h"
+#include "utl_Utf8.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+
+namespace {
+
+bool holdsText(std::string_view bytes) {
+  return utl_IsUtf8(bytes) && std::memchr(bytes.data(), 0, bytes.size()) == nullptr;
+}
+
+std::string_view columnBytes(sqlite3_stmt* statement, int column) {
+  void const* const bytes = sqlite3_column_blob(statement, column);
+  auto const size = static_cast<std::size_t>(sqlite3_column_bytes(statement, column));
+  return bytes ? std::string_view(static_cast<char const*>(bytes), size) : std::string_view("", 0);
+}
+
+std::string_view columnText(sqlite3_stmt* statement, int column) {
+  auto const* const text = reinterpret_cast<char const*>(sqlite3_column_text(statement, column));
+  auto const size = static_cast<std::size_t>(sqlite3_column_bytes(statement, column));
+  return text ? std::string_view(text, size) : std::string_view("", 0);
+}
+
+} // namespace
+
+std::string rfm_quote(std::string_view name) {
+  std::string quoted = "\"";
+  for (char const letter : name) {
+    if (letter == '"') {
+      quoted += '"';
+    }
+    quoted += letter;
+  }
+  return quoted + '"';
+}
+
+std::vector<cow_String> rfm_columnsOf(rfm_ClassEntry const& entry) {
+  std::vector<cow_String> columns;
+  if (entry.baseTypeId != rfm_NoBaseTypeId) {
+    columns.emplace_back(rfm_BaseColumn);
+  }
+  for (rfm_AttributeEntry const& attribute : entry.attributes) {
+    if (attribute.kind == rfm_AttributeKind_Object) {
+      columns.emplace_back(std::string(attribute.name.View()).append(rfm_ClassSuffix));
+      columns.emplace_back(std::string(attribute.name.View()).append(rfm_OidSuffix));
+    } else {
+      columns.push_back(attribute.name);
+    }
+  }
+  return columns;
+}
+
+rfm_TableShape::rfm_TableShape(rfm_DatabaseNode& owner, unsigned classTypeId)
+    : database(owner), typeId(classTypeId), layout(std::make_shared<rfm_Layout>()) {}
+
+void rfm_TableShape::Forget() noexcept {
+  for (rfm_Statement* const statement :
+       {&lookUp, &nextRowNumber, &lastRow, &findUid, &insert, &update, &updateUid}) {
+    statement->Finalize();
+  }
+  idleScans.clear();
+  columnsRead = false;
+  isFresh = false;
+  nextRowEpoch = 0;
+}
+
+void rfm_TableShape::Describe(rfm_ClassEntry const* entry) {
+  cow_String const newTable = entry ? entry->table : cow_String();
+  if (entry) {
+    className = entry->name;
+  } else if (className.IsEmpty()) {
+    className = std::to_string(typeId);
+  }
+  if (newTable != table) {
+    Forget();
+    table = newTable;
+  }
+  if (!columnsRead) {
+    auto described = std::make_shared<rfm_Layout>();
+    if (entry) {
+      described->columns = rfm_columnsOf(*entry);
+    }
+    if (described->columns != layout->columns) {
+      layout = std::move(described);
+    }
+    hasUid = true;
+  }
+}
+
+void rfm_TableShape::WantColumns() {
+  if (columnsRead || !Exists()) {
+    return;
+  }
+  rfm_Subject const subject{&className};
+  if (!database.TableIsPlain(table.View())) {
+    database.ThrowDamaged("its table is missing", subject);
+  }
+  rfm_Statement probe;
+  probe.Prepare(database.Connection(), "SELECT * FROM " + rfm_quote(table.View()) + " LIMIT 0");
+  auto found = std::make_shared<rfm_Layout>();
+  bool hasRow = false;
+  bool foundUid = false;
+  int const count = sqlite3_column_count(probe.Get());
+  for (int column = 0; column < count; ++column) {
+    std::string_view const name = sqlite3_column_name(probe.Get(), column);
+    if (name == rfm_RowColumn) {
+      hasRow = true;
+    } else if (name == rfm_UidColumn) {
+      foundUid = true;
+    } else {
+      found->columns.emplace_back(name);
+    }
+  }
+  char const* type = nullptr;
+  int isPrimaryKey = 0;
+  int const result = sqlite3_table_column_metadata(database.Connection().Database(), "main", table.Text(),
+                                                   std::string(rfm_RowColumn).c_str(), &type, nullptr,
+                                                   nullptr, &isPrimaryKey, nullptr);
+  if (!hasRow || (!isClassList && !foundUid) || result != SQLITE_OK || isPrimaryKey == 0 || !type ||
+      sqlite3_stricmp(type, "INTEGER") != 0) {
+    database.ThrowDamaged("its table lacks a column that every table has", subject);
+  }
+  hasUid = foundUid;
+  if (found->columns != layout->columns) {
+    layout = std::move(found);
+  }
+  columnsRead = true;
+}
+
+std::string rfm_TableShape::SelectSql(std::string_view condition) const {
+  std::string sql = "SELECT " + rfm_quote(rfm_RowColumn) + ", ";
+  sql += hasUid ? rfm_quote(rfm_UidColumn) : "NULL";
+  for (cow_String const& column : layout->columns) {
+    sql += ", " + rfm_quote(column.View());
+  }
+  return sql + " FROM " + rfm_quote(table.View()) + std::string(condition);
+}
+
+// Parameters: 1 the row, then the identity where it is written, then the fields.
+std::string rfm_TableShape::UpdateSql(bool withUid) const {
+  std::string sql = "UPDATE " + rfm_quote(table.View()) + " SET ";
+  int parameter = 1;
+  auto const set = [&](std::string_view column) {
+    sql += (parameter > 1 ? ", " : "") + rfm_quote(column) + " = ?" + std::to_string(parameter + 1);
+    ++parameter;
+  };
+  if (withUid) {
+    set(rfm_UidColumn);
+  }
+  for (cow_String const& column : layout->columns) {
+    set(column.View());
+  }
+  return sql + " WHERE " + rfm_quote(rfm_RowColumn) + " = ?1";
+}
+
+std::string rfm_TableShape::InsertSql() const {
+  std::string columns = rfm_quote(rfm_RowColumn) + ", " + rfm_quote(rfm_UidColumn);
+  std::string parameters = "?1, ?2";
+  int parameter = 2;
+  for (cow_String const& column : layout->columns) {
+    columns += ", " + rfm_quote(column.View());
+    parameters += ", ?" + std::to_string(++parameter);
+  }
+  return "INSERT INTO " + rfm_quote(table.View()) + "(" + columns + ") VALUES(" + parameters + ")";
+}
+
+rfm_TableNode::rfm_TableNode(std::shared_ptr<rfm_DatabaseNode> owner,
+                             std::shared_ptr<rfm_TableShape> tableShape)
+    : database(std::move(owner)), shape(std::move(tableShape)) {
+  row.shape = shape;
+  FitBuffer();
+}
+
+rfm_TableNode::~rfm_TableNode() {
+  if (scanning) {
+    database->Connection().Drop(*this);
+    Stop();
+  }
+}
+
+// Called by the connection, which forgets the scan itself.
+void rfm_TableNode::Stop() noexcept {
+  scanning = false;
+  if (!scan.IsReady()) {
+    scan.Finalize();
+    return;
+  }
+  sqlite3_reset(scan.Get());
+  if (shape->columnsRead && shape->idleScans.size() < shape->idleScans.capacity()) {
+    shape->idleScans.push_back(std::move(scan));
+  }
+  scan.Finalize();
+}
+
+void rfm_TableNode::ThrowNoRow(int number) const {
+  rfm_throw(rfm_ErrorKind::Other, database->FileName(), {&shape->className, number}, "there is no such row",
+            "Check the number of rows, or restore the file from a backup");
+}
+
+void rfm_TableNode::ThrowBadRowNumber(std::int64_t number) const {
+  database->ThrowDamaged("a row number that cannot be is stored there", {&shape->className, number});
+}
+
+int rfm_TableNode::CheckedRow(std::int64_t number) const {
+  if (number < 0 || number >= std::numeric_limits<int>::max()) {
+    ThrowBadRowNumber(number);
+  }
+  return static_cast<int>(number);
+}
+
+void rfm_TableNode::WantWritable() const {
+  database->Connection().WantTransaction();
+  if (shape->isClassList) {
+    nex_Exception::Throw(nex_AssertException("!isClassList"), "platform/rfm/rfm_Table", __LINE__);
+  }
+  shape->WantColumns();
+}
+
+// The columns may become known, or change, after the handle was made.
+void rfm_TableNode::FitBuffer() {
+  shape->WantColumns();
+  if (row.layout == shape->layout) {
+    return;
+  }
+  std::vector<rfm_Row::Value> fitted(shape->layout->columns.size());
+  for (std::size_t place = 0; place < fitted.size(); ++place) {
+    if (rfm_Row::Value const* const kept = row.Find(rfm_FieldHandle(shape->layout->columns[place]))) {
+      fitted[place] = *kept;
+    }
+  }
+  row.values = std::move(fitted);
+  row.layout = shape->layout;
+  row.hint = 0;
+}
+
+int rfm_TableNode::Length() {
+  rfm_Connection& connection = database->Connection();
+  rfm_ScopeGuard const scope(connection);
+  if (!shape->Exists()) {
+    return 0;
+  }
+  if (shape->nextRowEpoch == connection.Epoch()) {
+    return shape->nextRow;
+  }
+  shape->WantColumns();
+  rfm_Run run(connection, shape->lastRow,
+              [this] {
+                return "SELECT max(" + rfm_quote(rfm_RowColumn) + ") FROM " + rfm_quote(shape->table.View());
+              },
+              {&shape->className});
+  run.Step();
+  bool const isEmpty = sqlite3_column_type(run.Get(), 0) == SQLITE_NULL;
+  shape->nextRow = isEmpty ? 0 : CheckedRow(sqlite3_column_int64(run.Get(), 0)) + 1;
+  shape->nextRowEpoch = connection.Epoch();
+  return shape->nextRow;
+}
+
+bool rfm_TableNode::RowExists(int number) {
+  rfm_Connection& connection = database->Connection();
+  rfm_ScopeGuard const scope(connection);
+  if (!shape->Exists() || number < -1) {
+    return false;
+  }
+  shape->WantColumns();
+  rfm_Run run(connection, shape->nextRowNumber,
+              [this] {
+                std::string const rowColumn = rfm_quote(rfm_RowColumn);
+                return "SELECT " + rowColumn + " FROM " + rfm_quote(shape->table.View()) + " WHERE " +
+                       rowColumn + " >= ?1 ORDER BY " + rowColumn + " LIMIT 1";
+              },
+              {&shape->className});
+  run.Bind(1, number == -1 ? next : number);
+  return run.Step() && (number == -1 || sqlite3_column_int64(run.Get(), 0) == number);
+}
+
+void rfm_TableNode::Seek(int number) {
+  next = std::max(number, 0);
+}
+
+void rfm_TableNode::StartScan(int from) {
+  rfm_Connection& connection = database->Connection();
+  if (!shape->idleScans.empty()) {
+    scan = std::move(shape->idleScans.back());
+    shape->idleScans.pop_back();
+  }
+  shape->idleScans.reserve(shape->idleScans.size() + 2); // room to give it back without a failure
+  rfm_Run run(connection, scan, [this] {
+    std::string const rowColumn = rfm_quote(rfm_RowColumn);
+    return shape->SelectSql(" WHERE " + rowColumn + " >= ?1 ORDER BY " + rowColumn);
+  });
+  run.Bind(1, from);
+  connection.Add(*this);
+  run.Keep();
+  scanning = true;
+  scanNext = from;
+}
+
+bool rfm_TableNode::StepScan(int& number) {
+  int const result = sqlite3_step(scan.Get());
+  if (result == SQLITE_ROW) {
+    number = CheckedRow(sqlite3_column_int64(scan.Get(), 0));
+    scanNext = number + 1;
+    return true;
+  }
+  database->Connection().Drop(*this);
+  if (result != SQLITE_DONE) {
+    scan.Finalize();
+    scanning = false;
+    database->Connection().Fail(result, {&shape->className, scanNext});
+  }
+  Stop();
+  return false;
+}
+
+rfm_Row const& rfm_TableNode::ReadRow(int number) {
+  rfm_Connection& connection = database->Connection();
+  rfm_ScopeGuard const scope(connection);
+  int const target = number < 0 ? next : number;
+  if (number < -1 || !shape->Exists()) {
+    ThrowNoRow(number < -1 ? number : target);
+  }
+  FitBuffer();
+  bool const follows = target == row.rowNumber + 1;
+  if (scanning && scanNext != target) {
+    connection.Drop(*this);
+    Stop();
+  }
+  if (!scanning && (number < 0 || (follows && connection.HoldsState()))) {
+    StartScan(target);
+  }
+  if (scanning) {
+    int found = 0;
+    if (!StepScan(found) || (number >= 0 && found != number)) {
+      if (scanning) {
+        connection.Drop(*this);
+        Stop();
+      }
+      ThrowNoRow(target);
+    }
+    Fill(scan.Get(), found);
+    return row;
+  }
+  rfm_Run run(connection, shape->lookUp,
+              [this] { return shape->SelectSql(" WHERE " + rfm_quote(rfm_RowColumn) + " = ?1"); },
+              {&shape->className, target});
+  run.Bind(1, target);
+  if (!run.Step()) {
+    ThrowNoRow(target);
+  }
+  Fill(run.Get(), target);
+  return row;
+}
+
+void rfm_TableNode::Fill(sqlite3_stmt* statement, int number) {
+  ++database->Connection().statistics.rowsRead;
+  int const uidType = sqlite3_column_type(statement, 1);
+  std::string_view const uidBytes = uidType == SQLITE_BLOB ? columnBytes(statement, 1) : std::string_view();
+  if (uidType != SQLITE_NULL && uidBytes.size() != row.uid.size()) {
+    database->ThrowDamaged("an identity that is not one is stored there",
+                           {&shape->className, number, rfm_UidColumn});
+  }
+  row.hasUid = uidType != SQLITE_NULL;
+  if (row.hasUid) {
+    std::memcpy(row.uid.data(), uidBytes.data(), row.uid.size());
+  }
+  row.uidChanged = false;
+  row.rowNumber = number;
+  row.readRow = number;
+  next = number + 1;
+  int column = 2;
+  for (rfm_Row::Value& value : row.values) {
+    switch (sqlite3_column_type(statement, column)) {
+    case SQLITE_INTEGER:
+      value.type = rfm_Row::Value::Type::Integer;
+      value.integer = sqlite3_column_int64(statement, column);
+      break;
+    case SQLITE_FLOAT:
+      value.type = rfm_Row::Value::Type::Real;
+      value.real = sqlite3_column_double(statement, column);
+      break;
+    case SQLITE_TEXT: {
+      std::string_view const text = columnText(statement, column);
+      if (holdsText(text)) {
+        value.type = rfm_Row::Value::Type::Text;
+        value.text = cow_String(text);
+      } else {
+        value.type = rfm_Row::Value::Type::BadText;
+        value.bytes = text;
+      }
+      break;
+    }
+    case SQLITE_BLOB:
+      value.type = rfm_Row::Value::Type::Blob;
+      value.bytes = columnBytes(statement, column);
+      break;
+    default:
+      value = rfm_Row::Value();
+      break;
+    }
+    ++column;
+  }
+}
+
+void rfm_TableNode::ClearRow() {
+  FitBuffer();
+  std::fill(row.values.begin(), row.values.end(), rfm_Row::Value());
+  row.uidChanged = row.uidChanged || row.hasUid;
+  row.hasUid = false;
+}
+
+void rfm_TableNode::BindRow(rfm_Run& run, int firstParameter, bool withUid) const {
+  int parameter = firstParameter;
+  if (withUid) {
+    if (row.hasUid) {
+      run.BindBlob(parameter, row.uid.data(), row.uid.size());
+    } else {
+      run.BindNull(parameter);
+    }
+    ++parameter;
+  }
+  for (rfm_Row::Value const& value : row.values) {
+    switch (value.type) {
+    case rfm_Row::Value::Type::Null:
+      run.BindNull(parameter);
+      break;
+    case rfm_Row::Value::Type::Integer:
+      run.Bind(parameter, value.integer);
+      break;
+    case rfm_Row::Value::Type::Real:
+      run.Bind(parameter, value.real);
+      break;
+    case rfm_Row::Value::Type::Text:
+      run.Bind(parameter, value.text.View());
+      break;
+    case rfm_Row::Value::Type::BadText:
+      run.Bind(parameter, std::string_view(value.bytes));
+      break;
+    case rfm_Row::Value::Type::Blob:
+      run.BindBlob(parameter, value.bytes.data(), value.bytes.size());
+      break;
+    }
+    ++parameter;
+  }
+}
+
+void rfm_TableNode::UpdateRow(int number) {
+  WantWritable();
+  int const target = number < 0 ? row.rowNumber : number;
+  if (target < 0 || !shape->Exists()) {
+    ThrowNoRow(target);
+  }
+  FitBuffer();
+  bool const withUid = target != row.readRow || row.uidChanged;
+  if (row.values.empty() && !withUid) {
+    return; // read before, and nothing to write
+  }
+  rfm_Run run(database->Connection(), withUid ? shape->updateUid : shape->update,
+              [this, withUid] { return shape->UpdateSql(withUid); }, {&shape->className, target});
+  run.Bind(1, target);
+  BindRow(run, 2, withUid);
+  if (run.Change() == 0) {
+    ThrowNoRow(target);
+  }
+  row.rowNumber = target;
+  row.readRow = target;
+  row.uidChanged = false;
+}
+
+int rfm_TableNode::AppendRow() {
+  WantWritable();
+  if (!shape->Exists()) {
+    rfm_throw(rfm_ErrorKind::Other, database->FileName(), {&shape->className},
+              "the class has no table in this file yet", "Ask the database for a table to write");
+  }
+  FitBuffer();
+  int const number = Length();
+  if (number >= std::numeric_limits<int>::max() - 1) {
+    rfm_throw(rfm_ErrorKind::Full, database->FileName(), {&shape->className},
+              "the table has no room for more rows", "Start a new file");
+  }
+  rfm_Run run(database->Connection(), shape->insert, [this] { return shape->InsertSql(); },
+              {&shape->className, number});
+  run.Bind(1, number);
+  BindRow(run, 2, true);
+  run.Change();
+  shape->nextRow = number + 1;
+  row.rowNumber = number;
+  row.readRow = number;
+  row.uidChanged = false;
+  next = number + 1;
+  return number;
+}
+
+int rfm_TableNode::FindUid(rfm_Uid const& uid, int* rows, int most) {
+  rfm_Connection& connection = database->Connection();
+  rfm_ScopeGuard const scope(connection);
+  if (most <= 0 || !shape->Exists()) {
+    return 0;
+  }
+  shape->WantColumns();
+  if (!shape->hasUid || (shape->isFresh && Length() == 0)) {
+    return 0;
+  }
+  if (shape->isFresh) {
+    database->MakeUidIndex(*shape);
+  }
+  rfm_Run run(connection, shape->findUid,
+              [this] {
+                std::string const rowColumn = rfm_quote(rfm_RowColumn);
+                return "SELECT " + rowColumn + " FROM " + rfm_quote(shape->table.View()) + " WHERE " +
+                       rfm_quote(rfm_UidColumn) + " = ?1 ORDER BY " + rowColumn + " LIMIT ?2";
+              },
+              {&shape->className});
+  run.BindBlob(1, uid.data(), uid.size());
+  run.Bind(2, most);
+  int count = 0;
+  while (count < most && run.Step()) {
+    rows[count++] = CheckedRow(sqlite3_column_int64(run.Get(), 0));
+  }
+  return count;
+}
+
+// ---- the public handle ----
+
+rfm_Table::rfm_Table(std::shared_ptr<rfm_TableNode> table) noexcept : node(std::move(table)) {}
+
+int rfm_Table::Length() const {
+  return node->Length();
+}
+
+bool rfm_Table::RowExists(int row) const {
+  return node->RowExists(row);
+}
+
+void rfm_Table::Seek(int row) {
+  node->Seek(row);
+}
+
+rfm_Row const& rfm_Table::ReadRow(int row) {
+  return node->ReadRow(row);
+}
+
+rfm_Row& rfm_Table::Row() noexcept {
+  return node->Row();
+}
+
+rfm_Row const& rfm_Table::Row() const noexcept {
+  return node->Row();
+}
+
+void rfm_Table::ClearRow() {
+  node->ClearRow();
+}
+
+void rfm_Table::UpdateRow(int row) {
+  node->UpdateRow(row);
+}
+
+int rfm_Table::AppendRow() {
+  return node->AppendRow();
+}
+
+int rfm_Table::FindUid(rfm_Uid const& uid, int* rows, int most) const {
+  return node->FindUid(uid, rows, most);
+}
+
+bool rfm_Table::HasField(rfm_FieldHandle const& field) const noexcept {
+  return node->Row().HasField(field);
+}
+
+std::vector<cow_String> rfm_Table::FieldNames() const {
+  return node->Shape().layout->columns;
+}
