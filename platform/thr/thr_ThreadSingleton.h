@@ -20,7 +20,7 @@ struct thr_SlotState {
 };
 
 template <typename T>
-class thr_ThreadSingleton;
+class DDR_API thr_ThreadSingleton;
 
 /// Base of a type T of which each thread has at most one object: `class T : public
 /// thr_ThreadSingletonBase<T>`. T befriends thr_ThreadSingleton<T>, which makes and releases the objects; a
