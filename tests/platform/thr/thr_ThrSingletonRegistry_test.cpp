@@ -10,6 +10,7 @@
 #include <functional>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -55,6 +56,19 @@ bool releaseAndMakeItself() {
   return true;
 }
 
+// Forty release functions, each noting its number; levels are 8 and 9 in turn.
+template <int number>
+bool releaseNumber() {
+  released += std::to_string(number) + " ";
+  return true;
+}
+
+template <int... numbers>
+void registerNumbers(std::integer_sequence<int, numbers...>) {
+  (registry().Register(releaseNumber<numbers>), ...);
+  (registry().SetDestructLevel(releaseNumber<numbers>, 8 + numbers % 2), ...);
+}
+
 class SingletonRegistry : public testing::Test {
 protected:
   SingletonRegistry() {
@@ -89,6 +103,16 @@ TEST_F(SingletonRegistry, EqualLevelsGoInTheOrderRegistered) {
               }
             }),
             "bac");
+}
+
+TEST_F(SingletonRegistry, ManyOfEqualLevelGoInTheOrderRegisteredToo) {
+  std::string expected;
+  for (int const remainder : {0, 1}) {
+    for (int number = remainder; number < 40; number += 2) {
+      expected += std::to_string(number) + " ";
+    }
+  }
+  EXPECT_EQ(threadThatDid([] { registerNumbers(std::make_integer_sequence<int, 40>()); }), expected);
 }
 
 TEST_F(SingletonRegistry, LevelIsZeroUntilSet) {

@@ -67,6 +67,21 @@ TEST_F(ThreadSingleton, AFreshThreadHasNone) {
   EXPECT_EQ(others, nullptr);
 }
 
+TEST_F(ThreadSingleton, NoSlotIsAskedWhileNoneIsAlive) {
+  static int asked = 0;
+  asked = 0;
+  os_runtimeCalls().tlsGetValue = [](unsigned number) {
+    ++asked;
+    return os_RuntimeCalls().tlsGetValue(number);
+  };
+  EXPECT_EQ(Base::Instance(), nullptr);
+  EXPECT_FALSE(Singleton::Release());
+  EXPECT_EQ(asked, 0);
+  Singleton::Instance();
+  Base::Instance();
+  EXPECT_EQ(asked, 1);
+}
+
 TEST_F(ThreadSingleton, IsMadeOnceAThread) {
   Thing& thing = Singleton::Instance();
   EXPECT_EQ(&Singleton::Instance(), &thing);
