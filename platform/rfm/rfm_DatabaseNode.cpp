@@ -475,12 +475,16 @@ void rfm_DatabaseNode::MakeUidIndex(rfm_TableShape& shape) {
   shape.isFresh = false;
 }
 
-void rfm_DatabaseNode::WantEntryIndex() {
+bool rfm_DatabaseNode::HasEntryIndex() {
   if (!entryIndexExists || entryIndexData != connection.DataVersion()) {
     entryIndexExists = SqlNameIsTaken(rfm_EntryKeyIndex);
     entryIndexData = connection.DataVersion();
   }
-  if (!*entryIndexExists) {
+  return *entryIndexExists;
+}
+
+void rfm_DatabaseNode::WantEntryIndex() {
+  if (!HasEntryIndex()) {
     entryIndexMade = true;
     connection.Execute("CREATE INDEX ddr_entry_key ON ddr_entry(handle, Key)");
     entryIndexExists = true;

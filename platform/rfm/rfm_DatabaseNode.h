@@ -96,6 +96,7 @@ public:
   void ClearRow();
   void UpdateRow(int number);
   int AppendRow();
+  void InsertRow(int number);
   int FindUid(rfm_Uid const& uid, int* rows, int most);
   rfm_Row& Row() noexcept { return row; }
   rfm_TableShape& Shape() noexcept { return *shape; }
@@ -181,6 +182,8 @@ public:
   bool TableIsPlain(std::string_view table);
   /// Makes the index of identities of a table that was made in the running transaction.
   void MakeUidIndex(rfm_TableShape& shape);
+  /// Whether the file has the index of the entries by key.
+  bool HasEntryIndex();
   /// Makes the index of the entries by key unless the file has it.
   void WantEntryIndex();
 
@@ -197,6 +200,7 @@ public:
 
   // What rfm_Entries keeps.
   rfm_Statement findEntry;
+  rfm_Statement findEntryWalking;
   rfm_Statement countEntries;
   rfm_Statement lastEntry;
   rfm_Statement appendEntry;

@@ -147,9 +147,14 @@ std::optional<rfm_Entry> rfm_Entries::Find(std::int64_t handle, std::string_view
   if (connection.InTransaction() && database.entriesAppended) {
     database.WantEntryIndex(); // otherwise each look-up walks over what was appended
   }
-  rfm_Run run(connection, database.findEntry,
-              std::string_view("SELECT position, ClassID, OID FROM ddr_entry "
-                               "WHERE handle = ?1 AND Key = ?2 ORDER BY position LIMIT 1"));
+  // SQLite would rather walk over the collection than take the index, and the index may not be there yet.
+  bool const indexed = database.HasEntryIndex();
+  rfm_Run run(connection, indexed ? database.findEntry : database.findEntryWalking,
+              indexed
+                  ? std::string_view("SELECT position, ClassID, OID FROM ddr_entry INDEXED BY ddr_entry_key "
+                                     "WHERE handle = ?1 AND Key = ?2 ORDER BY position LIMIT 1")
+                  : std::string_view("SELECT position, ClassID, OID FROM ddr_entry "
+                                     "WHERE handle = ?1 AND Key = ?2 ORDER BY position LIMIT 1"));
   run.Bind(1, handle);
   run.Bind(2, key);
   if (!run.Step()) {

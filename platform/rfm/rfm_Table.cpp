@@ -470,14 +470,20 @@ void rfm_TableNode::UpdateRow(int number) {
 }
 
 int rfm_TableNode::AppendRow() {
+  int const number = Length();
+  InsertRow(number);
+  return number;
+}
+
+void rfm_TableNode::InsertRow(int number) {
   WantWritable();
   if (!shape->Exists()) {
     rfm_throw(rfm_ErrorKind::Other, database->FileName(), {&shape->className},
               "the class has no table in this file yet", "Ask the database for a table to write");
   }
   FitBuffer();
-  int const number = Length();
-  if (number >= std::numeric_limits<int>::max() - 1) {
+  int const length = Length();
+  if (number < 0 || number >= std::numeric_limits<int>::max() - 1) {
     rfm_throw(rfm_ErrorKind::Full, database->FileName(), {&shape->className},
               "the table has no room for more rows", "Start a new file");
   }
@@ -486,12 +492,11 @@ int rfm_TableNode::AppendRow() {
   run.Bind(1, number);
   BindRow(run, 2, true);
   run.Change();
-  shape->nextRow = number + 1;
+  shape->nextRow = std::max(length, number + 1);
   row.rowNumber = number;
   row.readRow = number;
   row.uidChanged = false;
   next = number + 1;
-  return number;
 }
 
 int rfm_TableNode::FindUid(rfm_Uid const& uid, int* rows, int most) {
@@ -561,6 +566,10 @@ void rfm_Table::UpdateRow(int row) {
 
 int rfm_Table::AppendRow() {
   return node->AppendRow();
+}
+
+void rfm_Table::InsertRow(int row) {
+  node->InsertRow(row);
 }
 
 int rfm_Table::FindUid(rfm_Uid const& uid, int* rows, int most) const {

@@ -44,6 +44,11 @@ public:
   /// Writes the buffer as a new row. Inside a transaction.
   /// @returns its number; the position is on it
   int AppendRow();
+  /// Writes the buffer as a new row of a given number, for rows whose number was given out before they were
+  /// complete. Inside a transaction. Throws when there is such a row already; the position is on it
+  /// afterwards.
+  /// @param row [from 0]
+  void InsertRow(int row);
   /// How many rows hold an identity: 0 or 1 in a sound file.
   /// @param uid identity to look for
   /// @param rows takes the first of them, ascending; room for `most`
