@@ -1,0 +1,31 @@
+// fault_vfs: counts what SQLite asks of the device, and lets a chosen request fail.
+#pragma once
+
+#include <cstdint>
+
+/// Between construction and destruction, every SQLite connection that is opened goes through it. One at a
+/// time. Connections opened through it must be closed before it goes.
+class fault_vfs {
+public:
+  fault_vfs();
+  ~fault_vfs();
+  fault_vfs(fault_vfs const&) = delete;
+  fault_vfs& operator=(fault_vfs const&) = delete;
+
+  /// Forgets the counts and the failures.
+  void reset() noexcept;
+  /// From the n-th request that changes the device on, requests fail.
+  /// @param request [from 1] of those counted since the last reset
+  /// @param errorNumber ENOSPC or EIO
+  /// @param lasting whether all later requests fail too, or this one alone
+  void fail_at(int request, int errorNumber, bool lasting) noexcept;
+
+  /// Requests that change the device: writes, syncs, truncations, deletions, opening of journals.
+  int changes() const noexcept;
+  /// Requests to write.
+  int writes() const noexcept;
+  /// Requests to sync a file, or a folder after a deletion.
+  int syncs() const noexcept;
+  /// Requests that were made to fail.
+  int failures() const noexcept;
+};
