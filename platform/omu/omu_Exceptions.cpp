@@ -14,4 +14,9 @@ omu_ValueErrorException::~omu_ValueErrorException() = default;
 omu_AccessErrorException::omu_AccessErrorException(cow_String const& key)
     : nex_Exception("No entry with key '" + std::string(key.Text()) + "'"), missingKey(key.View()) {}
 
+omu_AccessErrorException::omu_AccessErrorException(cow_String const& key, cls_Uid const& access)
+    : omu_AccessErrorException(key) {
+  accessUid = access;
+}
+
 omu_AccessErrorException::~omu_AccessErrorException() = default;

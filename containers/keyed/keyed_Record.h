@@ -1,0 +1,35 @@
+// keyed_Record: building and comparing the records of keyed collections.
+#pragma once
+
+#include "cls_ReadVisitor.h"
+#include "cls_WriteVisitor.h"
+
+/// Builds the record that a stored object holds: through the catalogue where that builds the class, else as a
+/// T. The object must be a T or derived from it; throws otherwise. The caller owns the result.
+template <class T>
+T* keyed_readRecord(cls_RowSource const& stored) {
+  cls_ReadVisitor const reader(stored);
+  void* const built = reader.Construct(T::TypeId());
+  return built != nullptr ? static_cast<T*>(built) : new T(reader);
+}
+
+/// Abandons a write of a collection unless it was ended.
+class keyed_WriteGuard {
+public:
+  explicit keyed_WriteGuard(cls_CollectionAgent& written) : agent(written) { agent.BeginWrite(); }
+  ~keyed_WriteGuard() {
+    if (!ended) {
+      agent.AbandonWrite();
+    }
+  }
+  keyed_WriteGuard(keyed_WriteGuard const&) = delete;
+  keyed_WriteGuard& operator=(keyed_WriteGuard const&) = delete;
+  void End(std::unique_ptr<cls_StoredState> state) {
+    agent.EndWrite(std::move(state));
+    ended = true;
+  }
+
+private:
+  cls_CollectionAgent& agent;
+  bool ended = false;
+};

@@ -1,0 +1,20 @@
+#include "dia_Library.h"
+
+#include "cls_MetadataRegistrar.h"
+#include "dia_DiagnosticData.h"
+#include "os_LibraryCount.h"
+
+namespace {
+constinit os_LibraryCount count("dia_initialize", "dia_finalize");
+constexpr unsigned registrationTag = 1;
+} // namespace
+
+void dia_initialize(int& libraryCount) {
+  if (count.Initialize(libraryCount)) {
+    omi_Singleton<cls_MetadataRegistrar>::Instance().initClassMetadata(dia_registerClasses, registrationTag);
+  }
+}
+
+void dia_finalize(int& libraryCount) {
+  count.Finalize(libraryCount);
+}

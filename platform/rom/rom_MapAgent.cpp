@@ -1,0 +1,268 @@
+#include "rom_MapAgent.h"
+
+#include "nex_Exception.h"
+#include "rom_ObjectSink.h"
+#include "rom_ObjectSource.h"
+
+rom_MapAgent::rom_MapAgent(rom_Store& ofStore, rom_RowId headerRow, cls_Uid const& identity,
+                           std::int64_t entryHandle)
+    : store(&ofStore), fileName(ofStore.file.FileName()), header(headerRow), uid(identity),
+      handle(entryHandle) {
+  store->AddAgent(*this);
+}
+
+rom_MapAgent::~rom_MapAgent() {
+  if (store != nullptr) {
+    store->DropAgent(*this);
+  }
+}
+
+rom_Store& rom_MapAgent::Need() const {
+  if (store == nullptr) {
+    nex_Exception::Throw(nex_TextException(("The database file '" + std::string(fileName.Text()) +
+                                            "' of this collection has been closed; open it again to read or"
+                                            " save what was not loaded.")),
+                         "platform/rom/rom_MapAgent", __LINE__);
+  }
+  return *store;
+}
+
+void rom_MapAgent::Detach() noexcept {
+  store = nullptr;
+  cursor.reset();
+  state.reset();
+  pendingState.reset();
+  hasPending = false;
+  self = cls_AgentHandle(); // may delete this
+}
+
+void rom_MapAgent::Begin() {
+  Need();
+  cursor.reset();
+}
+
+void rom_MapAgent::First() {
+  rom_Store& from = Need();
+  cursor.reset();
+  if (std::exchange(walkNothing, false) || !born) {
+    return;
+  }
+  cursor = std::make_unique<rfm_EntryCursor>(from.database.Entries().Scan(handle));
+  ReadCursor();
+}
+
+void rom_MapAgent::Next() {
+  ReadCursor();
+}
+
+void rom_MapAgent::ReadCursor() {
+  if (cursor->Next()) {
+    currentKey = cow_String(cursor->Key());
+  } else {
+    cursor.reset();
+    currentKey = cow_String();
+  }
+}
+
+cls_StoredReference rom_MapAgent::Reference() const {
+  return {cursor->ClassId(), cursor->Oid()};
+}
+
+std::unique_ptr<cls_RowSource> rom_MapAgent::OpenCurrent() {
+  return std::make_unique<rom_ObjectSource>(Need(), rom_RowId{cursor->ClassId(), cursor->Oid()});
+}
+
+void rom_MapAgent::Bind(cls_PC const*) {}
+
+std::unique_ptr<cls_RowSource> rom_MapAgent::OpenRecord(cow_String const& key) {
+  rom_Store& from = Need();
+  if (!born) {
+    return nullptr;
+  }
+  rfm_ReadScope const scope(from.database);
+  std::optional<rfm_Entry> const entry = from.database.Entries().Find(handle, key.View());
+  if (!entry) {
+    return nullptr;
+  }
+  return std::make_unique<rom_ObjectSource>(from, rom_RowId{entry->classId, entry->oid});
+}
+
+bool rom_MapAgent::IsStored(cow_String const& key) {
+  return born && Need().database.Entries().Find(handle, key.View()).has_value();
+}
+
+bool rom_MapAgent::IsReadOnly() const {
+  return Need().file.ReadOnly();
+}
+
+void rom_MapAgent::BeginWrite() {
+  rom_Store& into = Need();
+  if (into.Pass() == nullptr) {
+    into.BeginPass();
+    ownPass = true;
+  }
+  into.Pass()->Enlist(*this);
+}
+
+std::unique_ptr<cls_RowSink> rom_MapAgent::WriteRequest(cow_String const& key) {
+  rom_Store& into = Need();
+  if (into.Pass() == nullptr) {
+    nex_Exception::Throw(nex_AssertException("a write is under way"), "platform/rom/rom_MapAgent", __LINE__);
+  }
+  if (replacing) {
+    writtenKeys.insert(key);
+  }
+  return rom_ObjectSink::Entry(*into.Pass(), *this, key, fork);
+}
+
+void rom_MapAgent::WriteReference(cow_String const& key, cls_StoredReference const& reference) {
+  Need();
+  if (replacing) {
+    writtenKeys.insert(key);
+  }
+  SetEntry(key, {reference.classId, reference.row});
+}
+
+void rom_MapAgent::RemoveStored(cow_String const& key) {
+  Need().database.Entries().Remove(handle, key.View());
+}
+
+void rom_MapAgent::EndWrite(std::unique_ptr<cls_StoredState> stored) {
+  rom_Store& into = Need();
+  if (replacing && !headerIsNew) {
+    std::vector<cow_String> left;
+    for (rfm_EntryCursor walk = into.database.Entries().Scan(handle); walk.Next();) {
+      cow_String const key(walk.Key());
+      if (!writtenKeys.contains(key)) {
+        left.push_back(key);
+      }
+    }
+    for (cow_String const& key : left) {
+      RemoveStored(key);
+    }
+  }
+  replacing = false;
+  writtenKeys.clear();
+  pendingState = std::move(stored);
+  hasPending = true;
+  if (std::exchange(ownPass, false)) {
+    try {
+      into.Pass()->Commit();
+    } catch (...) {
+      into.EndPass();
+      throw;
+    }
+    into.EndPass();
+  }
+}
+
+void rom_MapAgent::AbandonWrite() noexcept {
+  if (store == nullptr || store->Pass() == nullptr) {
+    return;
+  }
+  if (std::exchange(ownPass, false)) {
+    store->EndPass();
+  } else {
+    store->Pass()->MarkFailed();
+  }
+}
+
+void rom_MapAgent::SetStoredState(std::unique_ptr<cls_StoredState> newState) {
+  if (hasPending) {
+    pendingState = std::move(newState);
+    return;
+  }
+  state = std::move(newState);
+  if (state != nullptr && store != nullptr) {
+    self = cls_AgentHandle(this);
+  }
+}
+
+void rom_MapAgent::Bear(rom_RowId headerRow, std::int64_t newHandle) {
+  store->DropAgent(*this);
+  header = headerRow;
+  handle = newHandle;
+  born = true;
+  bornInPass = true;
+  headerIsNew = true;
+  store->AddAgent(*this);
+}
+
+void rom_MapAgent::BeginReplacing(bool newHeader, std::shared_ptr<rom_Fork> ofFork) {
+  walkNothing = true;
+  headerIsNew = newHeader;
+  bornInPass = bornInPass || newHeader;
+  replacing = StoredState() == nullptr;
+  writtenKeys.clear();
+  fork = std::move(ofFork);
+}
+
+void rom_MapAgent::ForgetPass() noexcept {
+  headerIsNew = false;
+  replacing = false;
+  ownPass = false;
+  writtenKeys.clear();
+  nothingStoredBefore.reset();
+  appendedKeys.clear();
+  keysByRow.reset();
+  fork.reset();
+}
+
+void rom_MapAgent::Committed() {
+  bornInPass = false;
+  ForgetPass();
+  if (std::exchange(hasPending, false)) {
+    SetStoredState(std::move(pendingState));
+    pendingState.reset();
+  }
+}
+
+void rom_MapAgent::TakenBack() noexcept {
+  ForgetPass();
+  hasPending = false;
+  pendingState.reset();
+  if (std::exchange(bornInPass, false) && store != nullptr) {
+    store->DropAgent(*this);
+    born = false;
+    header = rom_RowId();
+    store->AddAgent(*this);
+  }
+}
+
+std::optional<rfm_Entry> rom_MapAgent::StoredEntry(cow_String const& key) {
+  rfm_Entries const& entries = Need().database.Entries();
+  if (!nothingStoredBefore) {
+    nothingStoredBefore = headerIsNew || !entries.Scan(handle).Next();
+  }
+  if (*nothingStoredBefore && !appendedKeys.contains(key)) {
+    return std::nullopt;
+  }
+  return entries.Find(handle, key.View());
+}
+
+void rom_MapAgent::SetEntry(cow_String const& key, rom_RowId id) {
+  rfm_Entries& entries = Need().database.Entries();
+  std::optional<rfm_Entry> const stored = StoredEntry(key);
+  if (!stored) {
+    entries.Append(handle, key.View(), id.classId, id.row);
+    if (*nothingStoredBefore) {
+      appendedKeys.insert(key);
+    }
+  } else if (stored->classId != id.classId || stored->oid != id.row) {
+    entries.Update(handle, key.View(), id.classId, id.row);
+  }
+}
+
+bool rom_MapAgent::IsReferencedByOtherKey(cow_String const& key, rom_RowId id) {
+  auto const packed = [](unsigned classId, int row) {
+    return (static_cast<std::int64_t>(classId) << 32) | static_cast<std::int64_t>(static_cast<unsigned>(row));
+  };
+  if (!keysByRow) {
+    keysByRow.emplace();
+    for (rfm_EntryCursor walk = Need().database.Entries().Scan(handle); walk.Next();) {
+      keysByRow->emplace(packed(walk.ClassId(), walk.Oid()), cow_String(walk.Key()));
+    }
+  }
+  auto const found = keysByRow->find(packed(id.classId, id.row));
+  return found != keysByRow->end() && !(found->second == key);
+}

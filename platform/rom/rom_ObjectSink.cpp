@@ -1,0 +1,378 @@
+#include "rom_ObjectSink.h"
+
+#include "nex_Exception.h"
+#include "rfm_Table.h"
+#include "rom_MapAgent.h"
+
+#include <algorithm>
+
+namespace {
+
+constexpr char const* sourcePath = "platform/rom/rom_ObjectSink";
+
+cow_String withSuffix(cow_String const& field, char const* suffix) {
+  return cow_String((std::string(field.View()) + suffix).c_str());
+}
+
+} // namespace
+
+/// The elements of a list; complete when destroyed.
+class rom_ListSink : public cls_ListSink {
+public:
+  rom_ListSink(rom_WritePass& ofPass, rom_PendingList& filled, std::shared_ptr<rom_Fork> ofFork)
+      : pass(ofPass), list(filled), fork(std::move(ofFork)) {}
+  ~rom_ListSink() override { list.complete = true; }
+
+  std::unique_ptr<cls_RowSink> Append() override {
+    list.elements.emplace_back();
+    std::unique_ptr<rom_ObjectSink> sink(new rom_ObjectSink(pass, rom_ObjectSink::Target::Element));
+    sink->list = &list;
+    sink->element = list.elements.size() - 1;
+    sink->fork = fork;
+    return sink;
+  }
+
+private:
+  rom_WritePass& pass;
+  rom_PendingList& list;
+  std::shared_ptr<rom_Fork> fork;
+};
+
+std::unique_ptr<rom_ObjectSink> rom_ObjectSink::Top(rom_WritePass& pass, unsigned typeId, int row) {
+  std::unique_ptr<rom_ObjectSink> sink(new rom_ObjectSink(pass, Target::Top));
+  sink->topTypeId = typeId;
+  sink->topRow = row;
+  return sink;
+}
+
+std::unique_ptr<rom_ObjectSink> rom_ObjectSink::Entry(rom_WritePass& pass, rom_MapAgent& agent,
+                                                      cow_String const& key, std::shared_ptr<rom_Fork> fork) {
+  std::unique_ptr<rom_ObjectSink> sink(new rom_ObjectSink(pass, Target::Entry));
+  sink->agent = &agent;
+  sink->key = key;
+  sink->fork = std::move(fork);
+  return sink;
+}
+
+rom_ObjectSink::~rom_ObjectSink() {
+  if (row != nullptr && target != Target::BasePart) {
+    row->complete = true;
+  }
+}
+
+void const* rom_ObjectSink::Store() const {
+  return &pass.Store();
+}
+
+void rom_ObjectSink::Begin(unsigned typeId, cls_Uid const& uid, rom_RowId id, bool isNew) {
+  (fork ? fork->written : pass.Written())[uid] = id;
+  row = &pass.AddRow();
+  row->id = id;
+  row->uid = uid;
+  row->isNew = isNew;
+  if (isNew) {
+    rfm_ClassEntry const& stored = pass.Store().StoredClass(typeId);
+    if (stored.baseTypeId != cls_NoBaseTypeId) {
+      row->Set("##BaseClassOID", std::int64_t{-1});
+    }
+  }
+}
+
+void rom_ObjectSink::SetReference(rom_RowId id) {
+  switch (target) {
+  case Target::Field:
+    owner->Set(withSuffix(ownerField, "#ClassID"), static_cast<std::int64_t>(id.classId));
+    owner->Set(withSuffix(ownerField, "#OID"), static_cast<std::int64_t>(id.row));
+    break;
+  case Target::Entry:
+    agent->SetEntry(key, id);
+    break;
+  case Target::Element:
+    list->elements[element].id = id;
+    break;
+  case Target::Top:
+  case Target::BasePart:
+    break;
+  }
+}
+
+bool rom_ObjectSink::Start(unsigned typeId, cls_Uid const& uid) {
+  if (target == Target::BasePart) {
+    return true;
+  }
+  pass.Drain();
+  switch (target) {
+  case Target::Top:
+    return StartTop(typeId, uid);
+  case Target::Entry:
+    return StartEntry(typeId, uid);
+  default:
+    return StartNested(typeId, uid);
+  }
+}
+
+bool rom_ObjectSink::StartTop(unsigned typeId, cls_Uid const& uid) {
+  if (typeId != topTypeId) {
+    nex_Exception::Throw(nex_AssertException("typeId == topTypeId"), sourcePath, __LINE__);
+  }
+  bool const isNew = topRow < 0;
+  Begin(typeId, uid, {typeId, isNew ? pass.ReserveRow(typeId) : topRow}, isNew);
+  row->carryUnknown = isNew;
+  return true;
+}
+
+bool rom_ObjectSink::StartEntry(unsigned typeId, cls_Uid const& uid) {
+  rom_Store& store = pass.Store();
+  auto const rowHolds = [&](unsigned classId, int rowNumber) {
+    rfm_Table table = store.database.Table(classId);
+    return table.RowExists(rowNumber) &&
+           table.ReadRow(rowNumber).Uid() == std::optional<rfm_Uid>(uid.Stored());
+  };
+  std::vector<int> const sameIdentity = pass.RowsOf(typeId, uid);
+  std::optional<rfm_Entry> const stored = agent->StoredEntry(key);
+  if (stored && store.registrar.Find(stored->classId) == nullptr && store.IsA(stored->classId, typeId) &&
+      rowHolds(stored->classId, stored->oid)) {
+    // The record is of a class that this process does not know; its row holds more than could be written
+    // here.
+    return false;
+  }
+  rom_WrittenObjects& written = fork ? fork->written : pass.Written();
+  auto const before = written.find(uid);
+  bool const writtenBefore = before != written.end();
+  rom_RowId id{typeId, -1};
+  bool isNew = true;
+  if (stored && stored->classId == typeId && rowHolds(typeId, stored->oid)) {
+    id.row = stored->oid;
+    isNew = false;
+    if (writtenBefore && before->second == id) {
+      return false;
+    }
+    if (!fork && (writtenBefore || sameIdentity.size() > 1)) {
+      fork = std::make_shared<rom_Fork>();
+    }
+  } else if (!fork) {
+    bool const takenByOther =
+        !sameIdentity.empty() && agent->IsReferencedByOtherKey(key, {typeId, sameIdentity.front()});
+    if (writtenBefore || takenByOther) {
+      fork = std::make_shared<rom_Fork>();
+    } else if (!sameIdentity.empty()) {
+      id.row = sameIdentity.front();
+      isNew = false;
+    }
+  }
+  if (isNew) {
+    id.row = pass.ReserveRow(typeId);
+  }
+  if (!writtenBefore) {
+    written[uid] = id;
+  }
+  Begin(typeId, uid, id, isNew);
+  SetReference(id);
+  return true;
+}
+
+std::optional<rom_RowId> rom_ObjectSink::StoredTarget(unsigned typeId, cls_Uid const& uid) const {
+  if (target != Target::Field || owner->isNew) {
+    return std::nullopt;
+  }
+  rom_Store& store = pass.Store();
+  rfm_Table ownerTable = store.database.Table(owner->id.classId);
+  rfm_Row const& stored = ownerTable.ReadRow(owner->id.row);
+  rfm_FieldHandle const classField(withSuffix(ownerField, "#ClassID"));
+  rfm_FieldHandle const rowField(withSuffix(ownerField, "#OID"));
+  if (!stored.FieldIsSet(classField) || !stored.FieldIsSet(rowField) ||
+      stored.ReadFieldInt64(classField) != static_cast<std::int64_t>(typeId)) {
+    return std::nullopt;
+  }
+  int const storedRow = stored.ReadFieldInt(rowField);
+  rfm_Table table = store.database.Table(typeId);
+  if (!table.RowExists(storedRow) || table.ReadRow(storedRow).Uid() != std::optional<rfm_Uid>(uid.Stored())) {
+    return std::nullopt;
+  }
+  return rom_RowId{typeId, storedRow};
+}
+
+bool rom_ObjectSink::StartNested(unsigned typeId, cls_Uid const& uid) {
+  rom_WrittenObjects const& written = fork ? fork->written : pass.Written();
+  auto const before = written.find(uid);
+  if (before != written.end()) {
+    SetReference(before->second);
+    return false;
+  }
+  std::optional<rom_RowId> id;
+  if (fork) {
+    pass.RowsOf(typeId, uid); // makes the class known to the file
+    id = StoredTarget(typeId, uid);
+  } else {
+    std::vector<int> const rows = pass.RowsOf(typeId, uid);
+    if (rows.size() == 1) {
+      id = rom_RowId{typeId, rows.front()};
+    } else if (rows.size() > 1) {
+      id = StoredTarget(typeId, uid);
+    }
+  }
+  bool const isNew = !id;
+  if (isNew) {
+    id = rom_RowId{typeId, pass.ReserveRow(typeId)};
+  }
+  Begin(typeId, uid, *id, isNew);
+  SetReference(*id);
+  if (rom_MapAgent* unborn = pass.Store().UnbornAgent(uid)) {
+    pass.Enlist(*unborn);
+    unborn->Bear(*id, HeaderHandle());
+  }
+  return true;
+}
+
+bool rom_ObjectSink::FieldIsPresent(cls_FieldHandle const& field) const {
+  if (row == nullptr) {
+    return false;
+  }
+  rfm_Table const table = pass.Store().database.TableForWriting(row->id.classId);
+  return table.HasField(rfm_FieldHandle(field.Name())) ||
+         table.HasField(rfm_FieldHandle(withSuffix(field.Name(), "#OID")));
+}
+
+void rom_ObjectSink::WriteInt(cls_FieldHandle const& field, int value) {
+  if (row != nullptr) {
+    row->Set(field.Name(), static_cast<std::int64_t>(value));
+  }
+}
+
+void rom_ObjectSink::WriteDouble(cls_FieldHandle const& field, double value) {
+  if (row != nullptr) {
+    row->Set(field.Name(), value);
+  }
+}
+
+void rom_ObjectSink::WriteBool(cls_FieldHandle const& field, bool value) {
+  if (row != nullptr) {
+    row->Set(field.Name(), std::int64_t{value});
+  }
+}
+
+void rom_ObjectSink::WriteString(cls_FieldHandle const& field, cow_String const& value) {
+  if (row != nullptr) {
+    row->Set(field.Name(), value);
+  }
+}
+
+void rom_ObjectSink::WriteNullObject(cls_FieldHandle const& field) {
+  if (row != nullptr) {
+    row->Set(withSuffix(field.Name(), "#ClassID"), std::monostate());
+    row->Set(withSuffix(field.Name(), "#OID"), std::monostate());
+  }
+}
+
+namespace {
+
+/// Accepts everything and stores nothing: what a refused object writes into.
+class DroppedSink : public cls_RowSink {
+public:
+  explicit DroppedSink(void const* ofStore) : store(ofStore) {}
+  bool Start(unsigned, cls_Uid const&) override { return false; }
+  bool FieldIsPresent(cls_FieldHandle const&) const override { return false; }
+  void WriteInt(cls_FieldHandle const&, int) override {}
+  void WriteDouble(cls_FieldHandle const&, double) override {}
+  void WriteBool(cls_FieldHandle const&, bool) override {}
+  void WriteString(cls_FieldHandle const&, cow_String const&) override {}
+  void WriteNullObject(cls_FieldHandle const&) override {}
+  std::unique_ptr<cls_RowSink> Object(cls_FieldHandle const&) override {
+    return std::make_unique<DroppedSink>(store);
+  }
+  std::unique_ptr<cls_RowSink> BasePart(unsigned) override { return std::make_unique<DroppedSink>(store); }
+  cls_AgentHandle Collection() override { return cls_AgentHandle(); }
+  std::unique_ptr<cls_ListSink> List() override { return std::make_unique<DroppedList>(store); }
+  void WriteElementText(cow_String const&) override {}
+  void End() override {}
+  void const* Store() const override { return store; }
+
+private:
+  class DroppedList : public cls_ListSink {
+  public:
+    explicit DroppedList(void const* ofStore) : store(ofStore) {}
+    std::unique_ptr<cls_RowSink> Append() override { return std::make_unique<DroppedSink>(store); }
+
+  private:
+    void const* store;
+  };
+  void const* store;
+};
+
+} // namespace
+
+std::unique_ptr<cls_RowSink> rom_ObjectSink::Object(cls_FieldHandle const& field) {
+  if (row == nullptr) {
+    return std::make_unique<DroppedSink>(Store());
+  }
+  std::unique_ptr<rom_ObjectSink> sink(new rom_ObjectSink(pass, Target::Field));
+  sink->owner = row;
+  sink->ownerField = field.Name();
+  sink->fork = fork;
+  return sink;
+}
+
+std::unique_ptr<cls_RowSink> rom_ObjectSink::BasePart(unsigned) {
+  if (row == nullptr) {
+    return std::make_unique<DroppedSink>(Store());
+  }
+  // The base parts of all classes are empty: the row says so, and no row of the base class is needed.
+  row->Set("##BaseClassOID", std::int64_t{-1});
+  return std::unique_ptr<cls_RowSink>(new rom_ObjectSink(pass, Target::BasePart));
+}
+
+std::int64_t rom_ObjectSink::HeaderHandle() {
+  rom_Store& store = pass.Store();
+  if (!row->isNew) {
+    rfm_Table table = store.database.Table(row->id.classId);
+    rfm_Row const& stored = table.ReadRow(row->id.row);
+    rfm_FieldHandle const field("Target#Handle");
+    if (stored.FieldIsSet(field)) {
+      return stored.ReadFieldHandle(field);
+    }
+  }
+  for (auto const& [name, value] : row->fields) {
+    if (name == cow_String("Target#Handle")) {
+      return std::get<std::int64_t>(value);
+    }
+  }
+  std::int64_t const handle = store.database.NewHandle();
+  row->Set("Target#Handle", handle);
+  return handle;
+}
+
+cls_AgentHandle rom_ObjectSink::Collection() {
+  if (row == nullptr) {
+    return cls_AgentHandle();
+  }
+  cls_AgentHandle taken = pass.Store().Agent(row->id, row->uid, HeaderHandle());
+  auto& collection = static_cast<rom_MapAgent&>(*taken);
+  pass.Enlist(collection);
+  collection.BeginReplacing(row->isNew, fork);
+  return taken;
+}
+
+std::unique_ptr<cls_ListSink> rom_ObjectSink::List() {
+  if (row == nullptr) {
+    return std::make_unique<DroppedSink>(Store())->List();
+  }
+  rom_PendingList& filled = pass.AddList();
+  filled.handle = HeaderHandle();
+  filled.isNew = row->isNew;
+  return std::make_unique<rom_ListSink>(pass, filled, fork);
+}
+
+void rom_ObjectSink::WriteElementText(cow_String const& text) {
+  if (target == Target::Element) {
+    list->elements[element].text = text;
+  }
+}
+
+void rom_ObjectSink::End() {
+  if (row != nullptr) {
+    row->complete = true;
+  }
+  pass.Commit();
+  row = nullptr;
+  pass.Store().EndPass();
+}

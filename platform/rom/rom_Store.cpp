@@ -1,0 +1,113 @@
+#include "rom_Store.h"
+
+#include "nex_Exception.h"
+#include "rom_MapAgent.h"
+#include "rom_WritePass.h"
+
+#include <algorithm>
+
+namespace {
+constexpr char const* sourcePath = "platform/rom/rom_Store";
+}
+
+rom_Store::rom_Store(cls_ClassRegistrar const* givenRegistrar, rfm_File const& openedFile,
+                     rfm_Database opened)
+    : registrar(givenRegistrar == nullptr ? cls_ClassRegistrar() : *givenRegistrar), file(openedFile),
+      database(std::move(opened)), knownChangeCount(database.ChangeCount()) {}
+
+rom_Store::~rom_Store() {
+  pass.reset();
+  cache.Clear();
+  // An agent that only this store keeps goes when it is detached.
+  unborn.clear();
+  agentsByHeader.clear();
+  std::unordered_set<rom_MapAgent*> const detached = std::exchange(agents, {});
+  for (rom_MapAgent* agent : detached) {
+    agent->Detach();
+  }
+}
+
+rfm_ClassEntry const& rom_Store::StoredClass(unsigned classId) const {
+  rfm_ClassEntry const* entry = database.FindClass(classId);
+  if (entry == nullptr) {
+    char id[32];
+    std::snprintf(id, sizeof id, "0x%x", classId);
+    nex_Exception::Throw(nex_TextException(("The database file '" + std::string(file.FileName().Text()) +
+                                            "' refers to class " + id +
+                                            ", which its class list does not have; the file is damaged.")),
+                         sourcePath, __LINE__);
+  }
+  return *entry;
+}
+
+bool rom_Store::IsA(unsigned classId, unsigned baseTypeId) const {
+  if (registrar.IsDerivedFrom(classId, baseTypeId)) {
+    return true;
+  }
+  // A chain longer than the class list runs in a circle.
+  for (std::size_t steps = 0; steps <= database.Classes().size(); ++steps) {
+    if (classId == baseTypeId) {
+      return true;
+    }
+    rfm_ClassEntry const* entry = database.FindClass(classId);
+    if (entry == nullptr || entry->baseTypeId == cls_NoBaseTypeId) {
+      return false;
+    }
+    classId = entry->baseTypeId;
+  }
+  return false;
+}
+
+std::string rom_Store::Where(unsigned classId, int row) const {
+  rfm_ClassEntry const* entry = database.FindClass(classId);
+  std::string where = "File '" + std::string(file.FileName().Text()) + "', ";
+  if (entry == nullptr) {
+    return where + "missing object";
+  }
+  return where + "class '" + entry->name.Text() + "', row " + std::to_string(row);
+}
+
+cls_AgentHandle rom_Store::Agent(rom_RowId header, cls_Uid const& uid, std::int64_t handle) {
+  auto found = agentsByHeader.find(header);
+  if (found != agentsByHeader.end()) {
+    return cls_AgentHandle(found->second);
+  }
+  return cls_AgentHandle(new rom_MapAgent(*this, header, uid, handle));
+}
+
+rom_MapAgent* rom_Store::UnbornAgent(cls_Uid const& uid) const {
+  auto found =
+      std::find_if(unborn.begin(), unborn.end(), [&](rom_MapAgent* agent) { return agent->Uid() == uid; });
+  return found == unborn.end() ? nullptr : *found;
+}
+
+void rom_Store::AddAgent(rom_MapAgent& agent) {
+  agents.insert(&agent);
+  if (agent.IsBorn()) {
+    agentsByHeader[agent.Header()] = &agent;
+  } else {
+    unborn.push_back(&agent);
+  }
+}
+
+void rom_Store::DropAgent(rom_MapAgent& agent) noexcept {
+  agents.erase(&agent);
+  std::erase(unborn, &agent);
+  auto found = agentsByHeader.find(agent.Header());
+  if (found != agentsByHeader.end() && found->second == &agent) {
+    agentsByHeader.erase(found);
+  }
+}
+
+rom_WritePass& rom_Store::BeginPass() {
+  if (pass != nullptr) {
+    nex_Exception::Throw(nex_AssertException("no other write of this file is under way"), sourcePath,
+                         __LINE__);
+  }
+  pass = std::make_unique<rom_WritePass>(*this);
+  return *pass;
+}
+
+void rom_Store::EndPass() noexcept {
+  pass.reset();
+}

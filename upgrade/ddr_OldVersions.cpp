@@ -1,0 +1,120 @@
+#include "ddr_OldVersions.h"
+
+#include "dbc_OldClassRegistrar.h"
+
+namespace {
+
+constexpr cls_AttributeType integer = cls_AttributeType::Integer;
+constexpr cls_AttributeType string = cls_AttributeType::String;
+constexpr cls_AttributeType boolean = cls_AttributeType::Boolean;
+constexpr cls_AttributeType object = cls_AttributeType::Object;
+constexpr cls_CollectionType single = cls_CollectionType::Single;
+constexpr cls_CollectionType list = cls_CollectionType::List;
+constexpr cls_CollectionType stringMap = cls_CollectionType::StringMap;
+
+// Frozen: what files of older releases hold. These numbers follow no live class.
+constexpr unsigned ddbTypeId = 0x220006;
+constexpr unsigned modelTypeId = 0x220007;
+constexpr unsigned extensionTableTypeId = 0x220018;
+constexpr unsigned mapTypeId = 0x230002;
+constexpr unsigned addOnListTypeId = 0x230001;
+constexpr unsigned diagnosticDataTypeId = 0x240001;
+constexpr unsigned diagnosticListTypeId = 0x210001;
+constexpr unsigned plain = 1;
+constexpr unsigned noBase = 1;
+
+cls_ClassMetadata& createModel(cls_ClassRegistrar& registrar, int version) {
+  return registrar.CreateClassMD("ddr_Model", modelTypeId, version, nullptr, noBase)
+      .AddAttribute("modelName", string, plain, single);
+}
+
+cls_ClassMetadata& createDdb(cls_ClassRegistrar& registrar, int version, unsigned modelsTypeId) {
+  return registrar.CreateClassMD("ddr_Ddb", ddbTypeId, version, nullptr, noBase)
+      .AddAttribute("models", object, modelsTypeId, stringMap)
+      .AddAttribute("results", object, mapTypeId, stringMap)
+      .AddAttribute("userData", object, mapTypeId, stringMap);
+}
+
+/// The eight attributes that every layout ends with, but for lists added later.
+cls_ClassMetadata& addDdbScalars(cls_ClassMetadata& metadata) {
+  return metadata.AddAttribute("name", string, plain, single)
+      .AddAttribute("modifyTime", integer, plain, single)
+      .AddAttribute("creationTime", integer, plain, single)
+      .AddAttribute("analysisVersion", string, plain, single)
+      .AddAttribute("sequenceData", string, plain, single)
+      .AddAttribute("onlyHasUserDefinedData", boolean, plain, single)
+      .AddAttribute("description", string, plain, single)
+      .AddAttribute("ddbVersion", integer, plain, single);
+}
+
+void defineDdbWithLists(cls_ClassRegistrar& registrar, int version) {
+  addDdbScalars(createDdb(registrar, version, modelTypeId)
+                    .AddAttribute("diagnosticData", object, diagnosticListTypeId, list))
+      .AddAttribute("productAddOns", object, addOnListTypeId, list);
+}
+
+class ddr_Model_203 : public dbc_OldClassVersion {
+  void DefineClassMetadata(cls_ClassRegistrar& registrar) const override { createModel(registrar, 203); }
+};
+
+class ddr_Model_401 : public dbc_OldClassVersion {
+  void DefineClassMetadata(cls_ClassRegistrar& registrar) const override {
+    createModel(registrar, 401).AddAttribute("instanceTable", object, extensionTableTypeId, single);
+  }
+};
+
+class ddr_Model_857 : public dbc_OldClassVersion {
+  void DefineClassMetadata(cls_ClassRegistrar& registrar) const override {
+    createModel(registrar, 857).AddAttribute("instanceTable", object, extensionTableTypeId, single);
+  }
+};
+
+class ddr_Ddb_203 : public dbc_OldClassVersion {
+  void DefineClassMetadata(cls_ClassRegistrar& registrar) const override {
+    addDdbScalars(createDdb(registrar, 203, mapTypeId));
+  }
+};
+
+class ddr_Ddb_204 : public dbc_OldClassVersion {
+  void DefineClassMetadata(cls_ClassRegistrar& registrar) const override {
+    addDdbScalars(createDdb(registrar, 204, mapTypeId));
+  }
+};
+
+class ddr_Ddb_309 : public dbc_OldClassVersion {
+  void DefineClassMetadata(cls_ClassRegistrar& registrar) const override {
+    addDdbScalars(createDdb(registrar, 309, mapTypeId)
+                      .AddAttribute("diagnosticData", object, diagnosticDataTypeId, single));
+  }
+};
+
+class ddr_Ddb_321 : public dbc_OldClassVersion {
+  void DefineClassMetadata(cls_ClassRegistrar& registrar) const override {
+    defineDdbWithLists(registrar, 321);
+  }
+};
+
+class ddr_Ddb_818 : public dbc_OldClassVersion {
+  void DefineClassMetadata(cls_ClassRegistrar& registrar) const override {
+    defineDdbWithLists(registrar, 818);
+  }
+};
+
+template <class Version>
+void registerVersion(unsigned tag) {
+  omi_Singleton<dbc_OldClassRegistrar>::Instance().Register(
+      new dbc_OldClassRegistrar::Holder(static_cast<dbc_OldClassVersion*>(new Version)), tag);
+}
+
+} // namespace
+
+void ddr_registerOldVersions(unsigned tag) {
+  registerVersion<ddr_Model_203>(tag);
+  registerVersion<ddr_Model_401>(tag);
+  registerVersion<ddr_Model_857>(tag);
+  registerVersion<ddr_Ddb_203>(tag);
+  registerVersion<ddr_Ddb_204>(tag);
+  registerVersion<ddr_Ddb_309>(tag);
+  registerVersion<ddr_Ddb_321>(tag);
+  registerVersion<ddr_Ddb_818>(tag);
+}
