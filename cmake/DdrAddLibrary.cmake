@@ -19,8 +19,8 @@
 #                   [SMOKE_FILTER regex])
 #   One Google Benchmark program ddr_bench_btree, and a ctest that runs the filtered part of it briefly.
 #
-# ddr_add_program(NAME ddr SOURCES main.cpp ... [EXTERNAL target ...])
-#   A client of the shared library and the installed headers only; it is installed.
+# ddr_add_program(NAME ddr SOURCES main.cpp ... [EXTERNAL target ...] [UNINSTALLED])
+#   A client of the shared library and the installed headers only; installed unless UNINSTALLED.
 #
 # ddr_add_shared_libraries()
 #   libddr_platform and libddr from what was added so far, with their install rules.
@@ -307,7 +307,7 @@ function(ddr_add_benchmark)
 endfunction()
 
 function(ddr_add_program)
-  cmake_parse_arguments(PARSE_ARGV 0 arg "" "NAME" "SOURCES;EXTERNAL")
+  cmake_parse_arguments(PARSE_ARGV 0 arg "UNINSTALLED" "NAME" "SOURCES;EXTERNAL")
   _ddr_check_arguments(ddr_add_program NAME SOURCES)
   set(target ddr_program_${arg_NAME})
   add_executable(${target} ${arg_SOURCES})
@@ -320,7 +320,9 @@ function(ddr_add_program)
     PROPERTIES OUTPUT_NAME ${arg_NAME}
                RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin
                INSTALL_RPATH "$ORIGIN/${library_folder}")
-  install(TARGETS ${target} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  if(NOT arg_UNINSTALLED)
+    install(TARGETS ${target} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  endif()
 endfunction()
 
 # One shared library from the objects of the folder libraries that are part of it.
