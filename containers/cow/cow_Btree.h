@@ -16,7 +16,7 @@
 /// valid and with the entries that it had. \tparam K the key, ordered by cow_KeyOrder<K>; copyable. \tparam V
 /// the value; copyable, normally a copy-on-write handle.
 template <class K, class V>
-class cow_Btree {
+class DDR_API cow_Btree {
 public:
   using Node = cow_BtreeNode<K, V>;
   using Link = cow_NodeLink<Node>;

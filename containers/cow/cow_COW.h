@@ -6,14 +6,14 @@
 /// Copies through the virtual Copy() of the object, so that a handle typed on a base copies the whole object.
 /// \tparam T has `Copy() const`, which returns a new object as T* or as a pointer to a base of T.
 template <class T>
-struct cow_Virtual {
+struct DDR_API cow_Virtual {
   /// A new heap copy. \throws what the object's Copy() throws.
   static T* Copy(T const& original) { return static_cast<T*>(original.Copy()); }
 };
 
 /// Copies through the copy constructor.
 template <class T>
-struct cow_Direct {
+struct DDR_API cow_Direct {
   /// A new heap copy. \throws what the copy constructor throws.
   static T* Copy(T const& original) { return new T(original); }
 };
@@ -25,7 +25,7 @@ struct cow_Direct {
 /// and all that share its object belong to one thread at a time. \tparam T the held type. \tparam Policy how
 /// to copy: cow_Virtual<T> for polymorphic types, cow_Direct<T> for plain ones.
 template <class T, class Policy>
-class cow_COW : public cow_CountedHld<T> {
+class DDR_API cow_COW : public cow_CountedHld<T> {
 public:
   /// A sole owner of a copy of \p original, made by Policy. \throws std::bad_alloc and what the copying
   /// throws.
@@ -62,7 +62,7 @@ private:
 /// \tparam T the held type.
 /// \tparam Policy how to copy: cow_Virtual<T> or cow_Direct<T>.
 template <class T, class Policy>
-class cow_ArrayCOW : public cow_CountedHld<T> {
+class DDR_API cow_ArrayCOW : public cow_CountedHld<T> {
 public:
   /// An empty handle with a counter of its own. \throws std::bad_alloc.
   cow_ArrayCOW() = default;

@@ -15,7 +15,7 @@
 /// other sharers. The count is a plain number: a holder and all that share its object belong to one thread at
 /// a time. \tparam T the held type; may be incomplete where the holder is only declared.
 template <class T>
-class cow_CountedHld {
+class DDR_API cow_CountedHld {
 public:
   /// An empty holder with a counter of its own. \throws std::bad_alloc.
   cow_CountedHld() : count(new cow_Counter(1)), object(nullptr) {}

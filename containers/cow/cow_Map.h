@@ -28,7 +28,7 @@ inline unsigned cow_branchBit(cow_String const& key, unsigned depth) noexcept {
 /// time. Every operation that throws leaves the map valid and with the entries that it had. \tparam K
 /// cow_String. \tparam V the value; copyable. A value that is replaced is assigned.
 template <class K, class V>
-class cow_Map {
+class DDR_API cow_Map {
 public:
   using Node = cow_MapNode<K, V>;
   using Link = cow_NodeLink<Node>;
