@@ -5,6 +5,7 @@
 #include "rom_MapAgent.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -370,9 +371,8 @@ void rom_ObjectSink::WriteElementText(cow_String const& text) {
 
 void rom_ObjectSink::End() {
   if (row != nullptr) {
-    row->complete = true;
+    std::exchange(row, nullptr)->complete = true; // storing it ends its life
   }
   pass.Commit();
-  row = nullptr;
   pass.Store().EndPass();
 }

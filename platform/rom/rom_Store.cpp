@@ -21,9 +21,14 @@ rom_Store::~rom_Store() {
   // An agent that only this store keeps goes when it is detached.
   unborn.clear();
   agentsByHeader.clear();
-  std::unordered_set<rom_MapAgent*> const detached = std::exchange(agents, {});
-  for (rom_MapAgent* agent : detached) {
-    agent->Detach();
+  // What an agent lets go may hold the last handle of another one.
+  std::vector<cls_AgentHandle> detached;
+  for (rom_MapAgent* agent : agents) {
+    detached.emplace_back(agent);
+  }
+  agents.clear();
+  for (cls_AgentHandle const& agent : detached) {
+    static_cast<rom_MapAgent&>(*agent).Detach();
   }
 }
 
