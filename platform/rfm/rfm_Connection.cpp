@@ -183,9 +183,9 @@ std::string rfm_composeText(cow_String const& file, rfm_Subject const& subject, 
 }
 
 void rfm_throw(rfm_ErrorKind kind, cow_String const& file, rfm_Subject const& subject, std::string_view what,
-               std::string_view advice, std::source_location where) {
-  nex_Exception::Throw(rfm_Exception(kind, rfm_composeText(file, subject, what, advice)),
-                       sourcePath(where.file_name()), static_cast<int>(where.line()));
+               std::string_view advice, char const* path, int line) {
+  nex_Exception::Throw(rfm_Exception(kind, rfm_composeText(file, subject, what, advice)), sourcePath(path),
+                       line);
 }
 
 rfm_Connection::rfm_Connection(cow_String shownName) : name(std::move(shownName)) {}

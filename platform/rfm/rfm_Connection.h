@@ -6,7 +6,6 @@
 #include "rfm_Statistics.h"
 
 #include <cstdint>
-#include <source_location>
 #include <sqlite3.h>
 #include <string>
 #include <string_view>
@@ -22,10 +21,11 @@ struct rfm_Subject {
 /// Composes the text of an exception: "Database file 'NAME', class 'C', row 3: WHAT. ADVICE".
 std::string rfm_composeText(cow_String const& file, rfm_Subject const& subject, std::string_view what,
                             std::string_view advice);
-/// Throws an rfm_Exception of that text.
+/// Throws an rfm_Exception of that text. The last two are the caller's place; the compilers' own functions
+/// give it, for std::source_location is not there in all that build this.
 [[noreturn]] void rfm_throw(rfm_ErrorKind kind, cow_String const& file, rfm_Subject const& subject,
                             std::string_view what, std::string_view advice,
-                            std::source_location where = std::source_location::current());
+                            char const* path = __builtin_FILE(), int line = __builtin_LINE());
 
 /// A statement that is in the middle of its rows. It must be able to go on after it was stopped.
 class rfm_Scan {
