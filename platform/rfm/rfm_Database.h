@@ -10,6 +10,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -86,6 +87,12 @@ public:
   std::int64_t NewHandle();
   /// A number that changes when another connection has changed the file. Costs about one look-up.
   std::uint64_t ChangeCount() const;
+
+  /// What SQLite finds wrong with the pages and indexes of the file, a sentence each; empty for a sound file.
+  /// O(file).
+  std::vector<std::string> CheckPages() const;
+  /// The handles that entries are stored under, ascending. O(number of handles) look-ups.
+  std::vector<std::int64_t> EntryHandles() const;
 
 private:
   friend class rfm_ReadScope;

@@ -1,0 +1,36 @@
+// rfm_Check.cpp: looking over a file as a whole.
+#include "rfm_DatabaseNode.h"
+
+namespace {
+// More would say no more about a file that is damaged.
+constexpr int mostPageFaults = 50;
+} // namespace
+
+std::vector<std::string> rfm_Database::CheckPages() const {
+  rfm_Connection& connection = node->Connection();
+  rfm_ScopeGuard const scope(connection);
+  std::vector<std::string> faults;
+  rfm_Statement statement;
+  rfm_Run run(connection, statement, "PRAGMA integrity_check(" + std::to_string(mostPageFaults) + ")");
+  while (run.Step()) {
+    auto const* const text = reinterpret_cast<char const*>(sqlite3_column_text(run.Get(), 0));
+    std::string fault = text == nullptr ? "" : text;
+    if (fault != "ok") {
+      faults.push_back(std::move(fault));
+    }
+  }
+  return faults;
+}
+
+std::vector<std::int64_t> rfm_Database::EntryHandles() const {
+  rfm_Connection& connection = node->Connection();
+  rfm_ScopeGuard const scope(connection);
+  std::vector<std::int64_t> handles;
+  rfm_Statement statement;
+  rfm_Run run(connection, statement,
+              std::string_view("SELECT DISTINCT handle FROM ddr_entry ORDER BY handle"));
+  while (run.Step()) {
+    handles.push_back(sqlite3_column_int64(run.Get(), 0));
+  }
+  return handles;
+}
