@@ -1,0 +1,244 @@
+// Tests of creating files: what becomes visible when, what is replaced, and what is left behind.
+#include "rfm_TestFiles.h"
+
+#include "child_process.h"
+
+#include <filesystem>
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace {
+
+struct CreateTest : rfm_Test {
+  rfm_Database begin() {
+    return rfm_Database::Create(rfm_File::Open(cow_String(path), utl_FileAccess::Create, true), "D0", "new",
+                                creationTime + 1);
+  }
+};
+
+TEST_F(CreateTest, AFileAppearsWhenItIsPublished) {
+  rfm_Database database = begin();
+  EXPECT_FALSE(std::filesystem::exists(path));
+  database.Publish();
+  EXPECT_THAT(folder.names(), ElementsAre("a.odb"));
+  EXPECT_EQ(openFile(path, utl_FileAccess::Read).CreationTime(), creationTime + 1);
+}
+
+TEST_F(CreateTest, AnUnpublishedFileLeavesNothing) {
+  {
+    rfm_Database database = begin();
+    rfm_Transaction transaction(database);
+    database.AddClass(modelClass());
+    transaction.Commit();
+  }
+  EXPECT_THAT(folder.names(), ElementsAre());
+  { rfm_File::Open(cow_String(path), utl_FileAccess::Create, true); }
+  EXPECT_THAT(folder.names(), ElementsAre());
+}
+
+TEST_F(CreateTest, TheSameHandlesWorkBeforeAndAfterPublishing) {
+  rfm_Database database = begin();
+  {
+    rfm_Transaction transaction(database);
+    database.AddClass(modelClass());
+    addModel(database, "before");
+    transaction.Commit();
+  }
+  rfm_Table table = database.Table(modelType);
+  EXPECT_EQ(table.Length(), 1);
+  database.Publish();
+  saveModels(database, {"after"});
+  EXPECT_EQ(table.Length(), 2);
+  EXPECT_EQ(contents(database), "before=0 after=1 | before after");
+  EXPECT_EQ(contents(path), "before=0 after=1 | before after");
+}
+
+TEST_F(CreateTest, ARolledBackChangeOfAnUnpublishedFileIsGone) {
+  rfm_Database database = begin();
+  {
+    rfm_Transaction transaction(database);
+    database.AddClass(modelClass());
+    transaction.Commit();
+  }
+  {
+    rfm_Transaction transaction(database);
+    for (int number = 0; number < 3000; ++number) {
+      addModel(database, numbered("n", number));
+    }
+  }
+  saveModels(database, {"a"});
+  database.Publish();
+  EXPECT_EQ(contents(path), "a=0 | a");
+  EXPECT_EQ(runSql(path, "PRAGMA integrity_check"), "ok");
+}
+
+TEST_F(CreateTest, APublishedFileIsSmall) {
+  createFile(path);
+  EXPECT_LE(std::filesystem::file_size(path), 6U * 4096U);
+}
+
+TEST_F(CreateTest, TheHeaderIsKept) {
+  createFile(path);
+  rfm_Database const database = openFile(path, utl_FileAccess::Read);
+  EXPECT_EQ(database.Description(), cow_String("a description"));
+  EXPECT_EQ(database.CreationTime(), creationTime);
+  EXPECT_EQ(rfm_Database::GetCreationTime(database.File()), creationTime);
+  EXPECT_EQ(database.FileName(), cow_String(path));
+}
+
+TEST_F(CreateTest, TheCreationTimeIsZeroWithoutAHeader) {
+  createFile(path);
+  rfm_File const file = rfm_File::Open(cow_String(path), utl_FileAccess::Read, true);
+  EXPECT_EQ(rfm_Database::GetCreationTime(file), creationTime);
+  runSql(path, "UPDATE ddr_header SET creation_time = NULL");
+  EXPECT_EQ(rfm_Database::GetCreationTime(file), 0);
+  runSql(path, "DROP TABLE ddr_header");
+  EXPECT_EQ(rfm_Database::GetCreationTime(file), 0);
+}
+
+TEST_F(CreateTest, ADescriptionThatIsNotUtf8IsRefused) {
+  rfm_File const file = rfm_File::Open(cow_String(path), utl_FileAccess::Create, true);
+  EXPECT_THAT(failureOf([&] { rfm_Database::Create(file, "D0", "\xff", 1); }),
+              AllOf(StartsWith("Other: "), HasSubstr("not UTF-8")));
+}
+
+TEST_F(CreateTest, AFileOfOursIsReplacedAndItsOldHandleReadsOn) {
+  rfm_Database old = createFile(path);
+  saveModels(old, {"old"});
+  rfm_Database reader = openFile(path, utl_FileAccess::Read);
+  rfm_Database database = begin();
+  EXPECT_EQ(contents(path), "old=0 | old");
+  database.Publish();
+  EXPECT_EQ(contents(path), "|");
+  EXPECT_EQ(contents(old), "old=0 | old");
+  EXPECT_EQ(contents(reader), "old=0 | old");
+  EXPECT_EQ(failureOf([&] { saveModels(old, {"b"}); }),
+            "Moved: Database file '" + path +
+                "': it was replaced, renamed or deleted since it was opened; nothing was changed. Close the "
+                "database "
+                "and open the file anew.");
+  EXPECT_EQ(contents(old), "old=0 | old");
+}
+
+TEST_F(CreateTest, AnOldHandleDoesNotTakeTheJournalOfTheNewFileForItsOwn) {
+  rfm_Database oldWriter = createFile(path);
+  saveModels(oldWriter, {"old"});
+  rfm_Database oldReader = openFile(path, utl_FileAccess::Read);
+  rfm_Database database = createFile(path);
+  rfm_Transaction transaction(database);
+  addModel(database, "new");
+  ASSERT_TRUE(std::filesystem::exists(path + "-journal"));
+  EXPECT_EQ(contents(oldWriter), "old=0 | old");
+  EXPECT_EQ(contents(oldReader), "old=0 | old");
+  EXPECT_TRUE(std::filesystem::exists(path + "-journal"));
+  transaction.Commit();
+  EXPECT_EQ(contents(path), "new=0 | new");
+  EXPECT_EQ(contents(oldWriter), "old=0 | old");
+}
+
+TEST_F(CreateTest, ARenamedOrDeletedFileIsReadOnButNotWritten) {
+  rfm_Database database = createFile(path);
+  saveModels(database, {"a"});
+  std::filesystem::rename(path, folder.path("b.odb"));
+  EXPECT_EQ(contents(database), "a=0 | a");
+  EXPECT_THAT(failureOf([&] { saveModels(database, {"b"}); }), StartsWith("Moved: "));
+  rfm_Database second = openFile(folder.path("b.odb"), utl_FileAccess::Write);
+  std::filesystem::remove(folder.path("b.odb"));
+  EXPECT_EQ(contents(second), "a=0 | a");
+  EXPECT_THAT(failureOf([&] { saveModels(second, {"b"}); }), StartsWith("Moved: "));
+  EXPECT_THAT(folder.names(), ElementsAre());
+}
+
+TEST_F(CreateTest, AnInterruptedOldFileIsReplacedTogetherWithItsJournal) {
+  saveModels(*std::make_unique<rfm_Database>(createFile(path)), {"old"});
+  interruptSave(path);
+  createFile(path);
+  EXPECT_THAT(folder.names(), ElementsAre("a.odb"));
+  EXPECT_EQ(contents(path), "|");
+}
+
+TEST_F(CreateTest, TheJournalOfADeletedFileDoesNotReachTheNewOne) {
+  saveModels(*std::make_unique<rfm_Database>(createFile(path)), {"old"});
+  interruptSave(path);
+  std::filesystem::remove(path);
+  createFile(path);
+  EXPECT_THAT(folder.names(), ElementsAre("a.odb"));
+  EXPECT_EQ(contents(path), "|");
+}
+
+TEST_F(CreateTest, WhatAppearsMeanwhileIsNotReplaced) {
+  rfm_Database database = begin();
+  writeFile(path, "somebody's notes");
+  EXPECT_THAT(failureOf([&] { database.Publish(); }),
+              AllOf(StartsWith("NotADatabase: "), HasSubstr("a file that is not a database stands there")));
+  EXPECT_EQ(readFile(path), "somebody's notes");
+  std::filesystem::remove(path);
+  database.Publish();
+  EXPECT_EQ(contents(path), "|");
+}
+
+TEST_F(CreateTest, ALinkToNothingIsNotReplaced) {
+  std::filesystem::create_symlink(folder.path("none"), path);
+  EXPECT_THAT(failureOf([&] { begin(); }),
+              AllOf(StartsWith("NotADatabase: "), HasSubstr("a link to nothing")));
+}
+
+TEST_F(CreateTest, ALinkToAFileOfOursIsFollowed) {
+  createFile(folder.path("real.odb"));
+  std::filesystem::create_symlink(folder.path("real.odb"), path);
+  rfm_Database database = createFile(path);
+  saveModels(database, {"a"});
+  EXPECT_TRUE(std::filesystem::is_symlink(path));
+  EXPECT_EQ(contents(folder.path("real.odb")), "a=0 | a");
+}
+
+TEST_F(CreateTest, LeftoversOfDeadProcessesAreRemoved) {
+  std::string const answer = in_child([&]() -> std::string {
+    rfm_Database const database = begin();
+    _exit(1);
+  });
+  ASSERT_EQ(answer, "killed");
+  ASSERT_EQ(folder.names().size(), 1U);
+  writeFile(folder.path("a.odb.new-1-0"), "of a process that lives");
+  writeFile(folder.path("a.odb.new-x"), "of nobody");
+  writeFile(folder.path("b.odb.new-999999999-0"), "of another file");
+  createFile(path);
+  EXPECT_THAT(folder.names(), ElementsAre("a.odb", "a.odb.new-1-0", "a.odb.new-x", "b.odb.new-999999999-0"));
+}
+
+TEST_F(CreateTest, TwoCreationsOfOneNameDoNotDisturbEachOther) {
+  rfm_Database first = begin();
+  rfm_Database second = createFile(path);
+  saveModels(second, {"second"});
+  first.Publish();
+  EXPECT_EQ(contents(path), "|");
+  EXPECT_EQ(contents(second), "second=0 | second");
+}
+
+TEST_F(CreateTest, AFileThatIsBeingSavedIsNotReplaced) {
+  rfm_Database old = createFile(path);
+  rfm_Database database = begin();
+  {
+    rfm_Transaction transaction(old);
+    addModel(old, "a");
+    EXPECT_THAT(failureOf([&] { database.Publish(); }), StartsWith("Locked: "));
+    transaction.Commit();
+  }
+  EXPECT_EQ(contents(path), "a=0 | a");
+  database.Publish();
+  EXPECT_EQ(contents(path), "|");
+}
+
+TEST_F(CreateTest, PublishingTwiceOrAnOpenedFileIsAMistake) {
+  rfm_Database database = createFile(path);
+  EXPECT_THAT(failureOf([&] { database.Publish(); }), StartsWith("exception: "));
+  EXPECT_THAT(failureOf([&] { rfm_Database::Create(database.File(), "D0", "", 0); }),
+              StartsWith("exception: "));
+}
+
+} // namespace

@@ -1,0 +1,396 @@
+// Tests of rfm_Transaction: all or nothing, whatever fails, and what a save costs.
+#include "rfm_TestFiles.h"
+
+#include "child_process.h"
+#include "fault_vfs.h"
+
+#include <cerrno>
+#include <filesystem>
+#include <gmock/gmock.h>
+#include <set>
+#include <sqlite3.h>
+#include <unistd.h>
+
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace {
+
+struct TransactionTest : rfm_Test {
+  // A save that touches everything: a new class, new rows, a changed row, new and removed entries, a handle.
+  static void saveMuch(rfm_Database& database) {
+    rfm_Transaction transaction(database);
+    rfm_ClassEntry entry;
+    entry.name = "later";
+    entry.typeId = 99;
+    entry.attributes = {{"Target#Handle", rfm_AttributeKind_Handle, 1, 0}};
+    database.AddClass(entry);
+    rfm_Table header = database.TableForWriting(99);
+    header.Row().WriteFieldHandle("Target#Handle", database.NewHandle());
+    header.AppendRow();
+    rfm_Table table = database.TableForWriting(modelType);
+    table.ReadRow(0);
+    table.Row().WriteFieldString("modelName", "A");
+    table.UpdateRow(-1);
+    addModel(database, "z");
+    database.Entries().Remove(1, "b");
+    transaction.Commit();
+  }
+  std::string const before = "a=0 b=1 | a b";
+  std::string const after = "a=0 z=2 | A b z";
+
+  void createTwo() {
+    rfm_Database database = createFile(path);
+    saveModels(database, {"a", "b"});
+  }
+};
+
+TEST_F(TransactionTest, ACommittedChangeIsThereAndARolledBackOneIsNot) {
+  createTwo();
+  rfm_Database database = openFile(path, utl_FileAccess::Write);
+  {
+    rfm_Transaction transaction(database);
+    addModel(database, "c");
+  }
+  EXPECT_EQ(contents(database), before);
+  saveMuch(database);
+  EXPECT_EQ(contents(database), after);
+  EXPECT_EQ(contents(path), after);
+}
+
+TEST_F(TransactionTest, ARollBackTakesClassesOutOfMemory) {
+  createTwo();
+  rfm_Database database = openFile(path, utl_FileAccess::Write);
+  rfm_Table table = database.Table(resultType);
+  {
+    rfm_Transaction transaction(database);
+    rfm_ClassEntry entry;
+    entry.name = "later";
+    entry.typeId = 99;
+    database.AddClass(entry);
+    database.TableForWriting(99).AppendRow();
+    rfm_Table written = database.TableForWriting(resultType);
+    written.AppendRow();
+    EXPECT_EQ(table.Length(), 1);
+    EXPECT_EQ(database.FindClass(resultType)->table, cow_String("class_ddr_Result"));
+  }
+  EXPECT_EQ(database.Classes().size(), 2U);
+  EXPECT_EQ(database.FindClass(99), nullptr);
+  EXPECT_TRUE(database.FindClass(resultType)->table.IsEmpty());
+  EXPECT_EQ(table.Length(), 0);
+  EXPECT_EQ(database.Table(99).Length(), 0);
+  saveMuch(database);
+  rfm_Database reader = openFile(path, utl_FileAccess::Read);
+  EXPECT_EQ(reader.Classes().size(), 3U);
+  EXPECT_EQ(reader.Table(99).ReadRow(0).ReadFieldHandle("Target#Handle"), 2);
+}
+
+TEST_F(TransactionTest, ThereIsOneAtATime) {
+  createTwo();
+  rfm_Database database = openFile(path, utl_FileAccess::Write);
+  rfm_Transaction transaction(database);
+  EXPECT_EQ(failureOf([&] { rfm_Transaction second(database); }), "exception: !inTransaction");
+  addModel(database, "c");
+  transaction.Commit();
+  EXPECT_EQ(contents(path), "a=0 b=1 c=2 | a b c");
+  EXPECT_EQ(failureOf([&] { transaction.Commit(); }), "exception: inTransaction");
+}
+
+TEST_F(TransactionTest, ChangesWantATransaction) {
+  createTwo();
+  rfm_Database database = openFile(path, utl_FileAccess::Write);
+  rfm_Table table = database.Table(modelType);
+  table.ReadRow(0);
+  EXPECT_EQ(failureOf([&] { table.UpdateRow(-1); }), "exception: inTransaction");
+  EXPECT_EQ(failureOf([&] { table.AppendRow(); }), "exception: inTransaction");
+  EXPECT_EQ(failureOf([&] { database.NewHandle(); }), "exception: inTransaction");
+  EXPECT_EQ(failureOf([&] { database.AddClass(modelClass()); }), "exception: inTransaction");
+  EXPECT_EQ(failureOf([&] { database.Entries().Clear(1); }), "exception: inTransaction");
+  EXPECT_EQ(contents(path), before);
+}
+
+TEST_F(TransactionTest, AFileOpenedForReadingIsNotWritten) {
+  createTwo();
+  rfm_Database database = openFile(path, utl_FileAccess::Read);
+  EXPECT_EQ(failureOf([&] { rfm_Transaction transaction(database); }),
+            "ReadOnly: Database file '" + path + "': it was opened for reading only. Open it for writing.");
+}
+
+TEST_F(TransactionTest, AScopeAroundATransactionGoesOn) {
+  createTwo();
+  rfm_Database database = openFile(path, utl_FileAccess::Write);
+  rfm_ReadScope const scope(database);
+  EXPECT_EQ(contents(database), before);
+  saveMuch(database);
+  EXPECT_EQ(contents(database), after);
+}
+
+TEST_F(TransactionTest, ASaveWaitsForNobodyForever) {
+  createTwo();
+  rfm_Database database = openFile(path, utl_FileAccess::Write);
+  rfm_Database other = openFile(path, utl_FileAccess::Write);
+  {
+    rfm_Transaction const transaction(other);
+    EXPECT_THAT(failureOf([&] { saveMuch(database); }), StartsWith("Locked: "));
+  }
+  {
+    rfm_ReadScope const scope(other);
+    EXPECT_THAT(failureOf([&] { saveMuch(database); }), StartsWith("Locked: "));
+    EXPECT_EQ(contents(database), before);
+    EXPECT_EQ(database.Classes().size(), 2U);
+  }
+  saveMuch(database);
+  EXPECT_EQ(contents(path), after);
+}
+
+TEST_F(TransactionTest, AnotherWritersClassesAreTakenOver) {
+  createTwo();
+  rfm_Database first = openFile(path, utl_FileAccess::Write);
+  rfm_Database second = openFile(path, utl_FileAccess::Write);
+  saveMuch(first);
+  rfm_Transaction transaction(second);
+  EXPECT_NE(second.FindClass(99), nullptr);
+  EXPECT_EQ(second.TableForWriting(99).AppendRow(), 1);
+  EXPECT_EQ(second.NewHandle(), 3);
+  transaction.Commit();
+  EXPECT_EQ(first.Table(99).Length(), 2);
+}
+
+TEST_F(TransactionTest, TwoProcessesAppendWithoutLoss) {
+  createTwo();
+  auto const appendFifty = [&](std::string const& name) -> std::string {
+    rfm_Database database = openFile(path, utl_FileAccess::Write);
+    for (int number = 0; number < 50;) {
+      try {
+        rfm_Transaction transaction(database);
+        addModel(database, name + std::to_string(number));
+        transaction.Commit();
+        ++number;
+      } catch (rfm_Exception const& failure) {
+        if (failure.Kind() != rfm_ErrorKind::Locked) {
+          return failure.what();
+        }
+      }
+    }
+    return "done";
+  };
+  child_process first([&](child_process&) { return appendFifty("x"); });
+  child_process second([&](child_process&) { return appendFifty("y"); });
+  EXPECT_EQ(first.result(), "done");
+  EXPECT_EQ(second.result(), "done");
+  rfm_Database database = openFile(path, utl_FileAccess::Read);
+  std::set<std::string> names;
+  std::set<int> rows;
+  rfm_EntryCursor cursor = database.Entries().Scan(1);
+  while (cursor.Next()) {
+    names.emplace(cursor.Key());
+    rows.insert(cursor.Oid());
+  }
+  EXPECT_EQ(names.size(), 102U);
+  EXPECT_EQ(rows.size(), 102U);
+  EXPECT_EQ(database.Table(modelType).Length(), 102);
+}
+
+TEST_F(TransactionTest, AKilledSaveIsWholeOrNotThere) {
+  createTwo();
+  for (int round = 0; round < 10; ++round) {
+    {
+      child_process saver([&](child_process& self) -> std::string {
+        rfm_Database database = openFile(path, utl_FileAccess::Write);
+        self.ready();
+        for (int number = 1;; ++number) {
+          rfm_Transaction transaction(database);
+          rfm_Table table = database.TableForWriting(modelType);
+          for (int row = 0; row < 2; ++row) {
+            table.ReadRow(row);
+            table.Row().WriteFieldInt("count", number);
+            table.UpdateRow(-1);
+          }
+          transaction.Commit();
+        }
+      });
+      saver.wait_until_ready();
+      usleep(static_cast<useconds_t>(2000 + 700 * round));
+    } // kills it
+    rfm_Database database = openFile(path, utl_FileAccess::Write);
+    rfm_Table table = database.Table(modelType);
+    int const first = table.ReadRow(0).ReadFieldInt("count");
+    EXPECT_EQ(table.ReadRow(1).ReadFieldInt("count"), first);
+    EXPECT_EQ(contents(database), before);
+  }
+}
+
+TEST_F(TransactionTest, ASaveCostsTheSyncsOfAPlainCommit) {
+  fault_vfs device;
+  createTwo();
+  rfm_Database database = openFile(path, utl_FileAccess::Write);
+  auto const saveOne = [&](char const* name) {
+    rfm_Transaction transaction(database);
+    rfm_Table table = database.TableForWriting(modelType);
+    table.ReadRow(0);
+    table.Row().WriteFieldString("modelName", name);
+    table.UpdateRow(-1);
+    transaction.Commit();
+  };
+  saveOne("warm");
+  device.reset();
+  saveOne("x");
+  int const syncs = device.syncs();
+  int const writes = device.writes();
+  EXPECT_EQ(database.File().Statistics().rowsWritten, 2U);
+
+  sqlite3* plain = nullptr;
+  ASSERT_EQ(sqlite3_open(path.c_str(), &plain), SQLITE_OK);
+  auto const run = [&](char const* sql) {
+    ASSERT_EQ(sqlite3_exec(plain, sql, nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(plain);
+  };
+  run("PRAGMA synchronous = extra; PRAGMA journal_mode = delete; SELECT * FROM class_ddr_Model");
+  device.reset();
+  run("BEGIN IMMEDIATE; UPDATE class_ddr_Model SET modelName = 'y' WHERE row = 0; COMMIT");
+  EXPECT_EQ(syncs, device.syncs());
+  EXPECT_EQ(writes, device.writes());
+  EXPECT_GT(syncs, 1);
+  sqlite3_close(plain);
+}
+
+TEST_F(TransactionTest, ASaveWithoutChangesWritesNothing) {
+  fault_vfs device;
+  createTwo();
+  rfm_Database database = openFile(path, utl_FileAccess::Write);
+  device.reset();
+  {
+    rfm_Transaction transaction(database);
+    transaction.Commit();
+  }
+  EXPECT_EQ(device.changes(), 0);
+}
+
+TEST_F(TransactionTest, ReadingChangesNothingOnTheDevice) {
+  createTwo();
+  fault_vfs device;
+  {
+    rfm_Database database = openFile(path, utl_FileAccess::Read);
+    EXPECT_EQ(contents(database), before);
+  }
+  EXPECT_EQ(device.changes(), 0);
+}
+
+struct Fault {
+  char const* name;
+  int errorNumber;
+  bool lasting;
+};
+
+struct FaultTest : TransactionTest, testing::WithParamInterface<Fault> {};
+
+TEST_P(FaultTest, AFailedSaveLeavesTheStateBefore) {
+  createTwo();
+  std::string const whole = readFile(path);
+  int failed = 0;
+  for (int request = 1; request < 1000; ++request) {
+    writeFile(path, whole);
+    fault_vfs device;
+    std::string failure;
+    {
+      rfm_Database database = openFile(path, utl_FileAccess::Write);
+      device.fail_at(request, GetParam().errorNumber, GetParam().lasting);
+      failure = failureOf([&] { saveMuch(database); });
+      if (device.failures() == 0) {
+        EXPECT_EQ(failure, "nothing");
+        EXPECT_GT(failed, 10) << "too few requests were made to fail";
+        return;
+      }
+      if (failure != "nothing") {
+        ++failed;
+        EXPECT_EQ(database.Classes().size(), 2U) << request;
+        if (GetParam().errorNumber == ENOSPC) {
+          EXPECT_THAT(failure, StartsWith("Full: Database file '" + path + "'")) << request;
+        }
+      }
+      device.reset();
+      // The same handle goes on, once the device works again.
+      EXPECT_EQ(contents(database), failure == "nothing" ? after : before) << request << ": " << failure;
+    }
+    rfm_Database database = openFile(path, utl_FileAccess::Write);
+    EXPECT_EQ(contents(database), failure == "nothing" ? after : before) << request << ": " << failure;
+    EXPECT_EQ(runSql(path, "PRAGMA integrity_check"), "ok") << request;
+    saveModels(database, {"next"});
+    EXPECT_THAT(folder.names(), ElementsAre("a.odb")) << request;
+  }
+  FAIL() << "every request failed";
+}
+
+TEST_P(FaultTest, AFailedSaveIsRecoveredAfterTheProcessEnds) {
+  createTwo();
+  std::string const whole = readFile(path);
+  for (int request = 1; request < 1000; ++request) {
+    writeFile(path, whole);
+    std::string const answer = in_child([&]() -> std::string {
+      fault_vfs device;
+      rfm_Database database = openFile(path, utl_FileAccess::Write);
+      device.fail_at(request, GetParam().errorNumber, true);
+      std::string const failure = failureOf([&] { saveMuch(database); });
+      if (device.failures() == 0) {
+        return "no failure";
+      }
+      _exit(failure == "nothing" ? 2 : 1);
+    });
+    if (answer == "no failure") {
+      EXPECT_GT(request, 10);
+      return;
+    }
+    rfm_Database database = openFile(path, utl_FileAccess::Write);
+    EXPECT_EQ(contents(database), before) << request;
+    EXPECT_EQ(runSql(path, "PRAGMA integrity_check"), "ok") << request;
+  }
+  FAIL() << "every request failed";
+}
+
+TEST_P(FaultTest, AFailedCreationLeavesNothing) {
+  int failed = 0;
+  for (int request = 1; request < 1000; ++request) {
+    fault_vfs device;
+    device.fail_at(request, GetParam().errorNumber, GetParam().lasting);
+    std::string const failure = failureOf([&] { createFile(path); });
+    if (device.failures() == 0) {
+      EXPECT_EQ(failure, "nothing");
+      EXPECT_GT(failed, 5);
+      return;
+    }
+    if (failure != "nothing") {
+      ++failed;
+      EXPECT_THAT(folder.names(), ElementsAre()) << request << ": " << failure;
+    }
+    std::filesystem::remove(path);
+  }
+  FAIL() << "every request failed";
+}
+
+INSTANTIATE_TEST_SUITE_P(Devices, FaultTest,
+                         testing::Values(Fault{"FullForGood", ENOSPC, true}, Fault{"FullOnce", ENOSPC, false},
+                                         Fault{"BrokenForGood", EIO, true}, Fault{"BrokenOnce", EIO, false}),
+                         [](auto const& chosen) { return std::string(chosen.param.name); });
+
+TEST_F(TransactionTest, AFailedChangeSpoilsTheWholeSave) {
+  createTwo();
+  fault_vfs device;
+  rfm_Database database = openFile(path, utl_FileAccess::Write);
+  rfm_Transaction transaction(database);
+  device.fail_at(1, ENOSPC, false);
+  std::string failure;
+  int added = 0;
+  while (failure.empty() || failure == "nothing") {
+    failure = failureOf([&] { addModel(database, numbered("n", added++)); });
+    ASSERT_LT(added, 100000);
+  }
+  EXPECT_GT(device.failures(), 0);
+  EXPECT_THAT(failure, StartsWith("Full: "));
+  EXPECT_THAT(failureOf([&] { addModel(database, "more"); }),
+              HasSubstr("earlier change of this save failed"));
+  EXPECT_THAT(failureOf([&] { transaction.Commit(); }), HasSubstr("earlier change of this save failed"));
+  EXPECT_EQ(contents(database), before);
+}
+
+} // namespace
