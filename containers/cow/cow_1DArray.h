@@ -40,7 +40,8 @@ private:
 /// array a table of its own, and Get() a block of its own; nothing else is copied. References to items live
 /// until the array next changes or dies. An array and all that share blocks with it belong to one thread at a
 /// time, readers included, because reading may make a block. Every operation that throws leaves the array
-/// valid and with the items that it had. \tparam T an item: has a default constructor, and can be assigned.
+/// valid and with the items that it had.
+/// \tparam T an item: has a default constructor, and can be assigned.
 template <class T>
 class cow_1DArray {
 public:
@@ -49,7 +50,8 @@ public:
   /// An empty array. \throws std::bad_alloc.
   cow_1DArray() : cow_1DArray(0) {}
   /// An array of default items. From 256 items on the blocks grow with the array, so that there are 8 to 16.
-  /// \param n the number of items. \throws std::bad_alloc; std::length_error when it is negative.
+  /// \param n the number of items.
+  /// \throws std::bad_alloc; std::length_error when it is negative.
   explicit cow_1DArray(int n);
   /// Shares everything; constant time.
   cow_1DArray(cow_1DArray const& other) noexcept
@@ -86,7 +88,8 @@ public:
   T& Get(int index);
 
   /// Gives the array \p n items. New ones are default items, except where the array was longer before: those
-  /// are still there. Unshares the table. Growing to 0 lets go of all blocks and of the table. \return true.
+  /// are still there. Unshares the table. Growing to 0 lets go of all blocks and of the table.
+  /// \return true.
   /// \throws std::bad_alloc; std::length_error when \p n is negative.
   bool Grow(int n);
   /// Replaces all items by copies of \p items.

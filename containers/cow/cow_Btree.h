@@ -13,8 +13,9 @@
 /// is of no interest and the shape must depend on the keys alone. References to nodes, keys and values live
 /// until the tree next changes or dies. An iterator must not outlive a change of its tree. A tree and all
 /// trees that share nodes with it belong to one thread at a time. Every operation that throws leaves the tree
-/// valid and with the entries that it had. \tparam K the key, ordered by cow_KeyOrder<K>; copyable. \tparam V
-/// the value; copyable, normally a copy-on-write handle.
+/// valid and with the entries that it had.
+/// \tparam K the key, ordered by cow_KeyOrder<K>; copyable.
+/// \tparam V the value; copyable, normally a copy-on-write handle.
 template <class K, class V>
 class DDR_API cow_Btree {
 public:

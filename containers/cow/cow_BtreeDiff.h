@@ -45,9 +45,12 @@ private:
 ///
 /// Shared subtrees are skipped whole, so the cost grows with the number of nodes that differ times the
 /// height, not with the size of the trees. An entry whose node was copied but whose value is equal is visited
-/// too. \param before a tree; unchanged meanwhile. \param after a tree with the same key order; unchanged
-/// meanwhile. \param visit called as visit(K const& key, V const* before, V const* after); the value is null
-/// on the side that lacks the key. \throws std::bad_alloc and what \p visit throws.
+/// too.
+/// \param before a tree; unchanged meanwhile.
+/// \param after a tree with the same key order; unchanged meanwhile.
+/// \param visit called as visit(K const& key, V const* before, V const* after); the value is null on the side
+/// that lacks the key.
+/// \throws std::bad_alloc and what \p visit throws.
 template <class K, class V, class Visit>
 void cow_btreeDiff(cow_Btree<K, V> const& before, cow_Btree<K, V> const& after, Visit&& visit) {
   using Node = cow_BtreeNode<K, V>;

@@ -13,8 +13,8 @@ public:
   /// At the end until First() or Last() is called. \param walked borrowed.
   explicit cow_BtreeIterator(cow_Btree<K, V> const& walked) noexcept : tree(&walked) {}
 
-  /// Goes to the smallest key; at the end when the tree is empty. \throws std::bad_alloc for a very deep
-  /// tree.
+  /// Goes to the smallest key; at the end when the tree is empty.
+  /// \throws std::bad_alloc for a very deep tree.
   void First() {
     path.Clear();
     DescendLeft(tree->RootNode());

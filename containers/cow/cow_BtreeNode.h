@@ -12,8 +12,9 @@ class cow_Btree;
 /// One entry of a cow_Btree: key, value and the links to the entries before and after it.
 ///
 /// Trees that are copies of each other share nodes; a shared node is never changed, except in place where a
-/// member says so. A node lives as long as a tree, or an iterator's tree, holds it. \tparam K the key,
-/// ordered by cow_KeyOrder<K>. \tparam V the value, copyable.
+/// member says so. A node lives as long as a tree, or an iterator's tree, holds it.
+/// \tparam K the key, ordered by cow_KeyOrder<K>.
+/// \tparam V the value, copyable.
 template <class K, class V>
 class cow_BtreeNode {
 public:

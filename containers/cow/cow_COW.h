@@ -22,13 +22,14 @@ struct DDR_API cow_Direct {
 ///
 /// Copying a handle costs one increment. ConstGet() reads the shared object; Get() copies it first when
 /// others share it. This is the one place that decides to copy: whatever writes goes through Get(). A handle
-/// and all that share its object belong to one thread at a time. \tparam T the held type. \tparam Policy how
-/// to copy: cow_Virtual<T> for polymorphic types, cow_Direct<T> for plain ones.
+/// and all that share its object belong to one thread at a time.
+/// \tparam T the held type.
+/// \tparam Policy how to copy: cow_Virtual<T> for polymorphic types, cow_Direct<T> for plain ones.
 template <class T, class Policy>
 class DDR_API cow_COW : public cow_CountedHld<T> {
 public:
-  /// A sole owner of a copy of \p original, made by Policy. \throws std::bad_alloc and what the copying
-  /// throws.
+  /// A sole owner of a copy of \p original, made by Policy.
+  /// \throws std::bad_alloc and what the copying throws.
   explicit cow_COW(T const& original) : cow_CountedHld<T>(Policy::Copy(original)) {}
   /// A sole owner.
   /// \param adopted adopts it, also when this throws; may be null: an empty handle.
@@ -41,8 +42,8 @@ public:
   T const& ConstGet() const noexcept { return *this->object; }
 
   /// The object for writing: copied first when others share it, else the same object as before. Needs a
-  /// handle that is not empty. Lives until the handle changes. \throws what the copying throws; then the
-  /// handle is unchanged.
+  /// handle that is not empty. Lives until the handle changes.
+  /// \throws what the copying throws; then the handle is unchanged.
   T& Get() {
     if (this->count->value != 1) {
       Unshare();
@@ -66,8 +67,8 @@ class DDR_API cow_ArrayCOW : public cow_CountedHld<T> {
 public:
   /// An empty handle with a counter of its own. \throws std::bad_alloc.
   cow_ArrayCOW() = default;
-  /// A sole owner of a copy of \p original, made by Policy. \throws std::bad_alloc and what the copying
-  /// throws.
+  /// A sole owner of a copy of \p original, made by Policy.
+  /// \throws std::bad_alloc and what the copying throws.
   explicit cow_ArrayCOW(T const& original) : cow_CountedHld<T>(Policy::Copy(original)) {}
   /// A sole owner.
   /// \param adopted adopts it, also when this throws; may be null: an empty handle.

@@ -13,15 +13,14 @@
 /// is empty (no object), sole owner (count 1) or sharer. A holder that was moved from has neither object nor
 /// counter; it may be assigned to, copied and destroyed. Use cow_COW where writing must not be seen by the
 /// other sharers. The count is a plain number: a holder and all that share its object belong to one thread at
-/// a time. \tparam T the held type; may be incomplete where the holder is only declared.
+/// a time.
+/// \tparam T the held type; may be incomplete where the holder is only declared.
 template <class T>
 class DDR_API cow_CountedHld {
 public:
   /// An empty holder with a counter of its own. \throws std::bad_alloc.
   cow_CountedHld() : count(new cow_Counter(1)), object(nullptr) {}
-  /// A sole owner.
-  /// \param adopted adopts it, also when this throws; may be null.
-  /// \throws std::bad_alloc.
+  /// A sole owner. \param adopted adopts it, also when this throws; may be null. \throws std::bad_alloc.
   explicit cow_CountedHld(T* adopted);
   /// Shares the object: one increment.
   cow_CountedHld(cow_CountedHld const& other) noexcept : count(other.count), object(other.object) {

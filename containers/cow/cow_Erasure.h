@@ -11,7 +11,8 @@ using cow_ErasedHandle = cow_COW<int, cow_Direct<int>>;
 /// Passing from handles of one type to erased ones and back.
 ///
 /// Whoever keeps handles of many classes keeps erased ones on the heap, each beside the class's own routine
-/// for releasing it. \tparam Handle cow_COW or cow_ArrayCOW of some type.
+/// for releasing it.
+/// \tparam Handle cow_COW or cow_ArrayCOW of some type.
 template <class Handle>
 class cow_Erasure {
 public:

@@ -29,10 +29,9 @@ public:
   }
 };
 
-/// The order of texts: by bytes, or the natural order while atr_getNaturalOrder() is on.
-///
-/// The setting is read at every comparison. Kept on purpose: changing it while a tree holds entries breaks
-/// the order of that tree, and nothing guards against it; hosts set it once, before they read anything.
+/// The order of texts: by bytes, or the natural order while atr_getNaturalOrder() is on. The setting is read
+/// at every comparison; changing it while a tree holds entries breaks that tree's order.
+// Kept on purpose: nothing guards against such a change; hosts set the order once, before they read anything.
 template <>
 class cow_KeyOrder<cow_String> {
 public:

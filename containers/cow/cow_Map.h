@@ -25,8 +25,9 @@ inline unsigned cow_branchBit(cow_String const& key, unsigned depth) noexcept {
 /// differ in few low bits, like numbered names, make long branches. Use cow_Btree for many entries and for
 /// walking in key order. References to keys and values live until the map next changes or dies;
 /// cow_MapIterator keeps what it walks. A map and all maps that share nodes with it belong to one thread at a
-/// time. Every operation that throws leaves the map valid and with the entries that it had. \tparam K
-/// cow_String. \tparam V the value; copyable. A value that is replaced is assigned.
+/// time. Every operation that throws leaves the map valid and with the entries that it had.
+/// \tparam K cow_String.
+/// \tparam V the value; copyable. A value that is replaced is assigned.
 template <class K, class V>
 class DDR_API cow_Map {
 public:
@@ -59,7 +60,8 @@ public:
     return node ? &node->value : nullptr;
   }
   /// The value of \p key for writing, or null when there is none. Copies the shared nodes on the way; what
-  /// the value itself shares is its own affair. \throws what copying a node throws.
+  /// the value itself shares is its own affair.
+  /// \throws what copying a node throws.
   V* Find(K const& key);
   /// The value of \p key, to be filled or emptied in place for every map that shares the node; null when
   /// there is none. Copies nothing.

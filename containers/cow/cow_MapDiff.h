@@ -11,9 +11,12 @@
 ///
 /// Shared branches are skipped whole, so the cost grows with the number of nodes that differ, not with the
 /// size of the maps. An entry whose node was copied but whose value is equal is visited too; an entry that
-/// only moved to another place is not, when it kept its node. \param before unchanged meanwhile. \param after
-/// unchanged meanwhile. \param visit called as visit(K const& key, V const* before, V const* after); the
-/// value is null on the side that lacks the key. \throws std::bad_alloc and what \p visit throws.
+/// only moved to another place is not, when it kept its node.
+/// \param before unchanged meanwhile.
+/// \param after unchanged meanwhile.
+/// \param visit called as visit(K const& key, V const* before, V const* after); the value is null on the side
+/// that lacks the key.
+/// \throws std::bad_alloc and what \p visit throws.
 template <class K, class V, class Visit>
 void cow_mapDiff(cow_Map<K, V> const& before, cow_Map<K, V> const& after, Visit&& visit) {
   using Node = cow_MapNode<K, V>;

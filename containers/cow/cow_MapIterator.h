@@ -11,8 +11,7 @@
 template <class K, class V>
 class cow_MapIterator {
 public:
-  /// At the end until First() or Last() is called. Sorts the entries: N log N.
-  /// \throws std::bad_alloc.
+  /// At the end until First() or Last() is called. Sorts the entries: N log N. \throws std::bad_alloc.
   explicit cow_MapIterator(cow_Map<K, V> const& map)
       : root(map.RootLink()), nodes(cow_sortedNodes(root.Peek())), position(nodes.size()) {}
 

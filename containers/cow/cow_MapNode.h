@@ -9,8 +9,8 @@
 template <class K, class V>
 class cow_Map;
 
-/// One entry of a cow_Map: key, value and the links to the entries below.
-/// Maps that are copies of each other share nodes; a shared node is never changed.
+/// One entry of a cow_Map: key, value and the links to the entries below. Maps that are copies of each other
+/// share nodes; a shared node is never changed.
 template <class K, class V>
 class cow_MapNode {
 public:

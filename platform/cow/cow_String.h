@@ -77,8 +77,7 @@ public:
   /// The text as a view. Valid while this object lives unchanged.
   std::string_view View() const noexcept { return {Text(), Length()}; }
 
-  /// Compares by bytes as unsigned numbers; a beginning of a text comes before the text.
-  /// \return -1, 0 or 1.
+  /// Compares by bytes as unsigned numbers; a beginning of a text comes before the text. \return -1, 0 or 1.
   static int Compare(cow_String const& left, cow_String const& right) noexcept {
     if (((left.words[1] | right.words[1]) & sharedTag) == 0) {
       std::uint64_t const leftFirst = __builtin_bswap64(left.words[0]);

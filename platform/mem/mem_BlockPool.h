@@ -13,8 +13,9 @@ inline constexpr std::size_t mem_poolLargestBlock = 256;
 /// Blocks of one size class lie side by side in pages that belong to the allocating thread, so neither
 /// allocating nor freeing takes a lock, and blocks that are used together lie together however they are
 /// freed. Blocks are aligned to 8 bytes, those of at most 4 bytes to 4; as long as mem_poolUsesHeap() is
-/// false, blocks of 64, 128, 192 and 256 bytes begin a cache line. \param size [byte], more than 0. \throws
-/// std::bad_alloc when the system gives no memory.
+/// false, blocks of 64, 128, 192 and 256 bytes begin a cache line.
+/// \param size [byte], more than 0.
+/// \throws std::bad_alloc when the system gives no memory.
 DDR_API void* mem_poolAllocate(std::size_t size);
 
 /// Frees a block of mem_poolAllocate(). Any thread may free it, also after the thread that allocated it has
