@@ -51,9 +51,21 @@ TEST(ReIterator, SearchesAnywhereInTheText) {
   EXPECT_FALSE(rgx_match("^b", "ab").Matched());
 }
 
-TEST(ReIterator, ADotTakesALineBreakAndTheEndIsTheEndOfTheText) {
-  EXPECT_EQ(group(pathExpression, "ddbCont['a\nb'].models['c\nd']\n", 1), "a\nb");
-  EXPECT_EQ(group(pathExpression, "ddbCont['a\nb'].models['c\nd']\n", 2), "models['c\nd']\n");
+TEST(ReIterator, ADotTakesAllButALineBreak) {
+  EXPECT_EQ(group(pathExpression, "ddbCont['a b'].models['c\td']", 2), "models['c\td']");
+  EXPECT_FALSE(rgx_match(pathExpression, "ddbCont['a\nb'].models['c']").Matched());
+}
+
+TEST(ReIterator, TheEndIsTheEndOfTheText) {
+  EXPECT_FALSE(rgx_match(pathExpression, "ddbCont['a'].models['c']\n").Matched());
+  EXPECT_EQ(group("b$", "a\nb", 0), "b");
+}
+
+TEST(ReIterator, AnotherPatternOrEncodingIsCompiledAnew) {
+  EXPECT_EQ(group("a(.)", "ab", 1), "b");
+  EXPECT_EQ(group("(.)a", "ca", 1), "c");
+  EXPECT_EQ(group("a(.)", "a\xff", 1), "\xff");
+  EXPECT_EQ(group("a(.)", "a\xc3\xa9", 1), "\xc3\xa9");
 }
 
 TEST(ReIterator, CharactersAreUtf8WhenTheTextIs) {
