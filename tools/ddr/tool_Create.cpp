@@ -1,0 +1,58 @@
+#include "tool_Create.h"
+
+#include "nex_Exception.h"
+#include "tool_Database.h"
+#include "tool_Output.h"
+
+#include <CLI/CLI.hpp>
+#include <filesystem>
+#include <fmt/format.h>
+#include <memory>
+#include <nlohmann/json.hpp>
+
+namespace {
+
+struct Request {
+  std::string file;
+  std::string description;
+  bool force = false;
+  bool json = false;
+};
+
+/// Whatever else than an ordinary file stands there is refused by the library, in words of its own.
+void refuseToReplace(std::string const& file) {
+  std::error_code ignored;
+  if (std::filesystem::is_regular_file(file, ignored)) {
+    nex_Exception::Throw(
+        nex_TextException(fmt::format("Database file '{}': it exists already. Choose another name, or add "
+                                      "--force to replace a database that stands there.",
+                                      file)),
+        "tools/ddr/tool_Create", __LINE__);
+  }
+}
+
+void create(Request const& request) {
+  if (!request.force) {
+    refuseToReplace(request.file);
+  }
+  tool_Database database(request.file, request.description);
+  database.Save([](ddr_Ddb&) {}); // writes the record, without which the file cannot be opened
+  if (request.json) {
+    tool_printJson(nlohmann::ordered_json{
+        {"file", request.file}, {"name", database.Name()}, {"description", request.description}});
+  } else {
+    tool_print(fmt::format("Created '{}'.\n", request.file));
+  }
+}
+
+} // namespace
+
+void tool_offerCreate(CLI::App& app, tool_Command& command) {
+  auto const request = std::make_shared<Request>();
+  CLI::App* const verb = app.add_subcommand("create", "Make an empty database");
+  verb->add_option("FILE", request->file, "The file to make")->required();
+  verb->add_option("--description", request->description, "What the database is about");
+  verb->add_flag("--force", request->force, "Replace a database that stands there, with all that is in it");
+  verb->add_flag("--json", request->json, "Answer in JSON");
+  verb->callback([request, &command] { command = [request] { create(*request); }; });
+}

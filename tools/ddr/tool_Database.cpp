@@ -1,0 +1,39 @@
+#include "tool_Database.h"
+
+#include "cls_MetadataRegistrar.h"
+#include "tool_Report.h"
+
+namespace {
+
+/// The registry, ready to open files.
+ddr_Root& registry() {
+  ddr_Root& root = ddr_Root::Instance();
+  if (root.GetClassRegistrar() == nullptr) {
+    root.SetClassRegistrar(omi_Singleton<cls_MetadataRegistrar>::Instance().MakeClassRegistrar());
+  }
+  return root;
+}
+
+} // namespace
+
+tool_Database::tool_Database(std::string const& fileName, utl_FileAccess access) : root(registry()) {
+  persistentName = root.OpenDdb(rfm_File::Open(fileName, access, true), "");
+}
+
+tool_Database::tool_Database(std::string const& fileName, std::string const& description) : root(registry()) {
+  root.CreateDdb(fileName, description);
+  persistentName = root.GetPersistentName(fileName);
+}
+
+tool_Database::~tool_Database() {
+  tool_report([this] { root.CloseDdb(persistentName); });
+}
+
+ddr_Ddb const& tool_Database::Record() const {
+  return root.Fetch().ConstGet(persistentName);
+}
+
+std::string_view tool_Database::Name() const {
+  std::string_view const name = persistentName.View();
+  return name.substr(0, name.find_last_not_of(' ') + 1);
+}

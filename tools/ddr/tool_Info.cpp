@@ -1,0 +1,108 @@
+#include "tool_Info.h"
+
+#include "tool_Collection.h"
+#include "tool_Database.h"
+#include "tool_Output.h"
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <optional>
+
+namespace {
+
+struct Request {
+  std::string file;
+  bool json = false;
+};
+
+/// The version of a class as the file stores it; none when the file does not list the class.
+std::optional<int> classVersion(ddr_Ddb const& record, unsigned typeId) {
+  rfm_ClassEntry const* const entry = record.GetTransporter()->Database().FindClass(typeId);
+  return entry == nullptr ? std::nullopt : std::optional<int>(entry->version);
+}
+
+std::vector<std::string> addOns(ddr_Ddb const& record) {
+  std::vector<std::string> texts;
+  for (int index = 0; index < record.GetProductAddOns().Size(); ++index) {
+    texts.emplace_back(record.GetProductAddOns().ConstGet(index).GetString().View());
+  }
+  return texts;
+}
+
+void printJson(std::string const& file, tool_Database const& database) {
+  ddr_Ddb const& record = database.Record();
+  nlohmann::ordered_json answer;
+  answer["file"] = file;
+  answer["name"] = database.Name();
+  answer["description"] = record.GetDescription().View();
+  answer["created"] = record.CreateTime().View();
+  answer["modified"] = record.ModifyTime().View();
+  answer["analysisVersion"] = record.GetAnalysisVersion().View();
+  answer["ddbVersion"] = record.GetDdbVersion();
+  for (auto const& [name, typeId] :
+       {std::pair("ddr_Ddb", ddr_Ddb::TypeId()), std::pair("ddr_Model", ddr_Model::TypeId())}) {
+    std::optional<int> const version = classVersion(record, typeId);
+    answer["classVersions"][name] = version ? nlohmann::ordered_json(*version) : nlohmann::ordered_json();
+  }
+  for (tool_Collection const collection : tool_collections) {
+    answer["counts"][tool_words(collection).field] = tool_size(record, collection);
+  }
+  answer["addOns"] = addOns(record);
+  answer["onlyUserDefinedData"] = record.GetOnlyHasUserDefinedData();
+  answer["upwardsCompatible"] = record.checkUpwardsCompatibility();
+  answer["writeCompatible"] = record.checkWriteCompatibility();
+  tool_printJson(answer);
+}
+
+std::string yesOrNo(bool answer) {
+  return answer ? "yes" : "no";
+}
+
+std::string versionText(ddr_Ddb const& record, unsigned typeId) {
+  std::optional<int> const version = classVersion(record, typeId);
+  return version ? std::to_string(*version) : "not in the file";
+}
+
+void printText(std::string const& file, tool_Database const& database) {
+  ddr_Ddb const& record = database.Record();
+  std::string text = tool_row("Name", database.Name());
+  text += tool_row("File", file);
+  text += tool_row("Description", record.GetDescription().View());
+  text += tool_row("Created", record.CreateTime().View());
+  text += tool_row("Modified", record.ModifyTime().View());
+  text += tool_row("Analysis version", record.GetAnalysisVersion().View());
+  text += tool_row("Database version", std::to_string(record.GetDdbVersion()));
+  text += tool_row("Class versions",
+                   fmt::format("ddr_Ddb {}, ddr_Model {}", versionText(record, ddr_Ddb::TypeId()),
+                               versionText(record, ddr_Model::TypeId())));
+  for (tool_Collection const collection : tool_collections) {
+    text += tool_row(tool_words(collection).heading, std::to_string(tool_size(record, collection)));
+  }
+  std::vector<std::string> const products = addOns(record);
+  text += tool_row("Add-ons", products.empty() ? "none" : fmt::format("{}", fmt::join(products, ", ")));
+  text += tool_row("Only user-defined data", yesOrNo(record.GetOnlyHasUserDefinedData()));
+  text += tool_row("Readable here", yesOrNo(record.checkUpwardsCompatibility()));
+  text += tool_row("Writable here", yesOrNo(record.checkWriteCompatibility()));
+  tool_print(text);
+}
+
+void show(Request const& request) {
+  tool_Database const database(request.file, utl_FileAccess::Read);
+  if (request.json) {
+    printJson(request.file, database);
+  } else {
+    printText(request.file, database);
+  }
+}
+
+} // namespace
+
+void tool_offerInfo(CLI::App& app, tool_Command& command) {
+  auto const request = std::make_shared<Request>();
+  CLI::App* const verb = app.add_subcommand("info", "Show what a database is; never changes the file");
+  verb->add_option("FILE", request->file, "The database")->required();
+  verb->add_flag("--json", request->json, "Answer in JSON");
+  verb->callback([request, &command] { command = [request] { show(*request); }; });
+}
