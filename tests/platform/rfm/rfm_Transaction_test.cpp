@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <filesystem>
 #include <gmock/gmock.h>
+#include <optional>
 #include <set>
 #include <sqlite3.h>
 #include <unistd.h>
@@ -161,11 +162,14 @@ TEST_F(TransactionTest, AnotherWritersClassesAreTakenOver) {
 TEST_F(TransactionTest, TwoProcessesAppendWithoutLoss) {
   createTwo();
   auto const appendFifty = [&](std::string const& name) -> std::string {
-    rfm_Database database = openFile(path, utl_FileAccess::Write);
+    std::optional<rfm_Database> database;
     for (int number = 0; number < 50;) {
       try {
-        rfm_Transaction transaction(database);
-        addModel(database, name + std::to_string(number));
+        if (!database) {
+          database = openFile(path, utl_FileAccess::Write);
+        }
+        rfm_Transaction transaction(*database);
+        addModel(*database, name + std::to_string(number));
         transaction.Commit();
         ++number;
       } catch (rfm_Exception const& failure) {
