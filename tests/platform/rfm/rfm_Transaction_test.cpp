@@ -128,6 +128,42 @@ TEST_F(TransactionTest, AScopeAroundATransactionGoesOn) {
   EXPECT_EQ(contents(database), after);
 }
 
+TEST_F(TransactionTest, IndexesAreMadeInTheMiddleOfWalks) {
+  rfm_Database database = createFile(path);
+  rfm_Transaction transaction(database);
+  for (int number = 0; number < 5; ++number) {
+    addModel(database, numbered("n", number));
+  }
+  rfm_Table table = database.Table(modelType);
+  rfm_EntryCursor cursor = database.Entries().Scan(1);
+  table.ReadRow(-1);
+  ASSERT_TRUE(cursor.Next());
+  int row = -1;
+  EXPECT_EQ(database.Table(modelType).FindUid(uidOf(3), &row, 1), 1);
+  EXPECT_EQ(row, 3);
+  EXPECT_EQ(database.Entries().Find(1, "n4")->oid, 4);
+  EXPECT_EQ(table.ReadRow(-1).ReadFieldString("modelName"), cow_String("n1"));
+  ASSERT_TRUE(cursor.Next());
+  EXPECT_EQ(cursor.Key(), "n1");
+  transaction.Commit();
+  ASSERT_TRUE(cursor.Next());
+  EXPECT_EQ(cursor.Key(), "n2");
+  EXPECT_EQ(table.ReadRow(-1).ReadFieldString("modelName"), cow_String("n2"));
+  EXPECT_EQ(runSql(path, "PRAGMA integrity_check"), "ok");
+}
+
+TEST_F(TransactionTest, AFileCanBeOpenedAndReadWhileItIsSaved) {
+  createTwo();
+  rfm_Database database = openFile(path, utl_FileAccess::Write);
+  rfm_Transaction transaction(database);
+  addModel(database, "c");
+  ASSERT_TRUE(std::filesystem::exists(path + "-journal"));
+  EXPECT_EQ(contents(path), before);
+  EXPECT_EQ(in_child([&] { return contents(path); }), before);
+  transaction.Commit();
+  EXPECT_EQ(contents(path), "a=0 b=1 c=2 | a b c");
+}
+
 TEST_F(TransactionTest, ASaveWaitsForNobodyForever) {
   createTwo();
   rfm_Database database = openFile(path, utl_FileAccess::Write);
