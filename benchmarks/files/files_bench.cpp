@@ -1,0 +1,384 @@
+// Database files beside the same work by plain SQLite calls: make, open, read, save; and what copies and
+// unread models cost.
+#include "counting.h"
+#include "ours.h"
+#include "plain.h"
+
+#include "cls_MetadataRegistrar.h"
+#include "ddr_Library.h"
+#include "omi_Singleton.h"
+
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <ctime>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <benchmark/benchmark.h>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+/// Processor time of this process so far [s].
+double processorTime() {
+  timespec time{};
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+}
+
+void report(benchmark::State& state, char const* name, double total) {
+  state.counters[name] = benchmark::Counter(total, benchmark::Counter::kAvgIterations);
+}
+
+void report(benchmark::State& state, char const* name, std::uint64_t total) {
+  report(state, name, static_cast<double>(total));
+}
+
+/// What a piece of work took, and what it asked for meanwhile. Reports when it goes.
+class Stopwatch {
+public:
+  explicit Stopwatch(benchmark::State& of) : state(of) {}
+  ~Stopwatch() {
+    report(state, "processor_us", processor * 1e6);
+    report(state, "syncs", syncs);
+  }
+  Stopwatch(Stopwatch const&) = delete;
+  Stopwatch& operator=(Stopwatch const&) = delete;
+
+  template <class Work>
+  void Measure(Work work) {
+    std::uint64_t const syncsBefore = syncsSoFar();
+    double const processorBefore = processorTime();
+    auto const start = Clock::now();
+    work();
+    std::chrono::duration<double> const taken = Clock::now() - start;
+    processor += processorTime() - processorBefore;
+    state.SetIterationTime(taken.count());
+    syncs += syncsSoFar() - syncsBefore;
+  }
+
+private:
+  benchmark::State& state;
+  double processor = 0;
+  std::uint64_t syncs = 0;
+};
+
+std::string scratchFile() {
+  static int number = 0;
+  return benchFolder() + "/scratch-" + std::to_string(++number);
+}
+
+// ---- create and first save ----
+
+void ours_create(benchmark::State& state) {
+  Stopwatch watch(state);
+  for (auto _ : state) {
+    std::string const path = scratchFile();
+    cow_String name;
+    watch.Measure([&] {
+      makeInMemory(path, Kind::Models, state.range(0));
+      ddr_Root& root = ddr_Root::Instance();
+      name = root.GetPersistentName(cow_String(path));
+      root.SaveDdb(name, true);
+    });
+    ddr_Root::Instance().CloseDdb(name);
+    std::filesystem::remove(path);
+  }
+}
+
+void plain_create(benchmark::State& state) {
+  Stopwatch watch(state);
+  for (auto _ : state) {
+    std::string const path = scratchFile();
+    watch.Measure([&] { PlainFile::Make(path, state.range(0)); });
+    std::filesystem::remove(path);
+  }
+}
+
+// ---- open ----
+
+void ours_open(benchmark::State& state) {
+  std::string const& path = savedFile(Kind::Models, state.range(0));
+  Stopwatch watch(state);
+  std::uint64_t rowsBeyondKeys = 0;
+  for (auto _ : state) {
+    std::optional<OpenDatabase> opened;
+    watch.Measure([&] { opened.emplace(path); });
+    if (opened->Record().models.Size() != state.range(0)) {
+      state.SkipWithError("not all models are there");
+    }
+    rowsBeyondKeys += opened->Statistics().rowsRead - static_cast<std::uint64_t>(state.range(0));
+  }
+  report(state, "rows_beyond_keys", rowsBeyondKeys);
+}
+
+void plain_open(benchmark::State& state) {
+  std::string const& path = PlainFile::Saved(state.range(0));
+  Stopwatch watch(state);
+  for (auto _ : state) {
+    std::unique_ptr<PlainFile> file;
+    std::map<std::string, PlainRecord*> names;
+    watch.Measure([&] {
+      file = std::make_unique<PlainFile>(path);
+      names = file->ReadNames();
+    });
+    if (names.size() != static_cast<std::size_t>(state.range(0))) {
+      state.SkipWithError("not all names are there");
+    }
+  }
+}
+
+// ---- read one ----
+
+void ours_read_one(benchmark::State& state) {
+  OpenDatabase const opened(savedFile(Kind::Models, state.range(0)));
+  ddr_ModelContainer const& models = opened.Record().models;
+  Stopwatch watch(state);
+  std::uint64_t rows = 0;
+  for (auto _ : state) {
+    cow_String const key(recordName(nextNumber(state.range(0))));
+    models.Release(key);
+    std::uint64_t const before = opened.Statistics().rowsRead;
+    watch.Measure([&] { benchmark::DoNotOptimize(models.ConstGet(key)); });
+    rows += opened.Statistics().rowsRead - before;
+  }
+  report(state, "rows_read", rows);
+}
+
+void plain_read_one(benchmark::State& state) {
+  PlainFile file(PlainFile::Saved(state.range(0)));
+  Stopwatch watch(state);
+  for (auto _ : state) {
+    std::string const key = recordName(nextNumber(state.range(0)));
+    watch.Measure([&] { benchmark::DoNotOptimize(file.Read(key)); });
+  }
+}
+
+// ---- read all ----
+
+void ours_read_all(benchmark::State& state) {
+  OpenDatabase const opened(savedFile(Kind::Models, state.range(0)));
+  ddr_ModelContainer const& models = opened.Record().models;
+  Stopwatch watch(state);
+  for (auto _ : state) {
+    models.Release();
+    watch.Measure([&] {
+      cls_Map2ObjIter walk(models);
+      for (walk.First(); !walk.AtEnd(); walk.Next()) {
+        benchmark::DoNotOptimize(walk.Value());
+      }
+    });
+  }
+}
+
+void plain_read_all(benchmark::State& state) {
+  PlainFile file(PlainFile::Saved(state.range(0)));
+  Stopwatch watch(state);
+  for (auto _ : state) {
+    std::map<std::string, PlainRecord> records;
+    watch.Measure([&] { records = file.ReadAll(); });
+  }
+}
+
+// ---- save ----
+
+void save(benchmark::State& state, Kind kind, bool withChange) {
+  OpenDatabase opened(savedFile(kind, state.range(0)), true);
+  opened.Save(); // statements are prepared, and the pages of the way are in memory, as in the peer
+  Stopwatch watch(state);
+  std::uint64_t rowsWritten = 0;
+  std::uint64_t rowsRead = 0;
+  for (auto _ : state) {
+    if (withChange) {
+      opened.ReplaceOne(kind, recordName(nextNumber(state.range(0))));
+    }
+    rfm_Statistics const before = opened.Statistics();
+    watch.Measure([&] { opened.Save(); });
+    rowsWritten += opened.Statistics().rowsWritten - before.rowsWritten;
+    rowsRead += opened.Statistics().rowsRead - before.rowsRead;
+  }
+  report(state, "rows_written", rowsWritten);
+  report(state, "rows_read", rowsRead);
+}
+
+void ours_save_one(benchmark::State& state) {
+  save(state, Kind::Models, true);
+}
+
+void ours_save_nothing(benchmark::State& state) {
+  save(state, Kind::Models, false);
+}
+
+void ours_save_one_result(benchmark::State& state) {
+  save(state, Kind::Results, true);
+}
+
+void ours_save_one_userdata(benchmark::State& state) {
+  save(state, Kind::UserData, true);
+}
+
+void plain_save_one(benchmark::State& state) {
+  PlainFile file(PlainFile::Saved(state.range(0)), true);
+  file.Save(recordName(0));
+  Stopwatch watch(state);
+  for (auto _ : state) {
+    std::string const key = recordName(nextNumber(state.range(0)));
+    watch.Measure([&] { file.Save(key); });
+  }
+}
+
+// ---- memory of a model that is not loaded ----
+
+int printMemoryOfOpening(char const* path) {
+  std::size_t const before = memoryInUse();
+  OpenDatabase const opened{std::string(path)};
+  std::size_t const after = memoryInUse();
+  std::printf("%zu\n", after - before);
+  return opened.Record().models.Size() > 0 ? 0 : 1;
+}
+
+/// Opens the file in a process that has done nothing before, so that no memory is there to be used again.
+std::size_t memoryOfOpening(std::string const& path) {
+  std::array<char, 4096> self{};
+  if (readlink("/proc/self/exe", self.data(), self.size() - 1) < 0) {
+    return 0;
+  }
+  std::array<int, 2> ends{};
+  if (pipe(ends.data()) != 0) {
+    return 0;
+  }
+  pid_t const child = fork();
+  if (child == 0) {
+    dup2(ends[1], STDOUT_FILENO);
+    execl(self.data(), self.data(), "--memory-of-opening", path.c_str(), nullptr);
+    _exit(127);
+  }
+  close(ends[1]);
+  std::FILE* const output = fdopen(ends[0], "r");
+  std::size_t bytes = 0;
+  bool const read = output != nullptr && std::fscanf(output, "%zu", &bytes) == 1;
+  if (output != nullptr) {
+    std::fclose(output);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  return read && status == 0 ? bytes : 0;
+}
+
+void ours_unread_model_bytes(benchmark::State& state) {
+  std::string const& path = savedFile(Kind::Models, state.range(0));
+  std::size_t bytes = 0;
+  for (auto _ : state) {
+    bytes = memoryOfOpening(path);
+  }
+  if (bytes == 0) {
+    state.SkipWithError("the other process did not answer");
+  }
+  state.counters["bytes_per_model"] = static_cast<double>(bytes) / static_cast<double>(state.range(0));
+}
+
+// ---- copies ----
+
+template <class Copied>
+void copy(benchmark::State& state, Copied const& original) {
+  for (auto _ : state) {
+    Copied copied(original);
+    benchmark::DoNotOptimize(copied);
+  }
+  std::uint64_t const newsBefore = newsSoFar();
+  std::size_t const blocksBefore = poolBlocks();
+  Copied const kept(original);
+  benchmark::DoNotOptimize(&kept);
+  state.counters["allocations"] = static_cast<double>(newsSoFar() - newsBefore + poolBlocks() - blocksBefore);
+}
+
+void copy_databases(benchmark::State& state) {
+  OpenDatabase const opened(savedFile(Kind::Models, state.range(0)));
+  copy(state, ddr_Root::Instance().Fetch());
+}
+
+void copy_models(benchmark::State& state) {
+  OpenDatabase const opened(savedFile(Kind::Models, state.range(0)));
+  copy(state, opened.Record().models);
+}
+
+void copy_model_handle(benchmark::State& state) {
+  OpenDatabase const opened(savedFile(Kind::Models, state.range(0)));
+  ddr_ModelContainer const& models = opened.Record().models;
+  cow_String const key(recordName(0));
+  models.ConstGet(key);
+  copy(state, models.ConstTree().ConstFind(key)->Value());
+}
+
+void copy_database_handle(benchmark::State& state) {
+  OpenDatabase const opened(savedFile(Kind::Models, state.range(0)));
+  copy(state, *ddr_Root::Instance().Fetch().ConstGetMap().ConstFind(opened.Record().GetName()));
+}
+
+void copy_results(benchmark::State& state) {
+  OpenDatabase const opened(savedFile(Kind::Results, state.range(0)));
+  copy(state, opened.Record().results);
+}
+
+void copy_userdata(benchmark::State& state) {
+  OpenDatabase const opened(savedFile(Kind::UserData, state.range(0)));
+  copy(state, opened.Record().userData);
+}
+
+void modelCounts(benchmark::internal::Benchmark* of) {
+  of->Arg(100)->Arg(10000)->Arg(100000);
+}
+
+void timed(benchmark::internal::Benchmark* of) {
+  modelCounts(of);
+  of->UseManualTime()->Unit(benchmark::kMicrosecond);
+}
+
+BENCHMARK(ours_create)->Apply(timed);
+BENCHMARK(plain_create)->Apply(timed);
+BENCHMARK(ours_open)->Apply(timed);
+BENCHMARK(plain_open)->Apply(timed);
+BENCHMARK(ours_read_one)->Apply(timed);
+BENCHMARK(plain_read_one)->Apply(timed);
+BENCHMARK(ours_read_all)->Apply(timed);
+BENCHMARK(plain_read_all)->Apply(timed);
+BENCHMARK(ours_save_one)->Apply(timed);
+BENCHMARK(ours_save_nothing)->Apply(timed);
+BENCHMARK(ours_save_one_result)->Apply(timed);
+BENCHMARK(ours_save_one_userdata)->Apply(timed);
+BENCHMARK(plain_save_one)->Apply(timed);
+BENCHMARK(ours_unread_model_bytes)->Apply(modelCounts)->Iterations(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(copy_databases)->Apply(modelCounts);
+BENCHMARK(copy_models)->Apply(modelCounts);
+BENCHMARK(copy_model_handle)->Apply(modelCounts);
+BENCHMARK(copy_database_handle)->Apply(modelCounts);
+BENCHMARK(copy_results)->Apply(modelCounts);
+BENCHMARK(copy_userdata)->Apply(modelCounts);
+
+} // namespace
+
+int main(int argc, char** argv) {
+  int libraries = 0;
+  ddr_initialize(libraries);
+  ddr_Root::Instance().SetClassRegistrar(
+      omi_Singleton<cls_MetadataRegistrar>::Instance().MakeClassRegistrar());
+  int result = 0;
+  if (argc == 3 && std::string(argv[1]) == "--memory-of-opening") {
+    result = printMemoryOfOpening(argv[2]);
+  } else {
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
+      result = 1;
+    } else {
+      benchmark::RunSpecifiedBenchmarks();
+    }
+  }
+  ddr_finalize(libraries);
+  return result;
+}
