@@ -97,8 +97,8 @@ void offerAction(CLI::App& verb, tool_Command& command, Request const& settings,
                  std::string const& help) {
   auto const request = std::make_shared<Request>(settings);
   CLI::App* const action = verb.add_subcommand(word, help);
-  action->add_option("FILE", request->file, "The database")->required();
-  action->add_option("NAME", request->names, "Names, all of them or none")->required();
+  action->add_option("FILE", request->file, "The database")->required()->type_name("");
+  action->add_option("NAME", request->names, "Names, all of them or none")->required()->type_name("");
   action->add_flag("--json", request->json, "Answer in JSON");
   action->callback([request, &command] { command = [request] { perform(*request); }; });
 }

@@ -9,8 +9,11 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <array>
 #include <fmt/format.h>
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace {
 
@@ -33,22 +36,35 @@ std::string reachedCommand(CLI::App const& app) {
   return words;
 }
 
-/// The parser takes "++" for the end of a command and would drop it without a word.
-void refuseDroppedWords(int argumentCount, char** arguments) {
-  char** const end = arguments + argumentCount;
-  auto const isWord = [](std::string_view word) {
-    return [word](char const* argument) { return argument == word; };
-  };
-  char** const literal = std::find_if(arguments, end, isWord("--"));
-  if (std::find_if(arguments, literal, isWord("++")) != literal) {
-    throw CLI::ExtrasError({"++ (put -- before the names to use it as one)"});
+/// Where many names may follow, puts the options in front and "--" before the rest: the parser would take
+/// "++" among the names, and what follows a "--" between them, for something else than names.
+std::vector<std::string> withOptionsFirst(std::vector<std::string> const& words) {
+  constexpr std::array<std::string_view, 3> verbs{"model", "result", "userdata"};
+  if (words.size() < 3 || std::find(verbs.begin(), verbs.end(), words[0]) == verbs.end()) {
+    return words;
   }
+  auto const end = std::find(words.begin(), words.end(), "--");
+  std::vector<std::string> sorted(words.begin(), words.begin() + 2);
+  std::vector<std::string> rest{"--"};
+  for (auto word = words.begin() + 2; word < end; ++word) {
+    bool const isOption = word->size() > 1 && word->front() == '-';
+    (isOption ? sorted : rest).push_back(*word);
+  }
+  rest.insert(rest.end(), end == words.end() ? end : end + 1, words.end());
+  sorted.insert(sorted.end(), rest.begin(), rest.end());
+  return sorted;
 }
 
-/// Answers a request for help or the version, or tells what is wrong with the usage.
+/// What is wrong with the usage. A word that nothing takes is named before what is missing without it.
+std::string complaint(CLI::App const& app, CLI::ParseError const& answer) {
+  std::vector<std::string> const untaken = app.remaining(true);
+  return untaken.empty() ? answer.what() : fmt::format("'{}' was not expected", untaken.front());
+}
+
+/// Answers a request for help or the version, or complains about the usage.
 int answerParser(CLI::App const& app, CLI::ParseError const& answer) {
   if (answer.get_exit_code() != static_cast<int>(CLI::ExitCodes::Success)) {
-    tool_printFailure(fmt::format("{}; see {} --help", answer.what(), reachedCommand(app)));
+    tool_printFailure(fmt::format("{}; see '{} --help'", complaint(app, answer), reachedCommand(app)));
     return tool_StatusUsage;
   }
   return tool_report([&] {
@@ -61,8 +77,8 @@ int run(int argumentCount, char** arguments) {
   CLI::App app("Looks into database files and changes what is in them.", "ddr");
   app.set_version_flag("--version", "ddr " DDR_VERSION, "Print the version and exit");
   app.set_help_flag("--help,-h", "Print this help and exit");
-  app.footer(examples);
   app.require_subcommand(1);
+  app.get_formatter()->label("REQUIRED", "");
 
   tool_Command command;
   tool_offerCreate(app, command);
@@ -71,10 +87,13 @@ int run(int argumentCount, char** arguments) {
   tool_offerChange(app, command, tool_Collection::Models);
   tool_offerChange(app, command, tool_Collection::Results);
   tool_offerChange(app, command, tool_Collection::UserData);
+  app.footer(examples); // last, or the verbs would have it too
 
   try {
-    refuseDroppedWords(argumentCount, arguments);
-    app.parse(argumentCount, arguments);
+    std::vector<std::string> words =
+        withOptionsFirst(std::vector<std::string>(arguments + 1, arguments + argumentCount));
+    std::reverse(words.begin(), words.end()); // as the parser wants them
+    app.parse(std::move(words));
   } catch (CLI::ParseError const& answer) {
     return answerParser(app, answer);
   }

@@ -3,6 +3,7 @@
 #include "nex_Exception.h"
 #include "tool_Database.h"
 #include "tool_Output.h"
+#include "tool_Replacement.h"
 
 #include <CLI/CLI.hpp>
 #include <filesystem>
@@ -35,8 +36,11 @@ void create(Request const& request) {
   if (!request.force) {
     refuseToReplace(request.file);
   }
+  tool_Replacement replacement(request.file);
   tool_Database database(request.file, request.description);
+  replacement.Begin();
   database.Save([](ddr_Ddb&) {}); // writes the record, without which the file cannot be opened
+  replacement.Complete();
   if (request.json) {
     tool_printJson(nlohmann::ordered_json{
         {"file", request.file}, {"name", database.Name()}, {"description", request.description}});
@@ -50,7 +54,7 @@ void create(Request const& request) {
 void tool_offerCreate(CLI::App& app, tool_Command& command) {
   auto const request = std::make_shared<Request>();
   CLI::App* const verb = app.add_subcommand("create", "Make an empty database");
-  verb->add_option("FILE", request->file, "The file to make")->required();
+  verb->add_option("FILE", request->file, "The file to make")->required()->type_name("");
   verb->add_option("--description", request->description, "What the database is about");
   verb->add_flag("--force", request->force, "Replace a database that stands there, with all that is in it");
   verb->add_flag("--json", request->json, "Answer in JSON");

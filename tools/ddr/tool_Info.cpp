@@ -69,7 +69,8 @@ void printText(std::string const& file, tool_Database const& database) {
   ddr_Ddb const& record = database.Record();
   std::string text = tool_row("Name", database.Name());
   text += tool_row("File", file);
-  text += tool_row("Description", record.GetDescription().View());
+  text +=
+      tool_row("Description", record.GetDescription().IsEmpty() ? "(none)" : record.GetDescription().View());
   text += tool_row("Created", record.CreateTime().View());
   text += tool_row("Modified", record.ModifyTime().View());
   text += tool_row("Analysis version", record.GetAnalysisVersion().View());
@@ -81,7 +82,7 @@ void printText(std::string const& file, tool_Database const& database) {
     text += tool_row(tool_words(collection).heading, std::to_string(tool_size(record, collection)));
   }
   std::vector<std::string> const products = addOns(record);
-  text += tool_row("Add-ons", products.empty() ? "none" : fmt::format("{}", fmt::join(products, ", ")));
+  text += tool_row("Add-ons", products.empty() ? "(none)" : fmt::format("{}", fmt::join(products, ", ")));
   text += tool_row("Only user-defined data", yesOrNo(record.GetOnlyHasUserDefinedData()));
   text += tool_row("Readable here", yesOrNo(record.checkUpwardsCompatibility()));
   text += tool_row("Writable here", yesOrNo(record.checkWriteCompatibility()));
@@ -102,7 +103,7 @@ void show(Request const& request) {
 void tool_offerInfo(CLI::App& app, tool_Command& command) {
   auto const request = std::make_shared<Request>();
   CLI::App* const verb = app.add_subcommand("info", "Show what a database is; never changes the file");
-  verb->add_option("FILE", request->file, "The database")->required();
+  verb->add_option("FILE", request->file, "The database")->required()->type_name("");
   verb->add_flag("--json", request->json, "Answer in JSON");
   verb->callback([request, &command] { command = [request] { show(*request); }; });
 }

@@ -51,7 +51,7 @@ void tool_offerList(CLI::App& app, tool_Command& command) {
   auto const request = std::make_shared<Request>();
   CLI::App* const verb =
       app.add_subcommand("ls", "List the models, results and user data; never changes the file");
-  verb->add_option("FILE", request->file, "The database")->required();
+  verb->add_option("FILE", request->file, "The database")->required()->type_name("");
   verb->add_flag("--json", request->json, "Answer in JSON");
   verb->callback([request, &command] { command = [request] { list(*request); }; });
 }
