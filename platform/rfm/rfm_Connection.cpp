@@ -514,6 +514,7 @@ void rfm_Connection::Begin() {
   }
   inTransaction = true;
   failed = false;
+  nextHandle = 0;
   ++epoch;
 }
 

@@ -310,6 +310,7 @@ void rfm_DatabaseNode::Commit() {
   if (entriesAppended) {
     WantEntryIndex();
   }
+  StoreNextHandle();
   connection.Commit();
   tablesMade.clear();
 }
@@ -523,18 +524,33 @@ cow_String rfm_DatabaseNode::MakeTableName(std::string_view className) {
   return cow_String(candidate);
 }
 
+// The counter is read with the first handle of a transaction and written back at its end.
 std::int64_t rfm_DatabaseNode::NewHandle() {
   connection.WantTransaction();
-  rfm_Run run(connection, newHandle,
-              std::string_view(
-                  "UPDATE ddr_header SET next_handle = max(next_handle, "
-                  "(SELECT coalesce(max(handle), 0) + 1 FROM ddr_entry)) + 1 RETURNING next_handle - 1"));
-  if (!run.Step()) {
-    ThrowDamaged("its header is missing");
+  if (connection.nextHandle == 0) {
+    rfm_Run run(
+        connection, readNextHandle,
+        std::string_view("SELECT max(next_handle, (SELECT coalesce(max(handle), 0) + 1 FROM ddr_entry)) "
+                         "FROM ddr_header"));
+    if (!run.Step()) {
+      ThrowDamaged("its header is missing");
+    }
+    connection.nextHandle = CheckedInteger(run.Get(), 0, 1, largestHandle,
+                                           "the next collection handle in its header is not valid");
   }
-  ++connection.statistics.rowsWritten;
-  return CheckedInteger(run.Get(), 0, 1, largestHandle,
-                        "the next collection handle in its header is not valid");
+  if (connection.nextHandle > largestHandle) {
+    ThrowDamaged("the next collection handle in its header is not valid");
+  }
+  return connection.nextHandle++;
+}
+
+void rfm_DatabaseNode::StoreNextHandle() {
+  if (connection.nextHandle == 0) {
+    return;
+  }
+  rfm_Run run(connection, writeNextHandle, std::string_view("UPDATE ddr_header SET next_handle = ?1"));
+  run.Bind(1, connection.nextHandle);
+  run.Change();
 }
 
 std::uint64_t rfm_DatabaseNode::ChangeCount() {

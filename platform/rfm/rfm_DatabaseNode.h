@@ -222,6 +222,7 @@ private:
   std::shared_ptr<rfm_TableShape> ShapeOf(unsigned typeId);
   bool SqlNameIsTaken(std::string_view sqlName);
   cow_String MakeTableName(std::string_view className);
+  void StoreNextHandle();
 
   std::unordered_map<unsigned, std::size_t> byTypeId;
   std::unordered_map<unsigned, std::shared_ptr<rfm_TableShape>> shapes;
@@ -239,7 +240,7 @@ private:
   rfm_Statement insertClass;
   rfm_Statement insertAttribute;
   rfm_Statement setTable;
-  rfm_Statement newHandle;
-  rfm_Statement lastHandle;
+  rfm_Statement readNextHandle;
+  rfm_Statement writeNextHandle;
   rfm_Statement findSchema;
 };

@@ -213,6 +213,9 @@ void rfm_Entries::Append(std::int64_t handle, std::string_view key, unsigned cla
   run.Bind(4, classId);
   run.Bind(5, oid);
   run.Change();
+  if (connection.nextHandle != 0 && handle >= connection.nextHandle) {
+    connection.nextHandle = handle < std::numeric_limits<std::int64_t>::max() ? handle + 1 : handle;
+  }
   ++database.appendPosition;
   database.entriesAppended = true;
 }
