@@ -10,7 +10,8 @@ static void listModels(cow_String const& fileName) {
   ddr_Root& root = ddr_Root::Instance();
   root.SetClassRegistrar(omi_Singleton<cls_MetadataRegistrar>::Instance().MakeClassRegistrar());
   cow_String const name = root.OpenDdb(rfm_File::Open(fileName, utl_FileAccess::Read, true), "");
-  for (cls_Map2ObjIter model(root.Fetch().ConstGet(name).models); !model.AtEnd(); model.Next()) {
+  cls_Map2ObjIter model(root.Fetch().ConstGet(name).models);
+  for (model.First(); !model.AtEnd(); model.Next()) {
     std::cout << model.Key().Text() << '\n';
   }
   root.CloseDdb(name);
