@@ -158,6 +158,17 @@ struct Data {
   std::vector<typename Face<Map>::Value> values;
 };
 
+// The data of the measurement before serve the next one of the same size.
+template <class Map, Names names>
+Data<Map> const& dataOf(benchmark::State const& state) {
+  static std::unique_ptr<Data<Map> const> latest;
+  auto const count = static_cast<std::size_t>(state.range(0));
+  if (!latest || latest->keys.size() != count) {
+    latest = std::make_unique<Data<Map> const>(names, count);
+  }
+  return *latest;
+}
+
 void perKey(benchmark::State& state, std::size_t count) {
   state.counters["per_key"] =
       benchmark::Counter(static_cast<double>(count),
@@ -177,7 +188,7 @@ std::size_t usedBytes() {
 
 template <class Map, Names names>
 void build(benchmark::State& state) {
-  Data<Map> const data(names, static_cast<std::size_t>(state.range(0)));
+  Data<Map> const& data = dataOf<Map, names>(state);
   for (auto _ : state) {
     auto map = std::make_unique<Map>(data.Build());
     benchmark::DoNotOptimize(map.get());
@@ -190,7 +201,7 @@ void build(benchmark::State& state) {
 
 template <class Map, Names names>
 void find(benchmark::State& state, bool hit) {
-  Data<Map> const data(names, static_cast<std::size_t>(state.range(0)));
+  Data<Map> const& data = dataOf<Map, names>(state);
   Map const map = data.Build();
   auto const& wanted = hit ? data.wanted : data.absent;
   for (auto const& key : wanted) {
@@ -217,7 +228,7 @@ void findMiss(benchmark::State& state) {
 
 template <class Map, Names names>
 void iterate(benchmark::State& state) {
-  Data<Map> const data(names, static_cast<std::size_t>(state.range(0)));
+  Data<Map> const& data = dataOf<Map, names>(state);
   Map const map = data.Build();
   for (auto _ : state) {
     benchmark::DoNotOptimize(Face<Map>::Walk(map));
@@ -227,7 +238,7 @@ void iterate(benchmark::State& state) {
 
 template <class Map, Names names>
 void copy(benchmark::State& state) {
-  Data<Map> const data(names, static_cast<std::size_t>(state.range(0)));
+  Data<Map> const& data = dataOf<Map, names>(state);
   Map const map = data.Build();
   for (auto _ : state) {
     Map another(map);
@@ -238,7 +249,7 @@ void copy(benchmark::State& state) {
 
 template <class Map, Names names>
 void copyThenWrite(benchmark::State& state) {
-  Data<Map> const data(names, static_cast<std::size_t>(state.range(0)));
+  Data<Map> const& data = dataOf<Map, names>(state);
   Map const map = data.Build();
   auto const value = Face<Map>::MakeValue();
   std::size_t next = 0;
@@ -253,7 +264,7 @@ void copyThenWrite(benchmark::State& state) {
 
 template <class Map, Names names>
 void erase(benchmark::State& state) {
-  Data<Map> const data(names, static_cast<std::size_t>(state.range(0)));
+  Data<Map> const& data = dataOf<Map, names>(state);
   for (auto _ : state) {
     state.PauseTiming();
     auto map = std::make_unique<Map>(data.Build());
@@ -320,7 +331,7 @@ void reportDepth(benchmark::State& state, Node const* root) {
 
 template <class Map, Names names>
 void depth(benchmark::State& state) {
-  Map const map = Data<Map>(names, static_cast<std::size_t>(state.range(0))).Build();
+  Map const map = dataOf<Map, names>(state).Build();
   for (auto _ : state) {
     reportDepth(state, map.RootNode());
   }
@@ -335,19 +346,18 @@ using AbslBtreeMap = absl::btree_map<std::string, Pointer>;
 template <class Map, Names names>
 void addAll(std::string const& map, std::vector<std::int64_t> const& sizes) {
   std::string const rest = std::string(names == Names::Numbered ? "/numbered/" : "/random40/") + map;
-  auto const add = [&](char const* work, void (*function)(benchmark::State&)) {
-    auto* const entry = benchmark::RegisterBenchmark((work + rest).c_str(), function);
-    for (std::int64_t const size : sizes) {
-      entry->Arg(size);
-    }
-  };
-  add("build", build<Map, names>);
-  add("find_hit", findHit<Map, names>);
-  add("find_miss", findMiss<Map, names>);
-  add("iterate", iterate<Map, names>);
-  add("copy", copy<Map, names>);
-  add("copy_then_write", copyThenWrite<Map, names>);
-  add("erase", erase<Map, names>);
+  for (std::int64_t const size : sizes) {
+    auto const add = [&](char const* work, void (*function)(benchmark::State&)) {
+      benchmark::RegisterBenchmark((work + rest).c_str(), function)->Arg(size);
+    };
+    add("build", build<Map, names>);
+    add("find_hit", findHit<Map, names>);
+    add("find_miss", findMiss<Map, names>);
+    add("iterate", iterate<Map, names>);
+    add("copy", copy<Map, names>);
+    add("copy_then_write", copyThenWrite<Map, names>);
+    add("erase", erase<Map, names>);
+  }
 }
 
 template <Names names>
