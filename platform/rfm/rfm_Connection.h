@@ -69,7 +69,8 @@ public:
   std::uint64_t DataVersion() const noexcept { return dataVersion; }
   /// Counts changes of the class list made here or taken back here.
   std::uint64_t classListVersion = 0;
-  /// The next collection handle while a transaction gives some out; stored when it commits. 0: none was given.
+  /// The next collection handle while a transaction gives some out; stored when it commits. 0: none was
+  /// given.
   std::int64_t nextHandle = 0;
   rfm_Statistics statistics;
 

@@ -2,6 +2,7 @@
 #include "rfm_TestFiles.h"
 
 #include "child_process.h"
+#include "fault_vfs.h"
 
 #include <filesystem>
 #include <gmock/gmock.h>
@@ -27,6 +28,14 @@ TEST_F(CreateTest, AFileAppearsWhenItIsPublished) {
   database.Publish();
   EXPECT_THAT(folder.names(), ElementsAre("a.odb"));
   EXPECT_EQ(openFile(path, utl_FileAccess::Read).CreationTime(), creationTime + 1);
+}
+
+TEST_F(CreateTest, PublishingSyncsTheFileOnce) {
+  fault_vfs device;
+  rfm_Database database = begin();
+  EXPECT_EQ(device.syncs(), 0);
+  database.Publish();
+  EXPECT_EQ(device.syncs(), 1);
 }
 
 TEST_F(CreateTest, AnUnpublishedFileLeavesNothing) {
@@ -130,14 +139,21 @@ TEST_F(CreateTest, AnOldHandleDoesNotTakeTheJournalOfTheNewFileForItsOwn) {
   saveModels(oldWriter, {"old"});
   rfm_Database oldReader = openFile(path, utl_FileAccess::Read);
   rfm_Database database = createFile(path);
+  saveModels(database, {"new"});
   rfm_Transaction transaction(database);
-  addModel(database, "new");
-  ASSERT_TRUE(std::filesystem::exists(path + "-journal"));
+  // More than SQLite keeps in memory, so that its journal is complete before the end of the transaction.
+  for (int number = 0; number < 3000; ++number) {
+    addModel(database, numbered(std::string(2000, 'n'), number));
+  }
+  std::string const journal = readFile(path + "-journal");
+  ASSERT_EQ(journal.substr(0, 8), "\xd9\xd5\x05\xf9\x20\xa1\x63\xd7");
   EXPECT_EQ(contents(oldWriter), "old=0 | old");
   EXPECT_EQ(contents(oldReader), "old=0 | old");
   EXPECT_TRUE(std::filesystem::exists(path + "-journal"));
   transaction.Commit();
-  EXPECT_EQ(contents(path), "new=0 | new");
+  rfm_Database reader = openFile(path, utl_FileAccess::Read);
+  EXPECT_EQ(reader.Table(modelType).Length(), 3001);
+  EXPECT_EQ(runSql(path, "PRAGMA integrity_check"), "ok");
   EXPECT_EQ(contents(oldWriter), "old=0 | old");
 }
 
