@@ -20,9 +20,11 @@
 /// with the state that the file holds, and compares only the nodes that are no longer shared.
 ///
 /// Copies share everything until one of them writes; reading through one copy loads for all copies that still
-/// share the entry. References that Get and ConstGet hand out live until the collection they come from next
-/// changes, is released or is destroyed; one from Get may be written through until the next save. Iterators
-/// do not outlive a change of the keys. One thread at a time. Key look-ups cost O(log N).
+/// share the entry. A record that a copy has not in memory is what the file holds when it is asked for, so a
+/// copy that must outlast a later save of another copy reads its records first. References that Get and
+/// ConstGet hand out live until the collection they come from next changes, is released or is destroyed; one
+/// from Get may be written through until the next save. Iterators do not outlive a change of the keys. One
+/// thread at a time. Key look-ups cost O(log N).
 ///
 /// Use mdl_MapString2Obj for few records that are always loaded.
 /// @tparam K the key, cow_String
@@ -283,11 +285,16 @@ void cls_Map2Obj<K, T, V>::Release(K const& key) const {
   if (place == nullptr || place->IsEmpty() || IsRecordChanged(key, *place)) {
     return;
   }
+  Stored* stored = StoredState();
+  V* held = stored == nullptr ? nullptr : stored->held.FindInPlace(key);
+  if (held == place && held->IsShared()) {
+    return; // a copy uses the record, so memory would not shrink
+  }
   *place = V();
-  if (Stored* stored = StoredState()) {
-    if (V* held = stored->held.FindInPlace(key); held != nullptr && !held->IsEmpty()) {
-      *held = V();
-    }
+  // While a copy keeps the record, the stored state keeps it too: that tells that the copy has not changed
+  // it.
+  if (held != nullptr && held != place && !held->IsEmpty() && !held->IsShared()) {
+    *held = V();
   }
   loader->DropCached(key);
 }

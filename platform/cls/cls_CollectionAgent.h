@@ -48,7 +48,8 @@ public:
   virtual void Next() = 0;
   /// What the current key refers to.
   virtual cls_StoredReference Reference() const = 0;
-  /// Opens the record of the current key; cheaper than by key when walking.
+  /// Opens the record of the current key; cheaper than by key when walking. Valid until the next record is
+  /// opened in this way, or the walk goes on.
   virtual std::unique_ptr<cls_RowSource> OpenCurrent() = 0;
 
   /// Told once when a collection starts to work with this agent. The collection is not called back: it is
@@ -122,6 +123,8 @@ public:
   cls_CollectionAgent& operator*() const noexcept { return *agent; }
   cls_CollectionAgent* Get() const noexcept { return agent; }
   explicit operator bool() const noexcept { return agent != nullptr; }
+  /// Whether no other handle holds the agent. Needs a handle that is not empty.
+  bool IsSoleHolder() const noexcept { return agent->holders == 1; }
 
 private:
   void Hold() noexcept {

@@ -15,7 +15,8 @@ class cls_ListObj {
 public:
   /// An empty list with a new identity.
   cls_ListObj() : items(new Items()), uid(cls_Uid::Allocate()) {}
-  /// The stored list; a missing one reads as an empty list.
+  /// The stored list; a missing one reads as an empty list. Throws, naming file, class and row, when an
+  /// element is of another class.
   explicit cls_ListObj(cls_ReadVisitor const& reader);
 
   static unsigned TypeId() noexcept { return cls_ListObjTypeId; }
@@ -56,6 +57,7 @@ cls_ListObj<T>::cls_ListObj(cls_ReadVisitor const& reader) : items(new Items()),
   Items& read = items.Get();
   while (list->HasNext()) {
     cls_ReadVisitor element(*list);
+    element.RequireClass(T::TypeId());
     read.push_back(Item(new T(element)));
   }
 }

@@ -62,6 +62,9 @@ public:
   /// The elements of the list whose header this object is.
   std::unique_ptr<cls_ListSource> GetListReader() const { return source->List(); }
 
+  /// Throws, naming file, class and row, unless the object is there and of class `baseTypeId` or of a class
+  /// derived from it.
+  void RequireClass(unsigned baseTypeId) const;
   /// Builds the object of this visitor, of class `baseTypeId` or a class derived from it, through the
   /// registrar.
   /// @return an object that the caller owns, or null when the registrar does not build the class; throws when

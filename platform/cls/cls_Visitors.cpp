@@ -27,18 +27,21 @@ cls_ReadVisitor::cls_ReadVisitor(cls_ListSource& list) : owned(list.Next()), sou
 
 cls_ReadVisitor::~cls_ReadVisitor() = default;
 
-void* cls_ReadVisitor::Construct(unsigned baseTypeId) const {
-  cls_ClassRegistrar const& registrar = source->Registrar();
-  unsigned const classId = source->ClassId();
-  if (!source->IsA(baseTypeId)) {
-    char ids[80];
-    std::snprintf(ids, sizeof ids, "class 0x%x found where class 0x%x belongs", classId, baseTypeId);
-    nex_Exception::Throw(
-        nex_TextException((source->Where() + ": " + ids +
-                           "; the file is damaged or needs the module that defines the class.")),
-        sourcePath, __LINE__);
+void cls_ReadVisitor::RequireClass(unsigned baseTypeId) const {
+  if (source->IsA(baseTypeId)) {
+    return;
   }
-  cls_ClassMetadata const* entry = registrar.Find(classId);
+  char ids[80];
+  std::snprintf(ids, sizeof ids, "class 0x%x found where class 0x%x belongs", source->ClassId(), baseTypeId);
+  nex_Exception::Throw(
+      nex_TextException((source->Where() + ": " + ids +
+                         "; the file is damaged or needs the module that defines the class.")),
+      sourcePath, __LINE__);
+}
+
+void* cls_ReadVisitor::Construct(unsigned baseTypeId) const {
+  RequireClass(baseTypeId);
+  cls_ClassMetadata const* entry = source->Registrar().Find(source->ClassId());
   if (entry == nullptr || entry->Constructor() == nullptr) {
     return nullptr;
   }

@@ -68,6 +68,7 @@ mdl_OdbExtensionTable<E>::mdl_OdbExtensionTable(cls_ReadVisitor const& reader) :
   if (!reader.IsPresent()) {
     return;
   }
+  reader.RequireClass(TypeId());
   cls_ReadVisitor const mapReader(reader, "map");
   cls_AgentHandle const agent = mapReader.GetCollectionAgent();
   if (!agent) {

@@ -29,7 +29,7 @@ rom_Store& rom_MapAgent::Need() const {
 
 void rom_MapAgent::Detach() noexcept {
   store = nullptr;
-  cursor.reset();
+  EndWalk();
   state.reset();
   pendingState.reset();
   hasPending = false;
@@ -38,12 +38,12 @@ void rom_MapAgent::Detach() noexcept {
 
 void rom_MapAgent::Begin() {
   Need();
-  cursor.reset();
+  EndWalk();
 }
 
 void rom_MapAgent::First() {
   rom_Store& from = Need();
-  cursor.reset();
+  EndWalk();
   if (std::exchange(walkNothing, false) || !born) {
     return;
   }
@@ -59,9 +59,14 @@ void rom_MapAgent::ReadCursor() {
   if (cursor->Next()) {
     currentKey = cow_String(cursor->Key());
   } else {
-    cursor.reset();
+    EndWalk();
     currentKey = cow_String();
   }
+}
+
+void rom_MapAgent::EndWalk() noexcept {
+  walkTables.clear();
+  cursor.reset();
 }
 
 cls_StoredReference rom_MapAgent::Reference() const {
@@ -69,7 +74,12 @@ cls_StoredReference rom_MapAgent::Reference() const {
 }
 
 std::unique_ptr<cls_RowSource> rom_MapAgent::OpenCurrent() {
-  return std::make_unique<rom_ObjectSource>(Need(), rom_RowId{cursor->ClassId(), cursor->Oid()});
+  rom_Store& from = Need();
+  auto table = walkTables.find(cursor->ClassId());
+  if (table == walkTables.end()) {
+    table = walkTables.emplace(cursor->ClassId(), from.database.Table(cursor->ClassId())).first;
+  }
+  return std::make_unique<rom_ObjectSource>(from, rom_RowId{cursor->ClassId(), cursor->Oid()}, table->second);
 }
 
 void rom_MapAgent::Bind(cls_PC const*) {}
@@ -200,11 +210,11 @@ void rom_MapAgent::BeginReplacing(bool newHeader, std::shared_ptr<rom_Fork> ofFo
 void rom_MapAgent::ForgetPass() noexcept {
   headerIsNew = false;
   replacing = false;
+  walkNothing = false;
   ownPass = false;
   writtenKeys.clear();
   nothingStoredBefore.reset();
   appendedKeys.clear();
-  keysByRow.reset();
   fork.reset();
 }
 
@@ -251,18 +261,4 @@ void rom_MapAgent::SetEntry(cow_String const& key, rom_RowId id) {
   } else if (stored->classId != id.classId || stored->oid != id.row) {
     entries.Update(handle, key.View(), id.classId, id.row);
   }
-}
-
-bool rom_MapAgent::IsReferencedByOtherKey(cow_String const& key, rom_RowId id) {
-  auto const packed = [](unsigned classId, int row) {
-    return (static_cast<std::int64_t>(classId) << 32) | static_cast<std::int64_t>(static_cast<unsigned>(row));
-  };
-  if (!keysByRow) {
-    keysByRow.emplace();
-    for (rfm_EntryCursor walk = Need().database.Entries().Scan(handle); walk.Next();) {
-      keysByRow->emplace(packed(walk.ClassId(), walk.Oid()), cow_String(walk.Key()));
-    }
-  }
-  auto const found = keysByRow->find(packed(id.classId, id.row));
-  return found != keysByRow->end() && !(found->second == key);
 }

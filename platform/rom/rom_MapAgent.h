@@ -3,11 +3,12 @@
 
 #include "cls_CollectionAgent.h"
 #include "rfm_Entries.h"
+#include "rfm_Table.h"
 #include "rom_Store.h"
 
+#include <map>
 #include <memory>
 #include <optional>
-#include <unordered_map>
 #include <unordered_set>
 
 struct rom_Fork;
@@ -55,15 +56,17 @@ public:
   void TakenBack() noexcept;
   /// The store dies.
   void Detach() noexcept;
+  /// Whether a state waits for the end of the pass.
+  bool HasPendingState() const noexcept { return pendingState != nullptr; }
 
   // What a sink needs to know to write a record.
   std::optional<rfm_Entry> StoredEntry(cow_String const& key);
   void SetEntry(cow_String const& key, rom_RowId id);
-  bool IsReferencedByOtherKey(cow_String const& key, rom_RowId id);
 
 private:
   rom_Store& Need() const;
   void ReadCursor();
+  void EndWalk() noexcept;
   void ForgetPass() noexcept;
 
   rom_Store* store;
@@ -80,6 +83,7 @@ private:
   std::shared_ptr<rom_Fork> fork;
 
   std::unique_ptr<rfm_EntryCursor> cursor;
+  std::map<unsigned, rfm_Table> walkTables; // by class; each reads on from row to row
   cow_String currentKey;
 
   std::unique_ptr<cls_StoredState> state;
@@ -91,5 +95,4 @@ private:
   // Of the write under way:
   std::optional<bool> nothingStoredBefore;
   std::unordered_set<cow_String> appendedKeys; // when nothing was stored before
-  std::optional<std::unordered_map<std::int64_t, cow_String>> keysByRow;
 };

@@ -66,7 +66,9 @@ void const* rom_ObjectSink::Store() const {
 }
 
 void rom_ObjectSink::Begin(unsigned typeId, cls_Uid const& uid, rom_RowId id, bool isNew) {
-  (fork ? fork->written : pass.Written())[uid] = id;
+  if (!uid.IsNone()) {
+    (fork ? fork->written : pass.Written())[uid] = id;
+  }
   row = &pass.AddRow();
   row->id = id;
   row->uid = uid;
@@ -133,39 +135,38 @@ bool rom_ObjectSink::StartEntry(unsigned typeId, cls_Uid const& uid) {
   std::optional<rfm_Entry> const stored = agent->StoredEntry(key);
   if (stored && store.registrar.Find(stored->classId) == nullptr && store.IsA(stored->classId, typeId) &&
       rowHolds(stored->classId, stored->oid)) {
-    // The record is of a class that this process does not know; its row holds more than could be written
-    // here.
-    return false;
+    // The record is of a class that this process does not know: what is known of it goes into its own row,
+    // and the rest of that row stays.
+    rom_RowId const own{stored->classId, stored->oid};
+    rom_WrittenObjects const& written = fork ? fork->written : pass.Written();
+    auto const before = written.find(uid);
+    if (before != written.end() && before->second == own) {
+      return false;
+    }
+    Begin(own.classId, uid, own, false);
+    return true;
   }
-  rom_WrittenObjects& written = fork ? fork->written : pass.Written();
-  auto const before = written.find(uid);
+  rom_WrittenObjects const& written = fork ? fork->written : pass.Written();
+  auto const before = uid.IsNone() ? written.end() : written.find(uid);
   bool const writtenBefore = before != written.end();
   rom_RowId id{typeId, -1};
-  bool isNew = true;
-  if (stored && stored->classId == typeId && rowHolds(typeId, stored->oid)) {
+  bool const isNew = !stored || stored->classId != typeId || !rowHolds(typeId, stored->oid);
+  if (isNew) {
+    // A row of this identity that is not this entry's may hold the record of another key, of another
+    // collection or of an older copy of this one, with other contents.
+    id.row = pass.ReserveRow(typeId);
+  } else {
     id.row = stored->oid;
-    isNew = false;
     if (writtenBefore && before->second == id) {
       return false;
     }
-    if (!fork && (writtenBefore || sameIdentity.size() > 1)) {
-      fork = std::make_shared<rom_Fork>();
-    }
-  } else if (!fork) {
-    bool const takenByOther =
-        !sameIdentity.empty() && agent->IsReferencedByOtherKey(key, {typeId, sameIdentity.front()});
-    if (writtenBefore || takenByOther) {
-      fork = std::make_shared<rom_Fork>();
-    } else if (!sameIdentity.empty()) {
-      id.row = sameIdentity.front();
-      isNew = false;
-    }
   }
-  if (isNew) {
-    id.row = pass.ReserveRow(typeId);
+  bool const isOneOfSeveral = isNew ? !sameIdentity.empty() : sameIdentity.size() > 1;
+  if (writtenBefore || (!fork && isOneOfSeveral)) {
+    fork = std::make_shared<rom_Fork>();
   }
-  if (!writtenBefore) {
-    written[uid] = id;
+  if (!uid.IsNone()) {
+    pass.Written().try_emplace(uid, id);
   }
   Begin(typeId, uid, id, isNew);
   SetReference(id);
@@ -195,7 +196,7 @@ std::optional<rom_RowId> rom_ObjectSink::StoredTarget(unsigned typeId, cls_Uid c
 
 bool rom_ObjectSink::StartNested(unsigned typeId, cls_Uid const& uid) {
   rom_WrittenObjects const& written = fork ? fork->written : pass.Written();
-  auto const before = written.find(uid);
+  auto const before = uid.IsNone() ? written.end() : written.find(uid);
   if (before != written.end()) {
     SetReference(before->second);
     return false;

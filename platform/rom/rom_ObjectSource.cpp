@@ -60,14 +60,16 @@ private:
 } // namespace
 
 rom_ObjectSource::rom_ObjectSource(rom_Store& ofStore, rom_RowId rowId)
-    : store(ofStore), scope(ofStore.database), id(rowId), present(true) {
+    : rom_ObjectSource(ofStore, rowId, ofStore.database.Table(rowId.classId)) {}
+
+rom_ObjectSource::rom_ObjectSource(rom_Store& ofStore, rom_RowId rowId, rfm_Table const& lentTable)
+    : store(ofStore), scope(ofStore.database), id(rowId), present(true), table(lentTable) {
   store.StoredClass(id.classId);
   if (store.openSources >= mostNested) {
     refuse(Where() + ": objects nest deeper than " + std::to_string(mostNested) +
                " levels; the file holds a circle of references.",
            __LINE__);
   }
-  table = store.database.Table(id.classId);
   std::optional<rfm_Uid> const stored = table->ReadRow(id.row).Uid();
   uid = stored ? cls_Uid(*stored) : cls_Uid::Allocate();
   ++store.openSources;
@@ -139,8 +141,10 @@ cow_COW<int, cow_Direct<int>> const* rom_ObjectSource::SharedObject(cls_FieldHan
   rom_ObjectSource const target(store, *reference);
   cls_ReadVisitor visitor(target);
   cls_ClassMetadata const* entry = store.registrar.Find(reference->classId);
-  void* object = visitor.Construct(baseTypeId);
-  if (object == nullptr || entry->Destructor() == nullptr) {
+  visitor.RequireClass(baseTypeId);
+  bool const canBeShared = entry != nullptr && entry->Destructor() != nullptr;
+  void* const object = canBeShared ? visitor.Construct(baseTypeId) : nullptr;
+  if (object == nullptr) {
     refuse(target.Where() +
                ": objects of this class cannot be shared; the module that defines it does not build them.",
            __LINE__);

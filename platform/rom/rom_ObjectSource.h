@@ -14,6 +14,8 @@ class rom_ObjectSource : public cls_RowSource {
 public:
   /// A stored row; throws when it is not there.
   rom_ObjectSource(rom_Store& store, rom_RowId id);
+  /// The same through a table whose buffer nobody else uses while this object lives.
+  rom_ObjectSource(rom_Store& store, rom_RowId id, rfm_Table const& table);
   ~rom_ObjectSource() override;
   /// A missing object, or a list element that is a text alone.
   explicit rom_ObjectSource(rom_Store& store);

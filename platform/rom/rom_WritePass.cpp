@@ -117,6 +117,13 @@ rom_PendingList& rom_WritePass::AddList() {
 }
 
 void rom_WritePass::Enlist(rom_MapAgent& agent) {
+  // A collection that nobody holds any more and that left no state need not hear how the pass ends: a first
+  // save meets one for every model.
+  while (!enlisted.empty() && enlisted.back().IsSoleHolder() &&
+         !static_cast<rom_MapAgent&>(*enlisted.back()).HasPendingState()) {
+    enlistedSet.erase(static_cast<rom_MapAgent*>(enlisted.back().Get()));
+    enlisted.pop_back();
+  }
   if (enlistedSet.insert(&agent).second) {
     enlisted.emplace_back(&agent);
   }
