@@ -101,6 +101,10 @@ std::int64_t rfm_Database::NewHandle() {
   return node->NewHandle();
 }
 
+std::uint32_t rfm_Database::CommitCount() const {
+  return node->CommitCount();
+}
+
 std::uint64_t rfm_Database::ChangeCount() const {
   return node->ChangeCount();
 }

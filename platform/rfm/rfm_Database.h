@@ -87,6 +87,9 @@ public:
   std::int64_t NewHandle();
   /// A number that changes when another connection has changed the file. Costs about one look-up.
   std::uint64_t ChangeCount() const;
+  /// A number that grows by one with every committed change of the file, whoever made it; a change that was
+  /// taken back does not count, a failing device notwithstanding. Wraps after 2^32 changes.
+  std::uint32_t CommitCount() const;
 
   /// What SQLite finds wrong with the pages and indexes of the file, a sentence each; empty for a sound file.
   /// O(file).

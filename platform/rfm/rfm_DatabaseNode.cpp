@@ -4,6 +4,7 @@
 #include "utl_Utf8.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <limits>
 #include <set>
@@ -551,6 +552,26 @@ void rfm_DatabaseNode::StoreNextHandle() {
   rfm_Run run(connection, writeNextHandle, std::string_view("UPDATE ddr_header SET next_handle = ?1"));
   run.Bind(1, connection.nextHandle);
   run.Change();
+}
+
+// PRAGMA data_version also changes when SQLite drops its cache after an error of the device, so the counter
+// in the file itself is asked: four bytes at offset 24, most significant first.
+std::uint32_t rfm_DatabaseNode::CommitCount() {
+  rfm_ScopeGuard const scope(connection);
+  sqlite3_file* opened = nullptr;
+  std::array<unsigned char, 4> bytes{};
+  int result = sqlite3_file_control(connection.Database(), "main", SQLITE_FCNTL_FILE_POINTER, &opened);
+  if (result == SQLITE_OK && opened && opened->pMethods) {
+    result = opened->pMethods->xRead(opened, bytes.data(), static_cast<int>(bytes.size()), 24);
+  }
+  if (result != SQLITE_OK) {
+    connection.Fail(result);
+  }
+  std::uint32_t count = 0;
+  for (unsigned char const byte : bytes) {
+    count = count << 8U | byte;
+  }
+  return count;
 }
 
 std::uint64_t rfm_DatabaseNode::ChangeCount() {

@@ -175,6 +175,7 @@ public:
   rfm_Table TableForWriting(unsigned typeId);
   std::int64_t NewHandle();
   std::uint64_t ChangeCount();
+  std::uint32_t CommitCount();
 
   rfm_Connection& Connection() noexcept { return connection; }
   rfm_File const& File() const noexcept { return file; }

@@ -58,7 +58,7 @@ public:
   rfm_File file;
   rfm_Database database;
   rom_CowBarn cache;
-  std::uint64_t knownChangeCount = 0; ///< the file's change count when it was last read or saved here
+  std::uint32_t knownCommits = 0; ///< the file's commit count when it was last read or saved here
   int openSources = 0; ///< stored objects that are open for reading at this moment, nested in each other
 
 private:

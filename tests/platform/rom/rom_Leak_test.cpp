@@ -1,0 +1,63 @@
+// Opening and closing many times.
+#include "database_test.h"
+
+#include "ddr_Result.h"
+
+#include <fstream>
+#include <string>
+
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define ROM_SANITIZED 1
+#endif
+#endif
+
+namespace {
+
+#if defined(ROM_SANITIZED) || defined(__SANITIZE_ADDRESS__)
+constexpr bool keepsFreedMemory = true;
+#else
+constexpr bool keepsFreedMemory = false;
+#endif
+
+/// Memory of this process [page of 4096 bytes].
+long residentPages() {
+  std::ifstream statm("/proc/self/statm");
+  long total = 0;
+  long resident = 0;
+  statm >> total >> resident;
+  return resident;
+}
+
+class rom_Leak : public database_test {};
+
+TEST_F(rom_Leak, OpeningAndClosingTenThousandTimesLeavesNothing) {
+  cow_String const made = create("a");
+  edit(made, [](ddr_Ddb& record) {
+    record.models.Insert("M", ddr_Model(record.GetDbId(), "M"));
+    setNote(record.models.Get("M"), "text");
+    record.results.Insert("R", ddr_Result());
+  });
+  save(made);
+  close(made);
+  int descriptors = 0;
+  long pages = 0;
+  for (int i = 0; i < 10000; ++i) {
+    cow_String const name = open("a", i % 2 == 0 ? utl_FileAccess::Write : utl_FileAccess::Read);
+    if (i % 10 == 0) {
+      ASSERT_EQ(noteOf(record(name).models.ConstGet("M")), "text/text");
+    }
+    close(name);
+    if (i == 1000) {
+      descriptors = openDescriptors();
+      pages = residentPages();
+    }
+  }
+  EXPECT_EQ(openDescriptors(), descriptors);
+  if (!keepsFreedMemory) {
+    EXPECT_LT(residentPages() - pages, 200);
+  }
+  EXPECT_EQ(folder.names(), (std::vector<std::string>{"a"}));
+}
+
+} // namespace
