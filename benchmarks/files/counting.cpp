@@ -36,6 +36,11 @@ void* operator new(std::size_t size) {
   throw std::bad_alloc();
 }
 
+void* operator new(std::size_t size, std::nothrow_t const&) noexcept {
+  ++news;
+  return std::malloc(size == 0 ? 1 : size);
+}
+
 void operator delete(void* block) noexcept {
   std::free(block);
 }

@@ -4,10 +4,9 @@
 #include "ours.h"
 #include "plain.h"
 
-#include "cls_MetadataRegistrar.h"
 #include "ddr_Library.h"
-#include "omi_Singleton.h"
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdio>
@@ -18,6 +17,7 @@
 #include <string>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <vector>
 
 #include <benchmark/benchmark.h>
 
@@ -51,8 +51,9 @@ public:
   Stopwatch(Stopwatch const&) = delete;
   Stopwatch& operator=(Stopwatch const&) = delete;
 
+  /// @returns what it took [s]
   template <class Work>
-  void Measure(Work work) {
+  double Measure(Work work) {
     std::uint64_t const syncsBefore = syncsSoFar();
     double const processorBefore = processorTime();
     auto const start = Clock::now();
@@ -61,6 +62,7 @@ public:
     processor += processorTime() - processorBefore;
     state.SetIterationTime(taken.count());
     syncs += syncsSoFar() - syncsBefore;
+    return taken.count();
   }
 
 private:
@@ -188,49 +190,80 @@ void plain_read_all(benchmark::State& state) {
 
 // ---- save ----
 
-void save(benchmark::State& state, Kind kind, bool withChange) {
+enum class Change { None, Content, Record };
+
+double median(std::vector<double> values) {
+  auto const middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+  std::nth_element(values.begin(), middle, values.end());
+  return *middle;
+}
+
+/// Durable saves, and plain commits in turn with them: what a device takes changes from one moment to the
+/// next, so only neighbours can be compared.
+void save(benchmark::State& state, Kind kind, Change change) {
+  constexpr std::int64_t changing = 16; // the models whose contents change
   OpenDatabase opened(savedFile(kind, state.range(0)), true);
-  opened.Save(); // statements are prepared, and the pages of the way are in memory, as in the peer
+  PlainFile plain(PlainFile::Saved(state.range(0)), true);
+  if (change == Change::Content) {
+    for (std::int64_t number = 0; number < changing; ++number) {
+      opened.ChangeOne(recordName(number * (state.range(0) / changing)));
+    }
+  }
+  opened.Save();
+  plain.Save(recordName(0));
   Stopwatch watch(state);
   std::uint64_t rowsWritten = 0;
   std::uint64_t rowsRead = 0;
+  std::uint64_t plainSyncs = 0;
+  double plainProcessor = 0;
+  std::vector<double> ours;
+  std::vector<double> theirs;
   for (auto _ : state) {
-    if (withChange) {
+    if (change == Change::Content) {
+      opened.ChangeOne(recordName(nextNumber(changing) * (state.range(0) / changing)));
+    } else if (change == Change::Record) {
       opened.ReplaceOne(kind, recordName(nextNumber(state.range(0))));
     }
     rfm_Statistics const before = opened.Statistics();
-    watch.Measure([&] { opened.Save(); });
+    ours.push_back(watch.Measure([&] { opened.Save(); }));
     rowsWritten += opened.Statistics().rowsWritten - before.rowsWritten;
     rowsRead += opened.Statistics().rowsRead - before.rowsRead;
+
+    std::string const key = recordName(nextNumber(state.range(0)));
+    std::uint64_t const syncsBefore = syncsSoFar();
+    double const processorBefore = processorTime();
+    auto const start = Clock::now();
+    plain.Save(key);
+    theirs.push_back(std::chrono::duration<double>(Clock::now() - start).count());
+    plainProcessor += processorTime() - processorBefore;
+    plainSyncs += syncsSoFar() - syncsBefore;
   }
   report(state, "rows_written", rowsWritten);
   report(state, "rows_read", rowsRead);
+  report(state, "plain_syncs", plainSyncs);
+  report(state, "plain_processor_us", plainProcessor * 1e6);
+  state.counters["ours_us"] = median(ours) * 1e6;
+  state.counters["plain_us"] = median(theirs) * 1e6;
 }
 
-void ours_save_one(benchmark::State& state) {
-  save(state, Kind::Models, true);
+void save_one_model(benchmark::State& state) {
+  save(state, Kind::Models, Change::Content);
 }
 
-void ours_save_nothing(benchmark::State& state) {
-  save(state, Kind::Models, false);
+void save_nothing(benchmark::State& state) {
+  save(state, Kind::Models, Change::None);
 }
 
-void ours_save_one_result(benchmark::State& state) {
-  save(state, Kind::Results, true);
+void save_new_model(benchmark::State& state) {
+  save(state, Kind::Models, Change::Record);
 }
 
-void ours_save_one_userdata(benchmark::State& state) {
-  save(state, Kind::UserData, true);
+void save_new_result(benchmark::State& state) {
+  save(state, Kind::Results, Change::Record);
 }
 
-void plain_save_one(benchmark::State& state) {
-  PlainFile file(PlainFile::Saved(state.range(0)), true);
-  file.Save(recordName(0));
-  Stopwatch watch(state);
-  for (auto _ : state) {
-    std::string const key = recordName(nextNumber(state.range(0)));
-    watch.Measure([&] { file.Save(key); });
-  }
+void save_new_userdata(benchmark::State& state) {
+  save(state, Kind::UserData, Change::Record);
 }
 
 // ---- memory of a model that is not loaded ----
@@ -340,6 +373,12 @@ void timed(benchmark::internal::Benchmark* of) {
   of->UseManualTime()->Unit(benchmark::kMicrosecond);
 }
 
+// As many as medians need, however slow the device is.
+void saved(benchmark::internal::Benchmark* of) {
+  modelCounts(of);
+  of->UseManualTime()->Unit(benchmark::kMicrosecond)->Iterations(41);
+}
+
 BENCHMARK(ours_create)->Apply(timed);
 BENCHMARK(plain_create)->Apply(timed);
 BENCHMARK(ours_open)->Apply(timed);
@@ -348,11 +387,11 @@ BENCHMARK(ours_read_one)->Apply(timed);
 BENCHMARK(plain_read_one)->Apply(timed);
 BENCHMARK(ours_read_all)->Apply(timed);
 BENCHMARK(plain_read_all)->Apply(timed);
-BENCHMARK(ours_save_one)->Apply(timed);
-BENCHMARK(ours_save_nothing)->Apply(timed);
-BENCHMARK(ours_save_one_result)->Apply(timed);
-BENCHMARK(ours_save_one_userdata)->Apply(timed);
-BENCHMARK(plain_save_one)->Apply(timed);
+BENCHMARK(save_one_model)->Apply(saved);
+BENCHMARK(save_nothing)->Apply(saved);
+BENCHMARK(save_new_model)->Apply(saved);
+BENCHMARK(save_new_result)->Apply(saved);
+BENCHMARK(save_new_userdata)->Apply(saved);
 BENCHMARK(ours_unread_model_bytes)->Apply(modelCounts)->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(copy_databases)->Apply(modelCounts);
 BENCHMARK(copy_models)->Apply(modelCounts);
@@ -366,8 +405,7 @@ BENCHMARK(copy_userdata)->Apply(modelCounts);
 int main(int argc, char** argv) {
   int libraries = 0;
   ddr_initialize(libraries);
-  ddr_Root::Instance().SetClassRegistrar(
-      omi_Singleton<cls_MetadataRegistrar>::Instance().MakeClassRegistrar());
+  registerClasses();
   int result = 0;
   if (argc == 3 && std::string(argv[1]) == "--memory-of-opening") {
     result = printMemoryOfOpening(argv[2]);

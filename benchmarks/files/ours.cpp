@@ -1,9 +1,13 @@
 // ours.cpp: database files made, opened and saved through the registry.
 #include "ours.h"
 
+#include "cls_MetadataRegistrar.h"
+#include "omi_Singleton.h"
+
 #include <cstdlib>
 #include <filesystem>
 #include <map>
+#include <memory>
 #include <random>
 #include <stdexcept>
 #include <utility>
@@ -26,6 +30,30 @@ struct Folder {
   std::string path;
 };
 
+/// What a model of a benchmark contains: one number.
+class Content : public mdl_Extension {
+public:
+  Content() : uid(cls_Uid::Allocate()) {}
+  explicit Content(cls_ReadVisitor const& reader) : number(reader.ReadInt("number")), uid(reader.GetUid()) {}
+  static unsigned TypeId() noexcept { return 0x2fb001; }
+  unsigned DynTypeId() const override { return TypeId(); }
+  Content* Copy() const override { return new Content(*this); }
+  void DBWrite(cls_WriteVisitor const& writer) const override {
+    if (writer.StartWrite(TypeId(), uid)) {
+      writer.WriteInt("number", number);
+    }
+  }
+
+  int number = 0;
+
+private:
+  cls_Uid uid;
+};
+
+void* readContent(cls_ReadVisitor& reader) {
+  return static_cast<mdl_Extension*>(new Content(reader));
+}
+
 void put(ddr_Ddb& record, Kind kind, cow_String const& key) {
   switch (kind) {
   case Kind::Models:
@@ -41,6 +69,15 @@ void put(ddr_Ddb& record, Kind kind, cow_String const& key) {
 }
 
 } // namespace
+
+void registerClasses() {
+  std::unique_ptr<cls_ClassRegistrar> classes(
+      omi_Singleton<cls_MetadataRegistrar>::Instance().MakeClassRegistrar());
+  classes->CreateClassMD("bench_Content", Content::TypeId(), 1, readContent, mdl_Extension::TypeId())
+      .AddAttribute("number", cls_AttributeType::Integer, 1, cls_CollectionType::Single);
+  ddr_Root::Instance().SetClassRegistrar(classes.release());
+  ddr_Model::RegisterExtension(cow_String("content"), Content());
+}
 
 std::string const& benchFolder() {
   static Folder const folder;
@@ -95,6 +132,15 @@ OpenDatabase::~OpenDatabase() {
 
 ddr_Ddb const& OpenDatabase::Record() const {
   return ddr_Root::Instance().Fetch().ConstGet(name);
+}
+
+void OpenDatabase::ChangeOne(std::string const& key) {
+  static int number = 0;
+  ddr_Root& root = ddr_Root::Instance();
+  ddr_DdbContainer changed = root.Fetch();
+  ddr_Model& model = changed.Get(name).models.Get(cow_String(key));
+  dynamic_cast<Content&>(model.GetExtension(cow_String("content"))).number = ++number;
+  root.Replace(changed);
 }
 
 void OpenDatabase::ReplaceOne(Kind kind, std::string const& key) {

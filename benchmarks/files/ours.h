@@ -7,6 +7,9 @@
 #include <cstdint>
 #include <string>
 
+/// Installs the classes that the files are made with.
+void registerClasses();
+
 /// A folder that goes away with the process.
 std::string const& benchFolder();
 
@@ -33,6 +36,8 @@ public:
 
   ddr_Ddb const& Record() const;
   rfm_Statistics const& Statistics() const noexcept { return file.Statistics(); }
+  /// Changes a number that a model contains.
+  void ChangeOne(std::string const& key);
   /// Puts a new record in the place of one.
   void ReplaceOne(Kind kind, std::string const& key);
   void Save();

@@ -122,6 +122,7 @@ std::map<std::string, PlainRecord> PlainFile::ReadAll() {
 }
 
 void PlainFile::Save(std::string const& name) {
+  static std::uint64_t lastIdentity = 1000000; // SQLite does not write a row that is as it was
   char identity[16] = {};
   ++lastIdentity;
   std::memcpy(identity, &lastIdentity, sizeof lastIdentity);

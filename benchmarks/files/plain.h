@@ -48,5 +48,4 @@ private:
   sqlite3_stmt* update = nullptr;
   sqlite3_stmt* begin = nullptr;
   sqlite3_stmt* commit = nullptr;
-  std::uint64_t lastIdentity = 0;
 };
