@@ -133,13 +133,8 @@ function(ddr_add_library)
     endif()
   endforeach()
 
-  get_property(tolerant GLOBAL PROPERTY DDR_SKIP_INCOMPLETE)
   foreach(dependency ${arg_PUBLIC} ${arg_PRIVATE})
     if(NOT TARGET ddr_${dependency})
-      if(tolerant)
-        message(WARNING "ddr_add_library(${name}) is left out: '${dependency}' is missing")
-        return()
-      endif()
       _ddr_refuse(ddr_add_library ${name}
                   "it depends on '${dependency}', which is not a library of this tree or is added later")
     endif()
@@ -219,7 +214,7 @@ function(ddr_add_library)
   endif()
 endfunction()
 
-# True in `result` when all libraries named are there; while the tree is incomplete, absent ones are
+# True in `result` when all libraries named are there; where DDR_SKIP_INCOMPLETE is on, absent ones are
 # named and the caller is left out.
 function(_ddr_dependencies_present caller name result)
   set(${result} TRUE PARENT_SCOPE)
