@@ -409,6 +409,8 @@ void cls_Map2Obj<K, T, V>::WriteChanged() {
     cow_btreeDiff(stored->held, entries, [&](K const& key, V const* held, V const* here) {
       if (here == nullptr) {
         removed.push_back(key);
+      } else if (held == nullptr && here->IsEmpty()) {
+        loader->RestoreRemoved(key);
       } else if (!here->IsEmpty() && (held == nullptr || held->Peek() != here->Peek())) {
         WriteRecord(key, *here);
         done.push_back(key);

@@ -71,6 +71,9 @@ public:
   virtual void WriteReference(cow_String const& key, cls_StoredReference const& reference) = 0;
   /// Takes a key out of the stored collection.
   virtual void RemoveStored(cow_String const& key) = 0;
+  /// Stores a key again that was taken out since the store was opened, with the record it had: an older copy
+  /// of the collection is saved that has not read it. False when nothing is known of such a key.
+  virtual bool RestoreRemoved(cow_String const&) { return false; }
   /// Ends what BeginWrite opened. `stored` is the state that holds once the write has become permanent; may
   /// be null.
   virtual void EndWrite(std::unique_ptr<cls_StoredState> stored) = 0;

@@ -92,7 +92,9 @@ std::unique_ptr<cls_RowSource> rom_MapAgent::OpenRecord(cow_String const& key) {
   rfm_ReadScope const scope(from.database);
   std::optional<rfm_Entry> const entry = from.database.Entries().Find(handle, key.View());
   if (!entry) {
-    return nullptr;
+    auto const removed = removedEntries.find(key);
+    return removed == removedEntries.end() ? nullptr
+                                           : std::make_unique<rom_ObjectSource>(from, removed->second);
   }
   return std::make_unique<rom_ObjectSource>(from, rom_RowId{entry->classId, entry->oid});
 }
@@ -134,7 +136,20 @@ void rom_MapAgent::WriteReference(cow_String const& key, cls_StoredReference con
 }
 
 void rom_MapAgent::RemoveStored(cow_String const& key) {
-  Need().database.Entries().Remove(handle, key.View());
+  rfm_Entries& entries = Need().database.Entries();
+  if (std::optional<rfm_Entry> const entry = entries.Find(handle, key.View())) {
+    removedInPass[key] = {entry->classId, entry->oid};
+    entries.Remove(handle, key.View());
+  }
+}
+
+bool rom_MapAgent::RestoreRemoved(cow_String const& key) {
+  auto const removed = removedEntries.find(key);
+  if (removed == removedEntries.end()) {
+    return false;
+  }
+  WriteReference(key, {removed->second.classId, removed->second.row});
+  return true;
 }
 
 void rom_MapAgent::EndWrite(std::unique_ptr<cls_StoredState> stored) {
@@ -215,11 +230,15 @@ void rom_MapAgent::ForgetPass() noexcept {
   writtenKeys.clear();
   nothingStoredBefore.reset();
   appendedKeys.clear();
+  removedInPass.clear();
   fork.reset();
 }
 
 void rom_MapAgent::Committed() {
   bornInPass = false;
+  for (auto const& [key, id] : removedInPass) {
+    removedEntries[key] = id;
+  }
   ForgetPass();
   if (std::exchange(hasPending, false)) {
     SetStoredState(std::move(pendingState));

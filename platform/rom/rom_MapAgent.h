@@ -9,6 +9,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <unordered_map>
 #include <unordered_set>
 
 struct rom_Fork;
@@ -33,6 +34,7 @@ public:
   std::unique_ptr<cls_RowSink> WriteRequest(cow_String const& key) override;
   void WriteReference(cow_String const& key, cls_StoredReference const& reference) override;
   void RemoveStored(cow_String const& key) override;
+  bool RestoreRemoved(cow_String const& key) override;
   void EndWrite(std::unique_ptr<cls_StoredState> stored) override;
   void AbandonWrite() noexcept override;
   void DropCached(cow_String const&) override {}
@@ -90,6 +92,10 @@ private:
   std::unique_ptr<cls_StoredState> pendingState;
   bool hasPending = false;
   cls_AgentHandle self; // keeps an agent with a known state as long as its store
+
+  // What was taken out since the store was opened; the rows stay, for a row is never used anew.
+  std::unordered_map<cow_String, rom_RowId> removedEntries;
+  std::unordered_map<cow_String, rom_RowId> removedInPass;
 
   std::unordered_set<cow_String> writtenKeys; // of a replacing write
   // Of the write under way:

@@ -238,6 +238,23 @@ TEST_F(keyed_Databases, CopiesSavedInEveryOrderStoreWhatTheyHold) {
   }
 }
 
+TEST_F(keyed_Databases, OlderCopyBringsBackModelsThatItHasNotRead) {
+  cow_String const name = reopen(filled("a", 4), "a");
+  std::string const before = stored("a");
+  ddr_DdbContainer const older = root().Fetch();
+  edit(name, [](ddr_Ddb& record) {
+    record.models.Remove("X-1");
+    record.models.Remove("X-2");
+  });
+  save(name);
+  EXPECT_EQ(storedModels("a"), "X-0=0/0 X-3=3/3 ");
+  root().Replace(older);
+  EXPECT_EQ(noteOf(record(name).models.ConstGet("X-1")), "1/1");
+  save(name);
+  EXPECT_EQ(stored("a"), before);
+  EXPECT_EQ(contents(reopen(name, "a")), before);
+}
+
 TEST_F(keyed_Databases, CopiesOfAnUnsavedDatabaseAreSavedInTurn) {
   cow_String const name = create("a");
   writeModel(name, "M", "first");
