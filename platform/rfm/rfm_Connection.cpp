@@ -24,6 +24,7 @@ constexpr int largestValue = 256 * 1024 * 1024;
 // Places in the first bytes of an SQLite file; fixed by its file format.
 constexpr std::size_t headerSize = 100;
 constexpr std::string_view headerMagic{"SQLite format 3", 16};
+constexpr std::size_t pageSizePlace = 16;
 constexpr std::size_t writeFormatPlace = 18;
 constexpr std::size_t readFormatPlace = 19;
 constexpr std::size_t userVersionPlace = 60;
@@ -254,6 +255,24 @@ void rfm_Connection::CheckHeader() {
   if (header[writeFormatPlace] != rollbackJournalFormat || header[readFormatPlace] != rollbackJournalFormat) {
     rfm_throw(rfm_ErrorKind::Damaged, name, {}, "its journal mode was changed by another program",
               "Set its journal_mode to delete with an SQLite tool");
+  }
+}
+
+void rfm_Connection::CheckWhole() {
+  sqlite3_file* const file = mainFile(database);
+  HeaderBytes header{};
+  sqlite3_int64 size = 0;
+  int result = file->pMethods->xRead(file, header.data(), static_cast<int>(headerSize), 0);
+  if (result == SQLITE_OK) {
+    result = file->pMethods->xFileSize(file, &size);
+  }
+  if (result != SQLITE_OK) {
+    Fail(result);
+  }
+  // The largest size, 65536, does not fit into the two bytes and is stored as 1.
+  unsigned const stored = static_cast<unsigned>(header[pageSizePlace]) << 8U | header[pageSizePlace + 1];
+  if (size % (stored > 1 ? stored : 65536U) != 0) {
+    rfm_throw(rfm_ErrorKind::Damaged, name, {}, "its end is missing", "Restore it from a backup");
   }
 }
 

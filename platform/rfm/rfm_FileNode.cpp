@@ -190,6 +190,7 @@ void rfm_FileNode::OpenExisting() {
   connection.Open(path,
                   access == utl_FileAccess::Read ? rfm_Connection::Mode::Read : rfm_Connection::Mode::Write);
   rfm_ScopeGuard const readable(connection);
+  connection.CheckWhole();
 }
 
 void rfm_FileNode::BeginCreating() {

@@ -47,6 +47,15 @@ struct FileTest : rfm_Test {
   }
 };
 
+TEST_F(FileTest, AFileThatEndsWithinItsLastPageIsRefused) {
+  createFile(path);
+  std::string const whole = readFile(path);
+  writeFile(path, whole.substr(0, whole.size() - 1));
+  std::string const damaged = "Damaged: Database file '" + path + "': its end is missing. ";
+  EXPECT_EQ(read(), damaged + "Restore it from a backup.");
+  EXPECT_EQ(write(), damaged + "Restore it from a backup.");
+}
+
 TEST_F(FileTest, AMissingFileIsNamed) {
   EXPECT_EQ(read(), "Missing: Database file '" + path + "': there is no such file. Check the name.");
   EXPECT_EQ(write(), "Missing: Database file '" + path + "': there is no such file. Check the name.");
