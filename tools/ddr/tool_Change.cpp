@@ -13,6 +13,8 @@
 
 namespace {
 
+constexpr char protection = '\0'; // cannot come from a command line
+
 enum class Action { Add, Remove };
 
 struct Request {
@@ -93,17 +95,31 @@ void perform(Request const& request) {
   print(request, database.Record());
 }
 
+std::string unprotected(std::string name) {
+  if (name.ends_with(protection)) {
+    name.pop_back();
+  }
+  return name;
+}
+
 void offerAction(CLI::App& verb, tool_Command& command, Request const& settings, char const* word,
                  std::string const& help) {
   auto const request = std::make_shared<Request>(settings);
   CLI::App* const action = verb.add_subcommand(word, help);
   action->add_option("FILE", request->file, "The database")->required()->type_name("");
-  action->add_option("NAME", request->names, "Names, all of them or none")->required()->type_name("");
+  action->add_option("NAME", request->names, "Names, all of them or none")
+      ->required()
+      ->type_name("")
+      ->transform(unprotected);
   action->add_flag("--json", request->json, "Answer in JSON");
   action->callback([request, &command] { command = [request] { perform(*request); }; });
 }
 
 } // namespace
+
+std::string tool_protectedName(std::string const& name) {
+  return name.starts_with('[') ? name + protection : name;
+}
 
 void tool_offerChange(CLI::App& app, tool_Command& command, tool_Collection collection) {
   tool_CollectionWords const& words = tool_words(collection);

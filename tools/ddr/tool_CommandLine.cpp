@@ -9,7 +9,6 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <array>
 #include <fmt/format.h>
 #include <string>
 #include <string_view>
@@ -36,28 +35,38 @@ std::string reachedCommand(CLI::App const& app) {
   return words;
 }
 
+bool isDigit(char letter) {
+  return letter >= '0' && letter <= '9';
+}
+
 /// Where many names may follow, puts the options in front and "--" before the rest: the parser would take
 /// "++" among the names, and what follows a "--" between them, for something else than names.
 std::vector<std::string> withOptionsFirst(std::vector<std::string> const& words) {
-  constexpr std::array<std::string_view, 3> verbs{"model", "result", "userdata"};
-  if (words.size() < 3 || std::find(verbs.begin(), verbs.end(), words[0]) == verbs.end()) {
+  if (words.size() < 3 || (words[1] != "add" && words[1] != "rm")) {
     return words;
   }
-  auto const end = std::find(words.begin(), words.end(), "--");
   std::vector<std::string> sorted(words.begin(), words.begin() + 2);
-  std::vector<std::string> rest{"--"};
-  for (auto word = words.begin() + 2; word < end; ++word) {
-    bool const isOption = word->size() > 1 && word->front() == '-';
-    (isOption ? sorted : rest).push_back(*word);
+  std::vector<std::string> fileAndNames;
+  bool onlyNames = false;
+  for (auto word = words.begin() + 2; word != words.end(); ++word) {
+    bool const isOption = word->size() > 1 && word->front() == '-' && !isDigit((*word)[1]); // -5 is a name
+    if (onlyNames || !isOption) {
+      fileAndNames.push_back(fileAndNames.empty() ? *word : tool_protectedName(*word));
+    } else if (*word == "--") {
+      onlyNames = true;
+    } else {
+      sorted.push_back(*word);
+    }
   }
-  rest.insert(rest.end(), end == words.end() ? end : end + 1, words.end());
-  sorted.insert(sorted.end(), rest.begin(), rest.end());
+  sorted.emplace_back("--");
+  sorted.insert(sorted.end(), fileAndNames.begin(), fileAndNames.end());
   return sorted;
 }
 
 /// What is wrong with the usage. A word that nothing takes is named before what is missing without it.
 std::string complaint(CLI::App const& app, CLI::ParseError const& answer) {
-  std::vector<std::string> const untaken = app.remaining(true);
+  std::vector<std::string> untaken = app.remaining(true);
+  std::erase(untaken, "--"); // was understood, yet is kept among them
   return untaken.empty() ? answer.what() : fmt::format("'{}' was not expected", untaken.front());
 }
 
