@@ -5,6 +5,7 @@
 #include "rom_MapAgent.h"
 
 #include <algorithm>
+#include <exception>
 #include <utility>
 
 namespace {
@@ -39,6 +40,9 @@ private:
   std::shared_ptr<rom_Fork> fork;
 };
 
+rom_ObjectSink::rom_ObjectSink(rom_WritePass& writePass, Target what) noexcept
+    : pass(writePass), target(what), exceptionsAtStart(std::uncaught_exceptions()) {}
+
 std::unique_ptr<rom_ObjectSink> rom_ObjectSink::Top(rom_WritePass& pass, unsigned typeId, int row) {
   std::unique_ptr<rom_ObjectSink> sink(new rom_ObjectSink(pass, Target::Top));
   sink->topTypeId = typeId;
@@ -58,6 +62,9 @@ std::unique_ptr<rom_ObjectSink> rom_ObjectSink::Entry(rom_WritePass& pass, rom_M
 rom_ObjectSink::~rom_ObjectSink() {
   if (row != nullptr && target != Target::BasePart) {
     row->complete = true;
+    if (std::uncaught_exceptions() > exceptionsAtStart) {
+      pass.MarkFailed(); // whoever catches the exception must not save half an object
+    }
   }
 }
 

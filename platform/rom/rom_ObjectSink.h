@@ -40,7 +40,7 @@ private:
   friend class rom_ListSink;
   enum class Target { Top, Field, Entry, Element, BasePart };
 
-  rom_ObjectSink(rom_WritePass& writePass, Target what) : pass(writePass), target(what) {}
+  rom_ObjectSink(rom_WritePass& writePass, Target what) noexcept;
   void SetReference(rom_RowId id);
   void Begin(unsigned typeId, cls_Uid const& uid, rom_RowId id, bool isNew);
   bool StartEntry(unsigned typeId, cls_Uid const& uid);
@@ -62,5 +62,6 @@ private:
   rom_PendingList* list = nullptr; // of an element
   std::size_t element = 0;
   std::shared_ptr<rom_Fork> fork;
+  int exceptionsAtStart;
   rom_PendingRow* row = nullptr; // null before Start and after a refused one
 };

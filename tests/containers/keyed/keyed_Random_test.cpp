@@ -53,7 +53,7 @@ TEST_P(keyed_Random, DatabasesHoldWhatPlainMapsHold) {
     SCOPED_TRACE(numbered("step ", step));
     std::string const model = key();
     cow_String const modelKey(model.c_str());
-    switch (below(16)) {
+    switch (below(17)) {
     case 0:
     case 1:
     case 2: {
@@ -141,6 +141,14 @@ TEST_P(keyed_Random, DatabasesHoldWhatPlainMapsHold) {
         restart();
         name = open("a");
         memory = file;
+      }
+      break;
+    case 16: // a save that fails in the middle
+      if (everSaved && !memory.models.contains("broken")) {
+        writeModel(name, "broken", note_Extension::poison);
+        ASSERT_EQ(failureOf([&] { save(name); }), "the note cannot be written");
+        ASSERT_EQ(stored("a"), file.text());
+        edit(name, [](ddr_Ddb& record) { record.models.Remove("broken"); });
       }
       break;
     case 14:

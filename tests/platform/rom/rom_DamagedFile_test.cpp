@@ -143,8 +143,8 @@ protected:
   }
   static ddr_ModelShortcut shortcut() {
     return ddr_ModelShortcut(new ddr_ModelInModelContainerShortcut(
-        "M", ddr_ModelContainerShortcut(
-                 new ddr_ModelContainerInDdbShortcut(ddr_DdbShortcut(new ddr_DdbShortcutImpl(cow_String("D")))))));
+        "M", ddr_ModelContainerShortcut(new ddr_ModelContainerInDdbShortcut(
+                 ddr_DdbShortcut(new ddr_DdbShortcutImpl(cow_String("D")))))));
   }
   void write(ddr_ModelShortcut const& given) {
     rom_MementoWrite memento(*file, ddr_ModelShortcut::TypeId(), -1);

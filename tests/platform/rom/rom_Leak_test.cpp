@@ -1,6 +1,7 @@
 // Opening and closing many times.
 #include "database_test.h"
 
+#include "cow_Counter.h"
 #include "ddr_Result.h"
 
 #include <fstream>
@@ -42,6 +43,7 @@ TEST_F(rom_Leak, OpeningAndClosingTenThousandTimesLeavesNothing) {
   close(made);
   int descriptors = 0;
   long pages = 0;
+  std::size_t counters = 0;
   for (int i = 0; i < 10000; ++i) {
     cow_String const name = open("a", i % 2 == 0 ? utl_FileAccess::Write : utl_FileAccess::Read);
     if (i % 10 == 0) {
@@ -51,9 +53,11 @@ TEST_F(rom_Leak, OpeningAndClosingTenThousandTimesLeavesNothing) {
     if (i == 1000) {
       descriptors = openDescriptors();
       pages = residentPages();
+      counters = cow_Counter::LiveCount();
     }
   }
   EXPECT_EQ(openDescriptors(), descriptors);
+  EXPECT_EQ(cow_Counter::LiveCount(), counters);
   if (!keepsFreedMemory) {
     EXPECT_LT(residentPages() - pages, 200);
   }

@@ -10,6 +10,7 @@
 #include <functional>
 #include <limits>
 #include <memory>
+#include <stdexcept>
 #include <string>
 
 namespace {
@@ -271,6 +272,23 @@ TEST_F(rom_Objects, CallsAfterARefusedStartAreDropped) {
   EXPECT_EQ(read(*file, 0).first.number, 1);
   EXPECT_EQ(read(*file, 0).second.number, 1);
   EXPECT_EQ(file->GetTableSize(Leaf::TypeId()), 1);
+}
+
+TEST_F(rom_Objects, ExceptionThatSomebodyCatchesStopsTheSaveAllTheSame) {
+  cls_ClassRegistrar const registrar = classes();
+  auto const file = createFile(registrar);
+  rom_MementoWrite memento(*file, Branch::TypeId(), -1);
+  cls_WriteVisitor visitor(memento);
+  visitor.StartWrite(Branch::TypeId(), cls_Uid::Allocate());
+  try {
+    cls_WriteVisitor const half(visitor, "first");
+    half.StartWrite(Leaf::TypeId(), cls_Uid::Allocate());
+    throw std::runtime_error("in the middle of an object");
+  } catch (std::runtime_error const&) {
+  }
+  EXPECT_EQ(failureOf([&] { visitor.End(); }),
+            "Saving to '" + folder.path("o") +
+                "' met an error before, so nothing was saved; the file is as it was.");
 }
 
 TEST_F(rom_Objects, ObjectsWithoutIdentityDoNotMix) {
