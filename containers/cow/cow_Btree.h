@@ -6,6 +6,9 @@
 
 #include <memory>
 
+template <class K, class V>
+class cow_BtreeBuilder;
+
 /// Ordered map from K to V, one key a node, kept balanced by single rotations.
 ///
 /// Copying a tree shares all nodes: one increment, no allocation. A write first copies the shared nodes on
@@ -66,6 +69,8 @@ public:
   void Clear() noexcept;
 
 private:
+  friend class cow_BtreeBuilder<K, V>;
+
   // A step on the way down: the link that leads to a node and the height of that node before the write.
   struct Step {
     Link* link;

@@ -8,6 +8,8 @@
 
 template <class K, class V>
 class cow_Btree;
+template <class K, class V>
+class cow_BtreeBuilder;
 
 /// One entry of a cow_Btree: key, value and the links to the entries before and after it.
 ///
@@ -44,6 +46,7 @@ public:
 
 private:
   friend class cow_Btree<K, V>;
+  friend class cow_BtreeBuilder<K, V>;
   friend class cow_NodeLink<cow_BtreeNode>;
 
   // What a search reads stands first and fits into one cache line.

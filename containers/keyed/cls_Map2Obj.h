@@ -3,6 +3,7 @@
 
 #include "cls_PC.h"
 #include "cow_Btree.h"
+#include "cow_BtreeBuilder.h"
 #include "cow_BtreeDiff.h"
 #include "cow_BtreeIterator.h"
 #include "keyed_Record.h"
@@ -145,9 +146,16 @@ cls_Map2Obj<K, T, V>::cls_Map2Obj(cls_ReadVisitor const& reader)
   if (!loader) {
     return;
   }
+  V const notLoaded;
+  cow_BtreeBuilder<K, V> ascending; // a first save stores the keys in order, later ones add behind them
   loader->Begin();
-  for (loader->First(); !loader->AtEnd(); loader->Next()) {
-    DoInsert(loader->Key(), V());
+  loader->First();
+  while (!loader->AtEnd() && ascending.Append(loader->Key(), notLoaded)) {
+    loader->Next();
+  }
+  entries = ascending.Take();
+  for (; !loader->AtEnd(); loader->Next()) {
+    DoInsert(loader->Key(), notLoaded);
   }
   loader->Bind(this);
   loader->SetStoredState(std::make_unique<Stored>(entries));
