@@ -6,6 +6,7 @@
 
 #include <cstring>
 #include <string>
+#include <utility>
 
 /// A value of the enumeration `Enum`: its number and its text, which is what is stored.
 ///
@@ -54,8 +55,7 @@ private:
 
 template <class Enum, int Kind>
 void omu_PrimEnum<Enum, Kind>::Refuse(std::string message, int line) const {
-  nex_Exception::Throw(omu_ValueErrorException(cow_String(message.c_str())), "generated/include/omu_PrimEnum",
-                       line);
+  nex_Exception::Throw(omu_ValueErrorException(std::move(message)), "generated/include/omu_PrimEnum", line);
 }
 
 template <class Enum, int Kind>

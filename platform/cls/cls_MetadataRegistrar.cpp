@@ -15,12 +15,12 @@ void cls_MetadataRegistrar::initClassMetadata(Routine routine, unsigned tag) {
   os_recordCall("cls_MetadataRegistrar::initClassMetadata", tag);
   nex_atFinalize([] { omi_Singleton<cls_MetadataRegistrar>::Instance().Clear(); });
   std::scoped_lock lock(mutex);
+  routine(processCatalogue); // one that throws is not kept
   bool const known = std::any_of(routines.begin(), routines.end(),
                                  [&](Kept const& kept) { return kept.routine == routine; });
   if (!known) {
     routines.push_back({routine, tag});
   }
-  routine(processCatalogue);
 }
 
 cls_ClassRegistrar* cls_MetadataRegistrar::MakeClassRegistrar() const {

@@ -2,6 +2,9 @@
 
 #include "os_Recorder.h"
 
+#include <typeinfo>
+#include <utility>
+
 dbc_OldClassVersion::~dbc_OldClassVersion() = default;
 
 template <>
@@ -12,5 +15,14 @@ dbc_OldClassRegistrar& omi_Singleton<dbc_OldClassRegistrar>::Instance() {
 
 void dbc_OldClassRegistrar::Register(Holder* version, unsigned tag) {
   os_recordCall("dbc_OldClassRegistrar::Register", tag);
-  versions.push_back({std::unique_ptr<Holder>(version), tag});
+  Registered added{std::unique_ptr<Holder>(version), tag};
+  // A module that starts again while this library stays up registers its layouts once more.
+  std::erase_if(versions, [&](Registered const& kept) { return SameLayout(kept, added); });
+  versions.push_back(std::move(added));
+}
+
+bool dbc_OldClassRegistrar::SameLayout(Registered const& one, Registered const& other) {
+  dbc_OldClassVersion const* const first = one.holder == nullptr ? nullptr : one.holder->Peek();
+  dbc_OldClassVersion const* const second = other.holder == nullptr ? nullptr : other.holder->Peek();
+  return first != nullptr && second != nullptr && typeid(*first) == typeid(*second);
 }

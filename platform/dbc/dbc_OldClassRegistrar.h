@@ -20,6 +20,7 @@ public:
     unsigned tag;
   };
 
+  /// Keeps a layout; one of the same class that was registered before makes room for it.
   /// @param version adopts the holder
   /// @param tag the module's own constant, kept with the holder
   void Register(Holder* version, unsigned tag);
@@ -27,6 +28,8 @@ public:
   void Clear() noexcept { versions.clear(); }
 
 private:
+  static bool SameLayout(Registered const& one, Registered const& other);
+
   std::vector<Registered> versions;
 };
 

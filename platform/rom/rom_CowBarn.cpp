@@ -11,10 +11,15 @@ rom_CowBarn::Handle const* rom_CowBarn::Find(unsigned classId, int row) const {
 
 rom_CowBarn::Handle const* rom_CowBarn::Insert(unsigned classId, int row, Handle* handle,
                                                cls_HandleDestructor release) {
-  auto [place, added] = handles.try_emplace({classId, row}, Kept{handle, release});
-  if (!added) {
-    place->second.release(place->second.handle);
-    place->second = Kept{handle, release};
+  try {
+    auto [place, added] = handles.try_emplace({classId, row}, Kept{handle, release});
+    if (!added) {
+      place->second.release(place->second.handle);
+      place->second = Kept{handle, release};
+    }
+  } catch (...) {
+    release(handle);
+    throw;
   }
   return handle;
 }

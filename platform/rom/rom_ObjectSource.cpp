@@ -143,14 +143,16 @@ cow_COW<int, cow_Direct<int>> const* rom_ObjectSource::SharedObject(cls_FieldHan
   cls_ClassMetadata const* entry = store.registrar.Find(reference->classId);
   visitor.RequireClass(baseTypeId);
   bool const canBeShared = entry != nullptr && entry->Destructor() != nullptr;
+  // What may fail comes before the object is there, for only its own class can let it go.
+  auto handle = std::make_unique<rom_CowBarn::Handle>(static_cast<int*>(nullptr));
   void* const object = canBeShared ? visitor.Construct(baseTypeId) : nullptr;
   if (object == nullptr) {
     refuse(target.Where() +
                ": objects of this class cannot be shared; the module that defines it does not build them.",
            __LINE__);
   }
-  auto* handle = new rom_CowBarn::Handle(static_cast<int*>(object));
-  return store.cache.Insert(reference->classId, reference->row, handle, entry->Destructor());
+  *handle = static_cast<int*>(object);
+  return store.cache.Insert(reference->classId, reference->row, handle.release(), entry->Destructor());
 }
 
 std::int64_t rom_ObjectSource::StoredHandle() const {

@@ -84,7 +84,9 @@ ddr_Root::~ddr_Root() {
 }
 
 void ddr_Root::SetClassRegistrar(cls_ClassRegistrar* classes) {
-  registrar.reset(classes);
+  if (classes != registrar.get()) {
+    registrar.reset(classes);
+  }
 }
 
 void ddr_Root::Replace(ddr_DdbContainer const& other) {
