@@ -11,27 +11,26 @@ int& alive() {
   return count;
 }
 
+template <int version>
 class OldThing : public dbc_OldClassVersion {
 public:
-  explicit OldThing(int layout) : version(layout) { ++alive(); }
+  OldThing() { ++alive(); }
   ~OldThing() override { --alive(); }
   void DefineClassMetadata(cls_ClassRegistrar& registrar) const override {
     registrar.CreateClassMD("Thing", 500, version, nullptr, cls_NoBaseTypeId)
         .AddAttribute("number", cls_AttributeType::Integer, 1, cls_CollectionType::Single);
   }
-
-private:
-  int version;
 };
 
-dbc_OldClassRegistrar::Holder* holder(int version) {
-  return new dbc_OldClassRegistrar::Holder(new OldThing(version));
+template <int version>
+dbc_OldClassRegistrar::Holder* holder() {
+  return new dbc_OldClassRegistrar::Holder(new OldThing<version>());
 }
 
 TEST(dbc_OldClassRegistrar, KeepsVersionsInTheOrderOfTheirRegistration) {
   dbc_OldClassRegistrar registrar;
-  registrar.Register(holder(203), 34);
-  registrar.Register(holder(100), 35);
+  registrar.Register(holder<203>(), 34);
+  registrar.Register(holder<100>(), 35);
   ASSERT_EQ(registrar.Versions().size(), 2U);
   std::string versions;
   for (dbc_OldClassRegistrar::Registered const& registered : registrar.Versions()) {
@@ -45,8 +44,8 @@ TEST(dbc_OldClassRegistrar, KeepsVersionsInTheOrderOfTheirRegistration) {
 TEST(dbc_OldClassRegistrar, AdoptsHoldersAndDropsThemWhenCleared) {
   int const before = alive();
   dbc_OldClassRegistrar registrar;
-  registrar.Register(holder(1), 34);
-  registrar.Register(holder(2), 34);
+  registrar.Register(holder<1>(), 34);
+  registrar.Register(holder<2>(), 34);
   EXPECT_EQ(alive(), before + 2);
   registrar.Clear();
   EXPECT_EQ(alive(), before);
@@ -59,7 +58,7 @@ TEST(dbc_OldClassRegistrar, SharedHolderOutlivesTheRegistrar) {
     dbc_OldClassRegistrar::Holder kept;
     {
       dbc_OldClassRegistrar registrar;
-      registrar.Register(holder(1), 34);
+      registrar.Register(holder<1>(), 34);
       kept = *registrar.Versions().front().holder;
     }
     EXPECT_EQ(alive(), before + 1);
