@@ -26,9 +26,9 @@ struct Request {
 };
 
 [[noreturn]] void refuse(Request const& request, std::string const& what, std::string const& advice) {
-  nex_Exception::Throw(nex_TextException(fmt::format("Database file '{}': {}; nothing was changed. {}.",
-                                                     request.file, what, advice)),
-                       "tools/ddr/tool_Change", __LINE__);
+  std::string const text =
+      fmt::format("Database file '{}': {}; nothing was changed. {}.", request.file, what, advice);
+  nex_Exception::Throw(nex_TextException(utl_Printable(text)), "tools/ddr/tool_Change", __LINE__);
 }
 
 /// Refuses names that are wrong in any database.
@@ -39,8 +39,7 @@ void checkNames(Request const& request) {
       refuse(request, "a name is empty", "Give every name at least one character");
     }
     if (!utl_IsUtf8(name)) {
-      refuse(request, fmt::format("the name '{}' is not UTF-8", utl_Printable(name)),
-             "Give the names in UTF-8");
+      refuse(request, fmt::format("the name '{}' is not UTF-8", name), "Give the names in UTF-8");
     }
     if (!seen.insert(name).second) {
       refuse(request, fmt::format("the name '{}' is given twice", name), "Give every name once");

@@ -22,7 +22,7 @@ constexpr char const* examples =
     "  ddr model add wing.ddr Model-1 Model-2\n"
     "  ddr ls wing.ddr\n"
     "\n"
-    "A name that begins with '-' goes behind '--':  ddr model add wing.ddr -- -1\n"
+    "A name that begins with '-' goes behind '--':  ddr model add wing.ddr -- -x\n"
     "Exit status: 0 done, 1 failed (standard error says why), 2 wrong usage.";
 
 /// The command that the words have reached: "ddr model add".

@@ -4,6 +4,7 @@
 #include "tool_Database.h"
 #include "tool_Output.h"
 #include "tool_Replacement.h"
+#include "utl_Utf8.h"
 
 #include <CLI/CLI.hpp>
 #include <filesystem>
@@ -27,7 +28,7 @@ void refuseToReplace(std::string const& file) {
     nex_Exception::Throw(
         nex_TextException(fmt::format("Database file '{}': it exists already. Choose another name, or add "
                                       "--force to replace a database that stands there.",
-                                      file)),
+                                      utl_Printable(file))),
         "tools/ddr/tool_Create", __LINE__);
   }
 }
@@ -45,7 +46,7 @@ void create(Request const& request) {
     tool_printJson(nlohmann::ordered_json{
         {"file", request.file}, {"name", database.Name()}, {"description", request.description}});
   } else {
-    tool_print(fmt::format("Created '{}'.\n", request.file));
+    tool_print(fmt::format("Created '{}'.\n", utl_Printable(request.file)));
   }
 }
 

@@ -134,6 +134,10 @@ INSTANTIATE_TEST_SUITE_P(Verbs, BadFileTest,
 TEST_F(tool_Test, ANameWithControlCharactersIsEscapedInFailures) {
   EXPECT_EQ(refused({"ls", "a\n\x1b[31m"}),
             "ddr: Database file 'a\\n\\x1b[31m': there is no such file. Check the name.");
+  EXPECT_EQ(done({"create", "a\nb"}), "Created 'a\\nb'.\n");
+  EXPECT_THAT(refused({"create", "a\nb"}), StartsWith("ddr: Database file 'a\\nb': it exists already."));
+  EXPECT_THAT(refused({"model", "rm", "a\nb", "c\nd"}),
+              StartsWith("ddr: Database file 'a\\nb': there is no model 'c\\nd'; nothing was changed."));
 }
 
 } // namespace
