@@ -184,6 +184,37 @@ TEST_F(DdrOpen, ReadersBehindAWriterAreAlwaysLetThrough) {
   EXPECT_EQ(root().GetOpenCount(name), 4);
 }
 
+TEST_F(DdrOpen, TheRuleOfOneWriterHoldsInEveryOrderOfFourOpenings) {
+  for (unsigned order = 0; order < 16; ++order) {
+    std::string const file = std::to_string(order) + ".odb";
+    cow_String const name = make(file);
+    int count = 0;
+    bool anyReader = false;
+    for (unsigned turn = 0; turn < 4; ++turn) {
+      bool const reads = ((order >> turn) & 1U) != 0;
+      bool opened = true;
+      try {
+        open(file, reads ? forReading : forWriting);
+      } catch (nex_TextException const&) {
+        opened = false;
+      }
+      EXPECT_EQ(opened, count == 0 || anyReader || reads) << order << " " << turn;
+      count += opened ? 1 : 0;
+      anyReader = anyReader || reads;
+      EXPECT_EQ(root().GetOpenCount(name), count) << order << " " << turn;
+      EXPECT_EQ(root().WasOpenedReadOnly(name), anyReader) << order << " " << turn;
+    }
+  }
+}
+
+TEST_F(DdrOpen, ARefusedOpeningKeepsNoHandle) {
+  make("a.odb");
+  open("a.odb", forWriting);
+  int const before = openDescriptors();
+  refused("a.odb", forWriting);
+  EXPECT_EQ(openDescriptors(), before);
+}
+
 TEST_F(DdrOpen, AGivenNameIsIgnoredForAFileThatIsOpen) {
   cow_String const made = make("a.odb");
   open("a.odb", forReading);
