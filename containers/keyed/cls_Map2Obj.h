@@ -96,7 +96,8 @@ private:
   };
 
   bool DoInsert(K const& key, V const& record) const;
-  Stored* StoredState() const { return loader ? static_cast<Stored*>(loader->StoredState()) : nullptr; }
+  Stored* StoredState() const { return loader ? dynamic_cast<Stored*>(loader->StoredState()) : nullptr; }
+  void OwnNodes() const;
   V Load(K const& key) const;
   bool IsRecordChanged(K const& key, V const& record) const;
   void MarkChanged(K const& key);
@@ -158,6 +159,7 @@ cls_Map2Obj<K, T, V>::cls_Map2Obj(cls_ReadVisitor const& reader)
     DoInsert(loader->Key(), notLoaded);
   }
   loader->Bind(this);
+  keyed_requireOwnState(reader, loader->StoredState(), StoredState());
   loader->SetStoredState(std::make_unique<Stored>(entries));
 }
 
@@ -200,6 +202,9 @@ bool cls_Map2Obj<K, T, V>::Insert(K const& key, T const& record) {
 
 template <class K, class T, class V>
 bool cls_Map2Obj<K, T, V>::Insert(K const& key, T* record) {
+  if (record == nullptr) {
+    nex_Exception::Throw(nex_AssertException("record != nullptr"), "containers/keyed/cls_Map2Obj", __LINE__);
+  }
   V const handle(record);
   MarkChanged(key);
   return DoInsert(key, handle);
@@ -255,11 +260,12 @@ T& cls_Map2Obj<K, T, V>::Get(K const& key) {
 
 template <class K, class T, class V>
 bool cls_Map2Obj<K, T, V>::Remove(K const& key) {
-  if (!entries.Remove(key)) {
+  if (!IsMember(key)) {
     return false;
   }
-  MarkChanged(key);
-  return true;
+  K const kept(key); // the argument may be the key that stands in the node
+  MarkChanged(kept);
+  return entries.Remove(kept);
 }
 
 template <class K, class T, class V>
@@ -289,7 +295,8 @@ bool cls_Map2Obj<K, T, V>::IsRecordChanged(K const& key, V const& record) const 
 
 template <class K, class T, class V>
 void cls_Map2Obj<K, T, V>::Release(K const& key) const {
-  V* place = loader ? entries.FindInPlace(key) : nullptr;
+  // Without its file a record could not be loaded again.
+  V* place = loader && loader->Store() != nullptr ? entries.FindInPlace(key) : nullptr;
   if (place == nullptr || place->IsEmpty() || IsRecordChanged(key, *place)) {
     return;
   }
@@ -309,7 +316,7 @@ void cls_Map2Obj<K, T, V>::Release(K const& key) const {
 
 template <class K, class T, class V>
 void cls_Map2Obj<K, T, V>::Release() const {
-  if (!loader) {
+  if (!loader || loader->Store() == nullptr) {
     return;
   }
   cow_BtreeIterator<K, V> walk(entries);
@@ -317,6 +324,22 @@ void cls_Map2Obj<K, T, V>::Release() const {
     Release(walk.Key());
   }
   loader->DropCached();
+}
+
+// Nodes are shared with copies of the same store only: in a node, records come and go for all who share it.
+template <class K, class T, class V>
+void cls_Map2Obj<K, T, V>::OwnNodes() const {
+  Tree const shared(entries);
+  cow_BtreeBuilder<K, V> own;
+  cow_BtreeIterator<K, V> walk(shared);
+  for (walk.First(); !walk.AtEnd() && own.Append(walk.Key(), walk.Value()); walk.Next()) {
+  }
+  Tree all = own.Take();
+  for (; !walk.AtEnd(); walk.Next()) { // only after the order of keys was changed under the tree
+    all.InsertUnlessMember(walk.Key(), walk.Value());
+  }
+  entries.Clear();
+  entries = all;
 }
 
 template <class K, class T, class V>
@@ -327,6 +350,7 @@ void cls_Map2Obj<K, T, V>::LetGoOfStore() {
       ConstGet(walk.Key());
     }
   }
+  OwnNodes();
   loader = cls_AgentHandle();
   uid = cls_Uid::Allocate();
   changed = 1;
@@ -364,6 +388,7 @@ void cls_Map2Obj<K, T, V>::DBWrite(cls_WriteVisitor const& writer) const {
     return;
   }
   loader = writer.TakeCollectionAgent();
+  OwnNodes();
   loader->Begin();
   loader->Bind(this);
   if (loader->StoredState() == nullptr) {
@@ -443,10 +468,6 @@ void cls_Map2Obj<K, T, V>::WriteChanged() {
     loader->RemoveStored(key);
   }
   guard.End(std::make_unique<Stored>(entries));
-  for (K const& key : done) {
-    loader->ForgetChanged(key);
-  }
-  for (K const& key : removed) {
-    loader->ForgetChanged(key);
-  }
+  done.insert(done.end(), removed.begin(), removed.end());
+  loader->ForgetChangedWhenStored(done);
 }

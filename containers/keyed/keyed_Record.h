@@ -3,6 +3,7 @@
 
 #include "cls_ReadVisitor.h"
 #include "cls_WriteVisitor.h"
+#include "nex_Exception.h"
 
 /// Builds the record that a stored object holds: through the catalogue where that builds the class, else as a
 /// T. The object must be a T or derived from it; throws otherwise. The caller owns the result.
@@ -11,6 +12,19 @@ T* keyed_readRecord(cls_RowSource const& stored) {
   cls_ReadVisitor const reader(stored);
   void* const built = reader.Construct(T::TypeId());
   return built != nullptr ? static_cast<T*>(built) : new T(reader);
+}
+
+/// Refuses a stored collection that another kind of collection has read already: a damaged file can name one
+/// header twice. Throws, naming file, class and row.
+/// @param state what the agent holds; may be null
+/// @param own the same, when it is of the reading collection's own kind
+inline void keyed_requireOwnState(cls_ReadVisitor const& reader, cls_StoredState const* state,
+                                  cls_StoredState const* own) {
+  if (state != own) {
+    nex_Exception::Throw(
+        nex_TextException(reader.Where() + ": two collections share this row; the file is damaged."),
+        "containers/keyed/keyed_Record", __LINE__);
+  }
 }
 
 /// Abandons a write of a collection unless it was ended.

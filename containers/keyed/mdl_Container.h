@@ -34,7 +34,13 @@ public:
   /// Puts a copy of the object under the key, replacing what is there. Always true.
   bool Insert(K const& key, T const& object) { return Insert(key, cow_Virtual<T>::Copy(object)); }
   /// The same, adopting the object.
-  bool Insert(K const& key, T* object) { return map.Insert(key, Handle(object)); }
+  bool Insert(K const& key, T* object) {
+    if (object == nullptr) {
+      nex_Exception::Throw(nex_AssertException("object != nullptr"), "containers/keyed/mdl_Container",
+                           __LINE__);
+    }
+    return map.Insert(key, Handle(object));
+  }
   /// The object for writing; unshares the way to it and the object itself. Throws omu_AccessErrorException
   /// naming an unknown key; nothing is changed then.
   T& Get(K const& key) {

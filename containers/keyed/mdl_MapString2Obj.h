@@ -99,6 +99,7 @@ mdl_MapString2Obj<T>::mdl_MapString2Obj(cls_ReadVisitor const& reader) : uid(rea
   for (agent->First(); !agent->AtEnd(); agent->Next()) {
     map.Insert(agent->Key(), Handle(keyed_readRecord<T>(*agent->OpenCurrent())));
   }
+  keyed_requireOwnState(reader, agent->StoredState(), dynamic_cast<Stored*>(agent->StoredState()));
   agent->SetStoredState(std::make_unique<Stored>(map));
 }
 
@@ -113,6 +114,10 @@ T const& mdl_MapString2Obj<T>::ConstGet(cow_String const& name) const {
 
 template <class T>
 bool mdl_MapString2Obj<T>::Insert(cow_String const& name, T* record) {
+  if (record == nullptr) {
+    nex_Exception::Throw(nex_AssertException("record != nullptr"), "containers/keyed/mdl_MapString2Obj",
+                         __LINE__);
+  }
   Handle const handle(record);
   map.Insert(name, handle);
   changed = 1;
@@ -143,7 +148,7 @@ void mdl_MapString2Obj<T>::DBWrite(cls_WriteVisitor const& writer) const {
   }
   writer.CheckCollectionType(static_cast<int>(cls_CollectionType::StringMap));
   cls_AgentHandle const agent = writer.TakeCollectionAgent();
-  auto const* stored = static_cast<Stored const*>(agent->StoredState());
+  auto const* stored = dynamic_cast<Stored const*>(agent->StoredState());
   Map const held = stored == nullptr ? Map() : stored->held;
   keyed_WriteGuard guard(*agent);
   std::vector<cow_String> removed;

@@ -8,6 +8,7 @@
 #include <memory>
 #include <set>
 #include <utility>
+#include <vector>
 
 class cls_PC;
 class cls_RowSink;
@@ -89,7 +90,9 @@ public:
   /// Marks a key as handed out for change; kept until the key is written.
   void MarkChanged(cow_String const& key) { changedKeys.insert(key); }
   bool IsChanged(cow_String const& key) const { return changedKeys.contains(key); }
-  void ForgetChanged(cow_String const& key) { changedKeys.erase(key); }
+  /// Takes the marks of keys back once what was just written of them is permanent; a write that is taken back
+  /// leaves them marked.
+  virtual void ForgetChangedWhenStored(std::vector<cow_String> const& keys);
 
   /// The state that was set last and is permanent or about to be; null when the stored state is not known.
   virtual cls_StoredState* StoredState() = 0;
@@ -98,6 +101,7 @@ public:
 
 protected:
   cls_CollectionAgent() = default;
+  void ForgetChanged(cow_String const& key) { changedKeys.erase(key); }
 
 private:
   friend class cls_AgentHandle;

@@ -16,6 +16,13 @@ cls_RowSink::~cls_RowSink() = default;
 cls_ListSink::~cls_ListSink() = default;
 cls_StoredState::~cls_StoredState() = default;
 cls_CollectionAgent::~cls_CollectionAgent() = default;
+
+void cls_CollectionAgent::ForgetChangedWhenStored(std::vector<cow_String> const& keys) {
+  for (cow_String const& key : keys) {
+    ForgetChanged(key);
+  }
+}
+
 cls_PC::~cls_PC() = default;
 
 cls_ReadVisitor::cls_ReadVisitor(cls_RowSource const& stored) noexcept : source(&stored) {}

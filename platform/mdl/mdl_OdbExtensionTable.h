@@ -56,7 +56,7 @@ private:
 
   Map extensions;
   cow_Map<cow_String, cls_StoredReference> carried;
-  void const* carriedFrom = nullptr; // the store that the carried references belong to
+  cls_AgentHandle carriedFrom; // of the stored map that the carried references belong to
   cls_Uid uid;
   mutable cls_Uid mapUid; // set by the first save
 };
@@ -87,7 +87,7 @@ mdl_OdbExtensionTable<E>::mdl_OdbExtensionTable(cls_ReadVisitor const& reader) :
       extensions.Insert(agent->Key(), Handle(static_cast<E*>(built)));
     } else {
       carried.Insert(agent->Key(), reference);
-      carriedFrom = agent->Store();
+      carriedFrom = agent;
     }
   }
 }
@@ -142,7 +142,7 @@ void mdl_OdbExtensionTable<E>::DBWrite(cls_WriteVisitor const& writer) const {
   }
   mapWriter.CheckCollectionType(static_cast<int>(cls_CollectionType::StringMap));
   cls_AgentHandle const agent = mapWriter.TakeCollectionAgent();
-  if (!carried.IsEmpty() && agent->Store() != carriedFrom) {
+  if (!carried.IsEmpty() && agent->Store() != carriedFrom->Store()) {
     cow_String const name = carried.Keys().front();
     nex_Exception::Throw(
         nex_TextException(

@@ -109,6 +109,11 @@ bool rom_MapAgent::IsReadOnly() const {
 
 void rom_MapAgent::BeginWrite() {
   rom_Store& into = Need();
+  if (!born) {
+    nex_Exception::Throw(nex_TextException("The database file '" + std::string(fileName.Text()) +
+                                           "' does not hold this collection yet; save the database first."),
+                         "platform/rom/rom_MapAgent", __LINE__);
+  }
   if (into.Pass() == nullptr) {
     into.BeginPass();
     ownPass = true;
@@ -192,6 +197,14 @@ void rom_MapAgent::AbandonWrite() noexcept {
   }
 }
 
+void rom_MapAgent::ForgetChangedWhenStored(std::vector<cow_String> const& keys) {
+  if (store != nullptr && store->Pass() != nullptr) {
+    keysToForget.insert(keysToForget.end(), keys.begin(), keys.end());
+  } else {
+    cls_CollectionAgent::ForgetChangedWhenStored(keys);
+  }
+}
+
 void rom_MapAgent::SetStoredState(std::unique_ptr<cls_StoredState> newState) {
   if (hasPending) {
     pendingState = std::move(newState);
@@ -230,6 +243,7 @@ void rom_MapAgent::ForgetPass() noexcept {
   writtenKeys.clear();
   nothingStoredBefore.reset();
   appendedKeys.clear();
+  keysToForget.clear();
   removedInPass.clear();
   fork.reset();
 }
@@ -239,6 +253,7 @@ void rom_MapAgent::Committed() {
   for (auto const& [key, id] : removedInPass) {
     removedEntries[key] = id;
   }
+  cls_CollectionAgent::ForgetChangedWhenStored(keysToForget);
   ForgetPass();
   if (std::exchange(hasPending, false)) {
     SetStoredState(std::move(pendingState));

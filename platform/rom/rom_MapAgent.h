@@ -11,6 +11,7 @@
 #include <optional>
 #include <unordered_map>
 #include <unordered_set>
+#include <vector>
 
 struct rom_Fork;
 
@@ -37,6 +38,7 @@ public:
   bool RestoreRemoved(cow_String const& key) override;
   void EndWrite(std::unique_ptr<cls_StoredState> stored) override;
   void AbandonWrite() noexcept override;
+  void ForgetChangedWhenStored(std::vector<cow_String> const& keys) override;
   void DropCached(cow_String const&) override {}
   void DropCached() override {}
   void const* Store() const override { return store; }
@@ -99,6 +101,7 @@ private:
 
   std::unordered_set<cow_String> writtenKeys; // of a replacing write
   // Of the write under way:
+  std::vector<cow_String> keysToForget;
   std::optional<bool> nothingStoredBefore;
   std::unordered_set<cow_String> appendedKeys; // when nothing was stored before
 };

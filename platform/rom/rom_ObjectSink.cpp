@@ -41,7 +41,8 @@ private:
 };
 
 rom_ObjectSink::rom_ObjectSink(rom_WritePass& writePass, Target what) noexcept
-    : pass(writePass), target(what), exceptionsAtStart(std::uncaught_exceptions()) {}
+    : pass(writePass), store(writePass.Store()), target(what), exceptionsAtStart(std::uncaught_exceptions()) {
+}
 
 std::unique_ptr<rom_ObjectSink> rom_ObjectSink::Top(rom_WritePass& pass, unsigned typeId, int row) {
   std::unique_ptr<rom_ObjectSink> sink(new rom_ObjectSink(pass, Target::Top));
@@ -81,7 +82,7 @@ void rom_ObjectSink::Begin(unsigned typeId, cls_Uid const& uid, rom_RowId id, bo
   row->uid = uid;
   row->isNew = isNew;
   if (isNew) {
-    rfm_ClassEntry const& stored = pass.Store().StoredClass(typeId);
+    rfm_ClassEntry const& stored = store.StoredClass(typeId);
     if (stored.baseTypeId != cls_NoBaseTypeId) {
       row->Set("##BaseClassOID", std::int64_t{-1});
     }
@@ -132,7 +133,6 @@ bool rom_ObjectSink::StartTop(unsigned typeId, cls_Uid const& uid) {
 }
 
 bool rom_ObjectSink::StartEntry(unsigned typeId, cls_Uid const& uid) {
-  rom_Store& store = pass.Store();
   auto const rowHolds = [&](unsigned classId, int rowNumber) {
     rfm_Table table = store.database.Table(classId);
     return table.RowExists(rowNumber) &&
@@ -184,7 +184,6 @@ std::optional<rom_RowId> rom_ObjectSink::StoredTarget(unsigned typeId, cls_Uid c
   if (target != Target::Field || owner->isNew) {
     return std::nullopt;
   }
-  rom_Store& store = pass.Store();
   rfm_Table ownerTable = store.database.Table(owner->id.classId);
   rfm_Row const& stored = ownerTable.ReadRow(owner->id.row);
   rfm_FieldHandle const classField(withSuffix(ownerField, "#ClassID"));
@@ -226,7 +225,7 @@ bool rom_ObjectSink::StartNested(unsigned typeId, cls_Uid const& uid) {
   }
   Begin(typeId, uid, *id, isNew);
   SetReference(*id);
-  if (rom_MapAgent* unborn = pass.Store().UnbornAgent(uid)) {
+  if (rom_MapAgent* unborn = store.UnbornAgent(uid)) {
     pass.Enlist(*unborn);
     unborn->Bear(*id, HeaderHandle());
   }
@@ -237,7 +236,7 @@ bool rom_ObjectSink::FieldIsPresent(cls_FieldHandle const& field) const {
   if (row == nullptr) {
     return false;
   }
-  rfm_Table const table = pass.Store().database.TableForWriting(row->id.classId);
+  rfm_Table const table = store.database.TableForWriting(row->id.classId);
   return table.HasField(rfm_FieldHandle(field.Name())) ||
          table.HasField(rfm_FieldHandle(withSuffix(field.Name(), "#OID")));
 }
@@ -331,7 +330,6 @@ std::unique_ptr<cls_RowSink> rom_ObjectSink::BasePart(unsigned) {
 }
 
 std::int64_t rom_ObjectSink::HeaderHandle() {
-  rom_Store& store = pass.Store();
   if (!row->isNew) {
     rfm_Table table = store.database.Table(row->id.classId);
     rfm_Row const& stored = table.ReadRow(row->id.row);
@@ -354,7 +352,7 @@ cls_AgentHandle rom_ObjectSink::Collection() {
   if (row == nullptr) {
     return cls_AgentHandle();
   }
-  cls_AgentHandle taken = pass.Store().Agent(row->id, row->uid, HeaderHandle());
+  cls_AgentHandle taken = store.Agent(row->id, row->uid, HeaderHandle());
   auto& collection = static_cast<rom_MapAgent&>(*taken);
   pass.Enlist(collection);
   collection.BeginReplacing(row->isNew, fork);
@@ -378,9 +376,12 @@ void rom_ObjectSink::WriteElementText(cow_String const& text) {
 }
 
 void rom_ObjectSink::End() {
+  if (store.Pass() != &pass) {
+    nex_Exception::Throw(nex_AssertException("the write has not ended"), sourcePath, __LINE__);
+  }
   if (row != nullptr) {
     std::exchange(row, nullptr)->complete = true; // storing it ends its life
   }
   pass.Commit();
-  pass.Store().EndPass();
+  store.EndPass();
 }

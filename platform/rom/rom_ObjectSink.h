@@ -52,6 +52,7 @@ private:
   std::int64_t HeaderHandle();
 
   rom_WritePass& pass;
+  rom_Store& store;
   Target target;
   unsigned topTypeId = 0;
   int topRow = -1;
