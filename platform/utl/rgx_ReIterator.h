@@ -29,7 +29,8 @@ private:
 };
 
 /// Searches the text for the first place where the expression matches. Lazy quantifiers, numbered groups and
-/// anchors have their usual meaning, '.' takes all but a line break, '$' is the end of the text. Both are read
-/// as UTF-8 when both are, as single bytes otherwise. Takes time in proportion to the length of the text.
+/// anchors have their usual meaning, '.' takes all but a line break, '$' is the end of the text. Both are
+/// read as UTF-8 when both are, as single bytes otherwise. Takes time in proportion to the length of the
+/// text.
 /// @throws std::invalid_argument when the pattern is no regular expression
 DDR_API rgx_ReIterator rgx_match(std::string_view pattern, std::string_view text);
