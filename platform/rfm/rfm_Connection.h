@@ -54,7 +54,8 @@ public:
   /// not checked. Nothing of a file of others is changed, nor is it locked.
   /// @param path absolute, with links resolved
   void Open(std::string const& path, Mode mode);
-  /// Refuses a file that ends within a page: SQLite would take what is missing for zeros. Inside a read scope.
+  /// Refuses a file that ends within a page: SQLite would take what is missing for zeros. Inside a read
+  /// scope.
   void CheckWhole();
   /// Closes; statements prepared on it become stale.
   void Close() noexcept;
