@@ -1,5 +1,6 @@
 // Start and stop of the module.
 #include "cls_MetadataRegistrar.h"
+#include "dbc_Library.h"
 #include "dbc_OldClassRegistrar.h"
 #include "ddr_ModuleTest.h"
 #include "typ_ArchCompTable.h"
@@ -276,6 +277,26 @@ TEST(DdrLibrary, ASecondStartAfterAStopRunsWhole) {
   EXPECT_EQ(std::ranges::count(recorder.calls, Call{"cls_MetadataRegistrar::initClassMetadata", 4}), 20);
   EXPECT_EQ(omi_Singleton<dbc_OldClassRegistrar>::Instance().Versions().size(), 8U);
   ddr_finalize(libraries);
+}
+
+TEST(DdrLibrary, AStopTooManyOnlyMovesTheNestingCount) {
+  int libraries = 5;
+  CallRecorder const recorder;
+  ddr_finalize(libraries);
+  ddr_initialize(libraries); // brings the count back
+  EXPECT_TRUE(recorder.calls.empty());
+  EXPECT_EQ(libraries, 5);
+}
+
+TEST(DdrLibrary, OldVersionsAreThereOnceWhileAnotherClientKeepsTheirLibraryUp) {
+  int libraries = 0;
+  dbc_initialize(libraries);
+  for (int round = 0; round < 2; ++round) {
+    ddr_initialize(libraries);
+    EXPECT_EQ(omi_Singleton<dbc_OldClassRegistrar>::Instance().Versions().size(), 8U);
+    ddr_finalize(libraries);
+  }
+  dbc_finalize(libraries);
 }
 
 TEST(DdrLibrary, StopReleasesTheRegistryBeforeTheExtensionTableAndTheLibraries) {

@@ -433,7 +433,17 @@ TEST_F(DdrOpen, ARepeatedOpeningPrintsNothing) {
 
 TEST_F(DdrOpen, TheObjectCacheIsEmptyAfterwards) {
   make("a.odb");
-  EXPECT_EQ(record(open("a.odb")).GetTransporter()->ObjectCache().Size(), 0);
+  rom_CowBarn const& cache = record(open("a.odb")).GetTransporter()->ObjectCache();
+  EXPECT_EQ(cache.Size(), 0);
+  EXPECT_EQ(cache.Generation(), 2U); // before the record is read, and when it is registered
+}
+
+TEST_F(DdrOpen, EachOpeningGivesTheRecordANewIdentity) {
+  make("a.odb");
+  cow_String const first = open("a.odb");
+  cls_Uid const firstUid = record(first).GetUid();
+  root().CloseDdb(first);
+  EXPECT_NE(record(open("a.odb")).GetUid(), firstUid);
 }
 
 TEST_F(DdrOpen, TheCreationTimeOfAnUnknownFileCannotBeVerified) {

@@ -22,6 +22,14 @@ TEST_F(DdrRoot, AdoptsItsClassRegistrar) {
   EXPECT_EQ(root().GetClassRegistrar(), nullptr);
 }
 
+TEST_F(DdrRoot, KeepsAClassRegistrarThatItIsGivenAgain) {
+  auto* const made = new cls_ClassRegistrar();
+  root().SetClassRegistrar(made);
+  root().SetClassRegistrar(made);
+  ASSERT_EQ(root().GetClassRegistrar(), made);
+  EXPECT_FALSE(made->TypeIds().empty()); // the address check sees that it is alive
+}
+
 TEST_F(DdrRoot, AnOpenDatabaseIsAMemberByItsFileName) {
   cow_String const database = create("a.odb");
   EXPECT_TRUE(root().IsMember(path("a.odb")));
