@@ -28,7 +28,7 @@ public:
   virtual Record* Copy() const { return new Record(*this); }
 
 private:
-  int number = 0;
+  [[maybe_unused]] int number = 0;
 };
 
 using Handle = cow_ArrayCOW<Record, cow_Virtual<Record>>;
