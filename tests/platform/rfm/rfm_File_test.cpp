@@ -324,7 +324,9 @@ TEST_F(FileTest, OpeningTenThousandTimesLeaksNothing) {
     openOnce(number);
   }
   EXPECT_EQ(openDescriptors(), descriptors);
-  EXPECT_LT(mallinfo2().uordblks, memory + 20000);
+  // The smallest block lost at each opening would be 320,000 bytes. What the allocator keeps in its own free
+  // lists counts as in use too: some 40,000 bytes, which do not grow with the openings.
+  EXPECT_LT(mallinfo2().uordblks, memory + 100000);
   EXPECT_THAT(folder.names(), ElementsAre("a.odb"));
 }
 
