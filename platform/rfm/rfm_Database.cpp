@@ -105,6 +105,10 @@ std::uint32_t rfm_Database::CommitCount() const {
   return node->CommitCount();
 }
 
+std::uint32_t rfm_Database::ForeignCommits() const {
+  return node->ForeignCommits();
+}
+
 std::uint64_t rfm_Database::ChangeCount() const {
   return node->ChangeCount();
 }

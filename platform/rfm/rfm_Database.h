@@ -90,6 +90,9 @@ public:
   /// A number that grows by one with every committed change of the file, whoever made it; a change that was
   /// taken back does not count, a failing device notwithstanding. Wraps after 2^32 changes.
   std::uint32_t CommitCount() const;
+  /// CommitCount without the changes that transactions of this database and its copies have committed: it
+  /// differs from an earlier value when anybody else has changed the file since.
+  std::uint32_t ForeignCommits() const;
 
   /// What SQLite finds wrong with the pages and indexes of the file, a sentence each; empty for a sound file.
   /// O(file).

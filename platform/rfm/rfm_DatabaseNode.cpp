@@ -289,6 +289,7 @@ void rfm_DatabaseNode::Begin() {
     if (bound) {
       Refresh();
     }
+    commitsBefore = CommitCount();
   } catch (...) {
     connection.RollBack();
     throw;
@@ -313,7 +314,20 @@ void rfm_DatabaseNode::Commit() {
   }
   StoreNextHandle();
   connection.Commit();
+  NoteOwnCommit();
   tablesMade.clear();
+}
+
+// What is committed is committed: nothing here may fail. A transaction that changed nothing does not count in
+// the file either.
+void rfm_DatabaseNode::NoteOwnCommit() noexcept {
+  try {
+    if (CommitCount() == commitsBefore) {
+      return;
+    }
+  } catch (std::exception const&) { // the next reader of the count will see
+  }
+  ++ownCommits;
 }
 
 void rfm_DatabaseNode::RollBack() noexcept {
@@ -564,7 +578,7 @@ std::uint32_t rfm_DatabaseNode::CommitCount() {
   if (result == SQLITE_OK && opened && opened->pMethods) {
     result = opened->pMethods->xRead(opened, bytes.data(), static_cast<int>(bytes.size()), 24);
   }
-  if (result != SQLITE_OK) {
+  if (result != SQLITE_OK && result != SQLITE_IOERR_SHORT_READ) { // a new file is empty
     connection.Fail(result);
   }
   std::uint32_t count = 0;

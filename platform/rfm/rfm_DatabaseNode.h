@@ -176,6 +176,7 @@ public:
   std::int64_t NewHandle();
   std::uint64_t ChangeCount();
   std::uint32_t CommitCount();
+  std::uint32_t ForeignCommits() { return CommitCount() - ownCommits; }
 
   rfm_Connection& Connection() noexcept { return connection; }
   rfm_File const& File() const noexcept { return file; }
@@ -224,6 +225,7 @@ private:
   bool SqlNameIsTaken(std::string_view sqlName);
   cow_String MakeTableName(std::string_view className);
   void StoreNextHandle();
+  void NoteOwnCommit() noexcept;
 
   std::unordered_map<unsigned, std::size_t> byTypeId;
   std::unordered_map<unsigned, std::shared_ptr<rfm_TableShape>> shapes;
@@ -231,7 +233,9 @@ private:
   bool bound = false;
   std::uint64_t boundData = 0;
   std::uint64_t boundClassList = 0;
-  std::size_t classesBefore = 0; // as the transaction began
+  std::uint32_t ownCommits = 0;    // that changed the file
+  std::uint32_t commitsBefore = 0; // as the transaction began
+  std::size_t classesBefore = 0;   // as the transaction began
   std::vector<unsigned> tablesMade;
   bool classesChanged = false;
   bool entryIndexMade = false;

@@ -13,7 +13,7 @@ constexpr char const* sourcePath = "platform/rom/rom_Store";
 rom_Store::rom_Store(cls_ClassRegistrar const* givenRegistrar, rfm_File const& openedFile,
                      rfm_Database opened)
     : registrar(givenRegistrar == nullptr ? cls_ClassRegistrar() : *givenRegistrar), file(openedFile),
-      database(std::move(opened)), knownCommits(database.CommitCount()) {}
+      database(std::move(opened)), foreignCommits(database.ForeignCommits()) {}
 
 rom_Store::~rom_Store() {
   pass.reset();

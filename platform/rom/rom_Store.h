@@ -58,7 +58,7 @@ public:
   rfm_File file;
   rfm_Database database;
   rom_CowBarn cache;
-  std::uint32_t knownCommits = 0; ///< the file's commit count when it was last read or saved here
+  std::uint32_t foreignCommits = 0; ///< commits of others when the file was opened here
   int openSources = 0; ///< stored objects that are open for reading at this moment, nested in each other
 
 private:

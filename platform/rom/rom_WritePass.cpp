@@ -91,7 +91,7 @@ void carryUnknownFields(rom_Store& store, rfm_Table& table, rom_PendingRow& row)
 
 rom_WritePass::rom_WritePass(rom_Store& ofStore)
     : store(ofStore), transaction(ofStore.database), writtenGeneration(ofStore.cache.Generation()) {
-  if (store.database.CommitCount() != store.knownCommits) {
+  if (store.database.ForeignCommits() != store.foreignCommits) {
     nex_Exception::Throw(
         nex_TextException(("The database file '" + std::string(store.file.FileName().Text()) +
                            "' was changed by another user since it was opened here, so nothing was saved;"
@@ -196,22 +196,8 @@ void rom_WritePass::Commit() {
   }
   transaction.Commit();
   committed = true;
-  NoteOwnCommit();
   for (cls_AgentHandle const& agent : enlisted) {
     static_cast<rom_MapAgent&>(*agent).Committed();
-  }
-}
-
-// What is saved is saved: nothing here may fail. Another user may have saved too since the commit, which must
-// not be taken for our own.
-void rom_WritePass::NoteOwnCommit() noexcept {
-  std::uint32_t now = store.knownCommits + 1;
-  try {
-    now = store.database.CommitCount();
-  } catch (std::exception const&) { // the next save will see
-  }
-  if (now != store.knownCommits) {
-    ++store.knownCommits;
   }
 }
 

@@ -83,7 +83,6 @@ public:
   std::vector<int> RowsOf(unsigned classId, cls_Uid const& uid);
 
 private:
-  void NoteOwnCommit() noexcept;
   void StoreRow(rom_PendingRow& row);
   void StoreList(rom_PendingList& list);
 

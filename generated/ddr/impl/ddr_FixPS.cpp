@@ -8,11 +8,11 @@
 void ddr_FixPS::FixPersistentString(rom_UtlDatabase& database) {
   rfm_FieldHandle const nameField("name");
   rfm_Table records = database.GetTable(ddr_Ddb::TypeId());
-  int const last = records.Length() - 1;
-  if (last < 0) {
+  if (records.Length() == 0) {
     return;
   }
   rfm_Transaction transaction(database.Database());
+  int const last = records.Length() - 1; // asked again, now that nobody else can save
   cow_String const newest = records.ReadRow(last).ReadFieldString(nameField);
   for (int row = 0; row < last; ++row) {
     records.ReadRow(row);

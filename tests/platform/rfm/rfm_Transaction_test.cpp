@@ -307,6 +307,47 @@ TEST_F(TransactionTest, ASaveWithoutChangesWritesNothing) {
   EXPECT_EQ(device.changes(), 0);
 }
 
+TEST_F(TransactionTest, ForeignCommitsLeaveOutWhatADatabaseSavedItself) {
+  createTwo();
+  rfm_Database database = openFile(path, utl_FileAccess::Write);
+  std::uint32_t const atFirst = database.ForeignCommits();
+  saveModels(database, {"c"});
+  rfm_Database copy = database;
+  saveModels(copy, {"d"});
+  EXPECT_EQ(database.ForeignCommits(), atFirst);
+  {
+    rfm_Transaction takenBack(database);
+    addModel(database, "e");
+  }
+  EXPECT_EQ(database.ForeignCommits(), atFirst);
+  rfm_Transaction(database).Commit(); // changes nothing, so the file does not count it
+  EXPECT_EQ(database.ForeignCommits(), atFirst);
+}
+
+TEST_F(TransactionTest, ForeignCommitsCountOtherDatabasesOnTheSameFileHandle) {
+  createTwo();
+  rfm_Database database = openFile(path, utl_FileAccess::Write);
+  std::uint32_t const atFirst = database.ForeignCommits();
+  rfm_Database beside = rfm_Database::Open(database.File(), "D0");
+  beside.Bind();
+  saveModels(beside, {"c"});
+  EXPECT_EQ(database.ForeignCommits(), atFirst + 1);
+  saveModels(database, {"d"});
+  EXPECT_EQ(database.ForeignCommits(), atFirst + 1);
+}
+
+TEST_F(TransactionTest, ForeignCommitsCountOtherProcesses) {
+  createTwo();
+  rfm_Database database = openFile(path, utl_FileAccess::Write);
+  std::uint32_t const atFirst = database.ForeignCommits();
+  in_child([this] {
+    rfm_Database other = openFile(path, utl_FileAccess::Write);
+    saveModels(other, {"c"});
+    return std::string();
+  });
+  EXPECT_EQ(database.ForeignCommits(), atFirst + 1);
+}
+
 TEST_F(TransactionTest, ReadingChangesNothingOnTheDevice) {
   createTwo();
   fault_vfs device;
