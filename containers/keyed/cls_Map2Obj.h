@@ -149,14 +149,15 @@ cls_Map2Obj<K, T, V>::cls_Map2Obj(cls_ReadVisitor const& reader)
   }
   V const notLoaded;
   cow_BtreeBuilder<K, V> ascending; // a first save stores the keys in order, later ones add behind them
-  loader->Begin();
-  loader->First();
-  while (!loader->AtEnd() && ascending.Append(loader->Key(), notLoaded)) {
-    loader->Next();
-  }
-  entries = ascending.Take();
-  for (; !loader->AtEnd(); loader->Next()) {
-    DoInsert(loader->Key(), notLoaded);
+  {
+    cls_AgentWalk walk(*loader);
+    while (!walk.AtEnd() && ascending.Append(walk.Key(), notLoaded)) {
+      walk.Next();
+    }
+    entries = ascending.Take();
+    for (; !walk.AtEnd(); walk.Next()) {
+      DoInsert(walk.Key(), notLoaded);
+    }
   }
   loader->Bind(this);
   keyed_requireOwnState(reader, loader->StoredState(), StoredState());
@@ -457,10 +458,9 @@ void cls_Map2Obj<K, T, V>::WriteChanged() {
         done.push_back(walk.Key());
       }
     }
-    loader->Begin();
-    for (loader->First(); !loader->AtEnd(); loader->Next()) {
-      if (entries.ConstFind(loader->Key()) == nullptr) {
-        removed.push_back(loader->Key());
+    for (cls_AgentWalk storedKeys(*loader); !storedKeys.AtEnd(); storedKeys.Next()) {
+      if (entries.ConstFind(storedKeys.Key()) == nullptr) {
+        removed.push_back(storedKeys.Key());
       }
     }
   }

@@ -95,9 +95,8 @@ mdl_MapString2Obj<T>::mdl_MapString2Obj(cls_ReadVisitor const& reader) : uid(rea
   if (!agent) {
     return;
   }
-  agent->Begin();
-  for (agent->First(); !agent->AtEnd(); agent->Next()) {
-    map.Insert(agent->Key(), Handle(keyed_readRecord<T>(*agent->OpenCurrent())));
+  for (cls_AgentWalk walk(*agent); !walk.AtEnd(); walk.Next()) {
+    map.Insert(walk.Key(), Handle(keyed_readRecord<T>(*agent->OpenCurrent())));
   }
   keyed_requireOwnState(reader, agent->StoredState(), dynamic_cast<Stored*>(agent->StoredState()));
   agent->SetStoredState(std::make_unique<Stored>(map));

@@ -52,6 +52,8 @@ public:
   /// Opens the record of the current key; cheaper than by key when walking. Valid until the next record is
   /// opened in this way, or the walk goes on.
   virtual std::unique_ptr<cls_RowSource> OpenCurrent() = 0;
+  /// Lets go of what a walk holds in the store, such as its lock. Never throws.
+  virtual void EndWalk() noexcept {}
 
   /// Told once when a collection starts to work with this agent. The collection is not called back: it is
   /// copied on write, and the address would go stale.
@@ -140,4 +142,24 @@ private:
     }
   }
   cls_CollectionAgent* agent = nullptr;
+};
+
+/// A walk over the stored keys of a collection, in the order in which they are stored. However it is left, at
+/// its end or by an exception, it lets go of the store.
+class cls_AgentWalk {
+public:
+  explicit cls_AgentWalk(cls_CollectionAgent& walked) : agent(walked) {
+    agent.Begin();
+    agent.First();
+  }
+  ~cls_AgentWalk() { agent.EndWalk(); }
+  cls_AgentWalk(cls_AgentWalk const&) = delete;
+  cls_AgentWalk& operator=(cls_AgentWalk const&) = delete;
+
+  bool AtEnd() const { return agent.AtEnd(); }
+  void Next() { agent.Next(); }
+  cow_String const& Key() const { return agent.Key(); }
+
+private:
+  cls_CollectionAgent& agent;
 };

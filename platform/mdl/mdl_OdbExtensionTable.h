@@ -75,8 +75,7 @@ mdl_OdbExtensionTable<E>::mdl_OdbExtensionTable(cls_ReadVisitor const& reader) :
     return;
   }
   mapUid = mapReader.GetUid();
-  agent->Begin();
-  for (agent->First(); !agent->AtEnd(); agent->Next()) {
+  for (cls_AgentWalk walk(*agent); !walk.AtEnd(); walk.Next()) {
     cls_StoredReference const reference = agent->Reference();
     void* built = nullptr;
     if (mdl_isExtensionType(reader.Registrar(), reference.classId)) {

@@ -27,6 +27,7 @@ public:
   void Next() override;
   cls_StoredReference Reference() const override;
   std::unique_ptr<cls_RowSource> OpenCurrent() override;
+  void EndWalk() noexcept override;
   void Bind(cls_PC const* collection) override;
   std::unique_ptr<cls_RowSource> OpenRecord(cow_String const& key) override;
   bool IsStored(cow_String const& key) override;
@@ -70,7 +71,6 @@ public:
 private:
   rom_Store& Need() const;
   void ReadCursor();
-  void EndWalk() noexcept;
   void ForgetPass() noexcept;
 
   rom_Store* store;

@@ -132,6 +132,26 @@ TEST_F(rom_DamagedFile, RefusedFileLeavesTheRegistryAsItWas) {
   EXPECT_EQ(openDescriptors(), before);
 }
 
+// A walk that an exception ends leaves no lock, though its agent lives on: others can save.
+TEST_F(rom_DamagedFile, BrokenOffWalkLetsGoOfTheFile) {
+  std::unique_ptr<cls_ClassRegistrar> const classes = registrar();
+  rom_Transporter file(classes.get(), rfm_File::Open(pathOf("a"), utl_FileAccess::Read, true), "D0", -1);
+  cls_AgentHandle const agent = [&] {
+    rom_MementoRead const memento(file, ddr_Ddb::TypeId(), 0, cls_Uid::Allocate());
+    cls_ReadVisitor const record(memento);
+    return cls_ReadVisitor(record, "results").GetCollectionAgent();
+  }();
+  std::string const breakOff = failureOf([&] {
+    for (cls_AgentWalk walk(*agent); !walk.AtEnd(); walk.Next()) {
+      agent->OpenCurrent();
+      throw std::runtime_error("broken off");
+    }
+  });
+  ASSERT_EQ(breakOff, "broken off");
+  runSql(path(), "BEGIN EXCLUSIVE; DELETE FROM ddr_entry WHERE Key = 'R'; COMMIT");
+  EXPECT_TRUE(cls_AgentWalk(*agent).AtEnd());
+}
+
 /// A model shortcut, written to a file of its own.
 class rom_Shortcuts : public database_test {
 protected:
