@@ -104,9 +104,10 @@ public:
   ddr_Shortcut() : impl(static_cast<Impl*>(nullptr)), uid(cls_Uid::Allocate()) {}
   /// Adopts the implementation; null gives an unset shortcut.
   explicit ddr_Shortcut(Impl* adopted) : impl(adopted), uid(cls_Uid::Allocate()) {}
+  /// Reads a stored handle; a missing one, and one without an implementation, read as unset. Throws, naming
+  /// file, class and row, when what is stored there is of another class.
   explicit ddr_Shortcut(cls_ReadVisitor const& reader)
-      : impl(reader.ReadShared<cow_COW<Impl, cow_Virtual<Impl>>>("impl", Impl::TypeId())),
-        uid(reader.GetUid()) {}
+      : impl(ReadImplementation(reader)), uid(reader.GetUid()) {}
   ddr_Shortcut(ddr_Shortcut const&) = default;
   ddr_Shortcut& operator=(ddr_Shortcut const&) = default;
   ~ddr_Shortcut() override = default;
@@ -133,7 +134,11 @@ public:
   }
 
 private:
-  cow_COW<Impl, cow_Virtual<Impl>> impl;
+  using ImplHandle = cow_COW<Impl, cow_Virtual<Impl>>;
+
+  static ImplHandle ReadImplementation(cls_ReadVisitor const& reader);
+
+  ImplHandle impl;
   cls_Uid uid;
 };
 
@@ -253,6 +258,14 @@ auto ddr_Shortcut<T>::Implementation() const -> Impl const& {
 }
 
 template <class T>
+auto ddr_Shortcut<T>::ReadImplementation(cls_ReadVisitor const& reader) -> ImplHandle {
+  if (reader.IsPresent()) {
+    reader.RequireClass(TypeId());
+  }
+  return reader.ReadShared<ImplHandle>("impl", Impl::TypeId());
+}
+
+template <class T>
 void ddr_Shortcut<T>::DBWrite(cls_WriteVisitor const& writer) const {
   if (!writer.StartWrite(TypeId(), uid)) {
     return;
@@ -287,10 +300,12 @@ void ddr_DictionaryShortcut<Coll, T, Kind>::DBWrite(cls_WriteVisitor const& writ
 template <class Coll, class T, int Kind>
 T const& ddr_DictionaryShortcut<Coll, T, Kind>::ConstGet(ddr_DdbContainer const& container) const {
   Coll const& collection = parent.ConstGet(container);
-  if (collection.ConstTree().ConstFind(key) == nullptr) {
+  auto const* const entry = collection.ConstTree().ConstFind(key);
+  if (entry == nullptr) {
     Refuse(109);
   }
-  return collection.ConstGet(key);
+  // A model in memory needs no second search.
+  return entry->Value().IsEmpty() ? collection.ConstGet(key) : entry->Value().ConstGet();
 }
 
 template <class Coll, class T, int Kind>
