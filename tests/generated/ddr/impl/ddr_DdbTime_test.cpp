@@ -2,18 +2,7 @@
 #include "ddr_ModuleTest.h"
 #include "recording_rows.h"
 
-#include <clocale>
-#include <cstdlib>
 #include <memory>
-
-namespace {
-bool everyByteIsACharacter = false;
-}
-
-// In place of the run time's own, so that a test can have a locale of single bytes on every machine.
-extern "C" int mblen(char const* text, std::size_t size) {
-  return everyByteIsACharacter ? 1 : std::mbtowc(nullptr, text, size);
-}
 
 namespace {
 
@@ -95,21 +84,6 @@ TEST_F(DdrDdbTime, DaylightSavingTakesAnHour) {
   EXPECT_EQ(printedZone({"", -3600, 1}), "GMT+02:00");
   EXPECT_EQ(printedZone({"", 0, 1}), "GMT+01:00");
   EXPECT_EQ(printedZone({"", 5 * 3600, -1}), "GMT-05:00");
-}
-
-TEST_F(DdrDdbTime, AZoneOfMultiByteCharactersIsPrintedAsItsDistance) {
-  std::string const former = std::setlocale(LC_CTYPE, nullptr);
-  ASSERT_NE(std::setlocale(LC_CTYPE, "C.UTF-8"), nullptr);
-  EXPECT_EQ(printedZone({"M\xc3\x89Z", -3600, 0}), "GMT+01:00");
-  std::setlocale(LC_CTYPE, former.c_str());
-}
-
-TEST_F(DdrDdbTime, AByteAbove127IsPlainWhereItIsACharacter) {
-  // In a locale of single bytes only the comparison with 127 could refuse it.
-  everyByteIsACharacter = true;
-  EXPECT_EQ(printedZone({"M\xc9Z", -3600, 0}), "M\xc9Z");
-  everyByteIsACharacter = false;
-  EXPECT_EQ(printedZone({"M\xc9Z", -3600, 0}), "GMT+01:00");
 }
 
 TEST_F(DdrDdbTime, TheTextIsCutAt80Bytes) {
