@@ -1,13 +1,11 @@
 #include "tool_Create.h"
 
-#include "nex_Exception.h"
 #include "tool_Database.h"
 #include "tool_Output.h"
 #include "tool_Replacement.h"
 #include "utl_Utf8.h"
 
 #include <CLI/CLI.hpp>
-#include <filesystem>
 #include <fmt/format.h>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -21,21 +19,9 @@ struct Request {
   bool json = false;
 };
 
-/// Whatever else than an ordinary file stands there is refused by the library, in words of its own.
-void refuseToReplace(std::string const& file) {
-  std::error_code ignored;
-  if (std::filesystem::is_regular_file(file, ignored)) {
-    nex_Exception::Throw(
-        nex_TextException(fmt::format("Database file '{}': it exists already. Choose another name, or add "
-                                      "--force to replace a database that stands there.",
-                                      utl_Printable(file))),
-        "tools/ddr/tool_Create", __LINE__);
-  }
-}
-
 void create(Request const& request) {
   if (!request.force) {
-    refuseToReplace(request.file);
+    tool_refuseToReplace(request.file);
   }
   tool_Replacement replacement(request.file);
   tool_Database database(request.file, request.description);

@@ -1,7 +1,22 @@
 #include "tool_Replacement.h"
 
+#include "nex_Exception.h"
+#include "utl_Utf8.h"
+
+#include <fmt/format.h>
 #include <system_error>
 #include <unistd.h>
+
+void tool_refuseToReplace(std::string const& fileName) {
+  std::error_code ignored;
+  if (std::filesystem::is_regular_file(fileName, ignored)) {
+    nex_Exception::Throw(
+        nex_TextException(fmt::format("Database file '{}': it exists already. Choose another name, or add "
+                                      "--force to replace a database that stands there.",
+                                      utl_Printable(fileName))),
+        "tools/ddr/tool_Replacement", __LINE__);
+  }
+}
 
 tool_Replacement::tool_Replacement(std::string const& fileName) {
   std::error_code failure;

@@ -4,6 +4,11 @@
 #include <filesystem>
 #include <string>
 
+/// Refuses a name under which a file stands. Whatever else than an ordinary file stands there is refused by
+/// the library, in words of its own.
+/// @throws nex_TextException naming the file
+void tool_refuseToReplace(std::string const& fileName);
+
 /// Keeps what stands under a name until the new file that takes its place is complete. Destroyed before that,
 /// it puts the old file back, or takes the new one away where none stood.
 ///
