@@ -51,9 +51,9 @@ bool isSpaceError(int number) {
 
 // Where an exception was raised, as a text that stays.
 char const* sourcePath(std::string_view sourceFile) {
-  constexpr std::array<char const*, 5> sources{"platform/rfm/rfm_Connection", "platform/rfm/rfm_DatabaseNode",
-                                               "platform/rfm/rfm_Entries", "platform/rfm/rfm_FileNode",
-                                               "platform/rfm/rfm_Row"};
+  constexpr std::array<char const*, 6> sources{"platform/rfm/rfm_Connection", "platform/rfm/rfm_DatabaseNode",
+                                               "platform/rfm/rfm_Entries",    "platform/rfm/rfm_FileNode",
+                                               "platform/rfm/rfm_Rebuild",    "platform/rfm/rfm_Row"};
   for (std::string_view const source : sources) {
     if (sourceFile.find(source) != std::string_view::npos) {
       return source.data();
@@ -168,8 +168,7 @@ Verdict judge(int result, int number, std::string const& detail) {
 
 } // namespace
 
-std::string rfm_composeText(cow_String const& file, rfm_Subject const& subject, std::string_view what,
-                            std::string_view advice) {
+std::string rfm_placeText(cow_String const& file, rfm_Subject const& subject) {
   std::string text = "Database file '" + utl_Printable(file.View()) + "'";
   if (subject.className) {
     text += ", class '" + utl_Printable(subject.className->View()) + "'";
@@ -180,13 +179,14 @@ std::string rfm_composeText(cow_String const& file, rfm_Subject const& subject, 
   if (!subject.field.empty()) {
     text += ", field '" + utl_Printable(subject.field) + "'";
   }
-  return text.append(": ").append(what).append(". ").append(advice).append(".");
+  return text;
 }
 
 void rfm_throw(rfm_ErrorKind kind, cow_String const& file, rfm_Subject const& subject, std::string_view what,
                std::string_view advice, char const* path, int line) {
-  nex_Exception::Throw(rfm_Exception(kind, rfm_composeText(file, subject, what, advice)), sourcePath(path),
-                       line);
+  nex_Exception::Throw(
+      rfm_Exception(kind, rfm_placeText(file, subject), std::string(what), std::string(advice)),
+      sourcePath(path), line);
 }
 
 rfm_Connection::rfm_Connection(cow_String shownName) : name(std::move(shownName)) {}

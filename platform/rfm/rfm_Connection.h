@@ -18,10 +18,9 @@ struct rfm_Subject {
   std::string_view field = {};
 };
 
-/// Composes the text of an exception: "Database file 'NAME', class 'C', row 3: WHAT. ADVICE".
-std::string rfm_composeText(cow_String const& file, rfm_Subject const& subject, std::string_view what,
-                            std::string_view advice);
-/// Throws an rfm_Exception of that text. The last two are the caller's place; the compilers' own functions
+/// Where something is wrong: "Database file 'NAME', class 'C', row 3".
+std::string rfm_placeText(cow_String const& file, rfm_Subject const& subject);
+/// Throws an rfm_Exception. The last two are the caller's place; the compilers' own functions
 /// give it, for std::source_location is not there in all that build this.
 [[noreturn]] void rfm_throw(rfm_ErrorKind kind, cow_String const& file, rfm_Subject const& subject,
                             std::string_view what, std::string_view advice,

@@ -91,6 +91,7 @@ public:
 
   int Length();
   bool RowExists(int number);
+  int NextRow();
   void Seek(int number);
   rfm_Row const& ReadRow(int number);
   void ClearRow();
@@ -113,6 +114,7 @@ private:
   void Fill(sqlite3_stmt* statement, int number);
   void BindRow(rfm_Run& run, int firstParameter, bool withUid) const;
   int CheckedRow(std::int64_t number) const;
+  std::optional<std::int64_t> FirstRowFrom(int place);
 
   std::shared_ptr<rfm_DatabaseNode> database;
   std::shared_ptr<rfm_TableShape> shape;

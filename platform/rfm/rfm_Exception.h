@@ -4,6 +4,7 @@
 #include "nex_Exception.h"
 #include "os_Export.h"
 
+#include <memory>
 #include <string>
 
 /// What kind of trouble it is, for callers that answer differently.
@@ -28,14 +29,31 @@ enum class rfm_ErrorKind {
 /// field where they are known), and ends with what the user can do.
 class DDR_API rfm_Exception : public nex_TextException {
 public:
-  rfm_Exception(rfm_ErrorKind kind, std::string const& text);
+  /// @param kind the kind of trouble
+  /// @param where the file, and the class, row and field where they are known
+  /// @param what what happened there, without a full stop
+  /// @param advice what the user can do, without a full stop
+  rfm_Exception(rfm_ErrorKind kind, std::string const& where, std::string const& what,
+                std::string const& advice);
   rfm_Exception(rfm_Exception const&) noexcept = default;
   rfm_Exception& operator=(rfm_Exception const&) noexcept = default;
   ~rfm_Exception() override;
 
   /// The kind of trouble.
   rfm_ErrorKind Kind() const noexcept { return errorKind; }
+  /// @{ The pieces that the text is made of: "WHERE: WHAT. ADVICE."
+  std::string const& Where() const noexcept { return pieces->where; }
+  std::string const& What() const noexcept { return pieces->what; }
+  std::string const& Advice() const noexcept { return pieces->advice; }
+  /// @}
 
 private:
+  struct Pieces {
+    std::string where;
+    std::string what;
+    std::string advice;
+  };
+
+  std::shared_ptr<Pieces const> pieces; // shared, so that copying cannot fail
   rfm_ErrorKind errorKind;
 };

@@ -259,10 +259,21 @@ int rfm_TableNode::Length() {
 }
 
 bool rfm_TableNode::RowExists(int number) {
+  return number == -1 ? FirstRowFrom(next).has_value()
+                      : number >= 0 && FirstRowFrom(number) == std::optional<std::int64_t>(number);
+}
+
+int rfm_TableNode::NextRow() {
+  std::optional<std::int64_t> const found = FirstRowFrom(next);
+  return found ? CheckedRow(*found) : -1;
+}
+
+// The number of the first row at or after a place.
+std::optional<std::int64_t> rfm_TableNode::FirstRowFrom(int place) {
   rfm_Connection& connection = database->Connection();
   rfm_ScopeGuard const scope(connection);
-  if (!shape->Exists() || number < -1) {
-    return false;
+  if (!shape->Exists()) {
+    return std::nullopt;
   }
   shape->WantColumns();
   rfm_Run run(connection, shape->nextRowNumber,
@@ -272,8 +283,8 @@ bool rfm_TableNode::RowExists(int number) {
                        rowColumn + " >= ?1 ORDER BY " + rowColumn + " LIMIT 1";
               },
               {&shape->className});
-  run.Bind(1, number == -1 ? next : number);
-  return run.Step() && (number == -1 || sqlite3_column_int64(run.Get(), 0) == number);
+  run.Bind(1, place);
+  return run.Step() ? std::optional<std::int64_t>(sqlite3_column_int64(run.Get(), 0)) : std::nullopt;
 }
 
 void rfm_TableNode::Seek(int number) {
@@ -538,6 +549,10 @@ int rfm_Table::Length() const {
 
 bool rfm_Table::RowExists(int row) const {
   return node->RowExists(row);
+}
+
+int rfm_Table::NextRow() const {
+  return node->NextRow();
 }
 
 void rfm_Table::Seek(int row) {

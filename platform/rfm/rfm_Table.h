@@ -24,6 +24,8 @@ public:
   /// Whether the row is there.
   /// @param row [from 0], or -1 for the next row after the position
   bool RowExists(int row) const;
+  /// Number of the next row after the position; -1 when there is none. Row numbers may have gaps.
+  int NextRow() const;
   /// Sets the position before a row: the next "-1" means that row, or the first after it.
   void Seek(int row);
   /// Reads a row into the buffer and sets the position on it.
@@ -62,6 +64,7 @@ public:
 
 private:
   friend class rfm_DatabaseNode;
+  friend class rfm_Rebuild;
   explicit rfm_Table(std::shared_ptr<rfm_TableNode> table) noexcept;
 
   std::shared_ptr<rfm_TableNode> node;

@@ -146,6 +146,19 @@ TEST_F(DatabaseTest, ClassesOfSimilarNamesHaveTablesOfTheirOwn) {
   }
 }
 
+TEST_F(DatabaseTest, AFailureIsGivenInPiecesToo) {
+  rfm_Table table = database.Table(modelType);
+  try {
+    table.ReadRow(3);
+    FAIL() << "there is no row 3";
+  } catch (rfm_Exception const& failure) {
+    EXPECT_EQ(failure.Where(), "Database file '" + path + "', class 'ddr_Model', row 3");
+    EXPECT_EQ(failure.What(), "there is no such row");
+    EXPECT_EQ(failure.Advice(), "Check the number of rows, or restore the file from a backup");
+    EXPECT_EQ(failure.what(), failure.Where() + ": " + failure.What() + ". " + failure.Advice() + ".");
+  }
+}
+
 TEST_F(DatabaseTest, ATableWithoutRowsHasTheLayoutOfItsClass) {
   rfm_Table table = database.Table(modelType);
   EXPECT_EQ(table.Length(), 0);
@@ -360,6 +373,14 @@ TEST_F(DatabaseTest, RowsAreWalkedFromAnyPlaceAndOverGaps) {
   EXPECT_EQ(walk(0), "0a3d4e");
   EXPECT_EQ(walk(1), "3d4e");
   EXPECT_EQ(walk(5), "");
+  auto const nextRow = [&](int from) {
+    table.Seek(from);
+    return table.NextRow();
+  };
+  EXPECT_EQ(nextRow(0), 0);
+  EXPECT_EQ(nextRow(1), 3);
+  EXPECT_EQ(nextRow(5), -1);
+  EXPECT_EQ(database.Table(resultType).NextRow(), -1);
   rfm_ReadScope const scope(database);
   EXPECT_EQ(walk(0), "0a3d4e");
   EXPECT_EQ(table.Length(), 5);
