@@ -9,7 +9,7 @@
 
 /// How much of a file is looked at.
 enum class ddr_CheckDepth {
-  Quick, ///< header, class list, the tables it names, the last record and what it refers to: a few rows
+  Quick, ///< header, class list, the tables it names, the last record and the objects that it names itself
   Deep,  ///< every row, every reference, every collection, every identity, and the pages of the file: O(file)
 };
 
@@ -17,16 +17,16 @@ enum class ddr_CheckDepth {
 enum class ddr_CheckStatus {
   Sound = 0,
   Damaged = 1,
-  CannotTell = 2, ///< the file could not be looked at: it is missing, locked, not readable, newer or of
-                  ///< another program
+  CannotTell = 2, ///< the file could not be looked at: it is missing, locked, not readable, newer, of another
+                  ///< program, or waits for the recovery of a save that was cut off
 };
 
 /// One thing that is wrong.
 struct ddr_Finding {
-  std::string where;       ///< file, class and row, or collection
-  std::string what;        ///< what is wrong there
-  std::string consequence; ///< what will not work because of it
-  std::string remedy;      ///< what the user can do
+  std::string where;       ///< file, and class and row where they are known
+  std::string what;        ///< what is wrong there; no full stop
+  std::string consequence; ///< a sentence: what will not work because of it
+  std::string remedy;      ///< a sentence: what the user can do
 };
 
 /// The outcome of a check.
@@ -34,7 +34,8 @@ struct ddr_CheckResult {
   ddr_CheckStatus status = ddr_CheckStatus::Sound;
   std::vector<ddr_Finding> findings; ///< at most mostFindings
   bool moreFindings = false;         ///< there were more than are listed
-  long long rowsChecked = 0;
+  long long rowsChecked = 0;         ///< rows and entries that were looked at
+  cow_String persistentName;         ///< as the last record has it; empty when that cannot be read
   static constexpr std::size_t mostFindings = 100;
 };
 

@@ -1,5 +1,6 @@
 // The times of a database as text.
 #include "ddr_Ddb.h"
+#include "ddr_TimeText.h"
 
 #include "atr_StringBase.h"
 #include "nex_Exception.h"
@@ -48,7 +49,9 @@ std::string offsetText(std::tm const& local) {
   return text;
 }
 
-cow_String FormatTime(int seconds) {
+} // namespace
+
+cow_String ddr_timeText(int seconds) {
   std::int64_t const wide = seconds;
   std::tm const local = *_localtime64(&wide);
   char date[maxSizeDate];
@@ -64,11 +67,9 @@ cow_String FormatTime(int seconds) {
   return cow_String(std::string_view(text.Text()).substr(0, maxSizeDate));
 }
 
-} // namespace
-
 cow_String ddr_Ddb::CreateTime() const {
   if (creationTimeText.IsEmpty()) {
-    creationTimeText = FormatTime(creationTime);
+    creationTimeText = ddr_timeText(creationTime);
   }
   return creationTimeText;
 }
@@ -76,7 +77,7 @@ cow_String ddr_Ddb::CreateTime() const {
 // Kept on purpose: a later write stamps a new time, and the text given out first stays for this record.
 cow_String ddr_Ddb::ModifyTime() const {
   if (modifyTimeText.IsEmpty()) {
-    modifyTimeText = FormatTime(modifyTime);
+    modifyTimeText = ddr_timeText(modifyTime);
   }
   return modifyTimeText;
 }
