@@ -16,6 +16,18 @@ cow_String withSuffix(cow_String const& field, char const* suffix) {
   return cow_String((std::string(field.View()) + suffix).c_str());
 }
 
+// What is written must also be readable.
+[[noreturn]] void refuseNesting(rom_Store const& store, unsigned typeId) {
+  cls_ClassMetadata const* const known = store.registrar.Find(typeId);
+  std::string const name = known == nullptr ? "another module" : known->Name().Text();
+  nex_Exception::Throw(nex_TextException("Saving to '" + std::string(store.file.FileName().Text()) +
+                                         "': objects of class '" + name + "' nest deeper than " +
+                                         std::to_string(rom_Store::mostNestedInWriting) +
+                                         " levels and could not be read back; nothing was saved. Make the "
+                                         "chain of objects shorter."),
+                       sourcePath, __LINE__);
+}
+
 } // namespace
 
 /// The elements of a list; complete when destroyed.
@@ -112,6 +124,9 @@ bool rom_ObjectSink::Start(unsigned typeId, cls_Uid const& uid) {
     return true;
   }
   pass.Drain();
+  if (pass.OpenRows() >= rom_Store::mostNestedInWriting) {
+    refuseNesting(store, typeId);
+  }
   switch (target) {
   case Target::Top:
     return StartTop(typeId, uid);

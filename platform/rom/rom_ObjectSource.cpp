@@ -9,9 +9,6 @@ namespace {
 
 constexpr char const* sourcePath = "platform/rom/rom_ObjectSource";
 
-// Objects that hold objects nest a few levels; a file in which they nest deeper holds a circle.
-constexpr int mostNested = 1000;
-
 rfm_FieldHandle handleOf(cls_FieldHandle const& field) {
   return rfm_FieldHandle(field.Name());
 }
@@ -65,8 +62,8 @@ rom_ObjectSource::rom_ObjectSource(rom_Store& ofStore, rom_RowId rowId)
 rom_ObjectSource::rom_ObjectSource(rom_Store& ofStore, rom_RowId rowId, rfm_Table const& lentTable)
     : store(ofStore), scope(ofStore.database), id(rowId), present(true), table(lentTable) {
   store.StoredClass(id.classId);
-  if (store.openSources >= mostNested) {
-    refuse(Where() + ": objects nest deeper than " + std::to_string(mostNested) +
+  if (store.openSources >= rom_Store::mostNestedInReading) {
+    refuse(Where() + ": objects nest deeper than " + std::to_string(rom_Store::mostNestedInReading) +
                " levels; the file holds a circle of references.",
            __LINE__);
   }

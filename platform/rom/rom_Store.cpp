@@ -46,13 +46,14 @@ rfm_ClassEntry const& rom_Store::StoredClass(unsigned classId) const {
 }
 
 bool rom_Store::IsA(unsigned classId, unsigned baseTypeId) const {
-  if (registrar.IsDerivedFrom(classId, baseTypeId)) {
-    return true;
-  }
   // A chain longer than the class list runs in a circle.
   for (std::size_t steps = 0; steps <= database.Classes().size(); ++steps) {
     if (classId == baseTypeId) {
       return true;
+    }
+    // Objects of a class that this process knows are made by its own code, whatever the file says of them.
+    if (registrar.Find(classId) != nullptr) {
+      return registrar.IsDerivedFrom(classId, baseTypeId);
     }
     rfm_ClassEntry const* entry = database.FindClass(classId);
     if (entry == nullptr || entry->baseTypeId == cls_NoBaseTypeId) {

@@ -28,6 +28,11 @@ struct rom_RowId {
 
 class rom_Store {
 public:
+  /// Objects that hold objects nest a few levels; a file in which they nest deeper than this holds a circle.
+  static constexpr int mostNestedInReading = 1000;
+  /// What is written keeps a distance, for reading opens a few more objects around what it reads.
+  static constexpr int mostNestedInWriting = 900;
+
   rom_Store(cls_ClassRegistrar const* registrar, rfm_File const& file, rfm_Database opened);
   ~rom_Store();
   rom_Store(rom_Store const&) = delete;
@@ -35,8 +40,8 @@ public:
 
   /// The stored description of a class; throws when the file does not list it.
   rfm_ClassEntry const& StoredClass(unsigned classId) const;
-  /// Whether `classId` is `baseTypeId` or derived from it, by the registrar or else by the file's own class
-  /// list.
+  /// Whether `classId` is `baseTypeId` or derived from it: by the registrar, and for classes that it does not
+  /// know by the file's own class list.
   bool IsA(unsigned classId, unsigned baseTypeId) const;
   /// "file 'x', class 'y', row n", for messages.
   std::string Where(unsigned classId, int row) const;

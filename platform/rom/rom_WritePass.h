@@ -70,6 +70,9 @@ public:
   /// The write met an error: a commit will refuse.
   void MarkFailed() noexcept { failed = true; }
 
+  /// How many objects are being written at this moment, nested in each other, once all complete ones are
+  /// stored.
+  int OpenRows() const noexcept { return static_cast<int>(rows.size()); }
   rom_PendingRow& AddRow();
   rom_PendingList& AddList();
   /// Takes part in what happens to this pass: told of its commit or of its end without one.
