@@ -2,6 +2,7 @@
 
 #include "nex_Exception.h"
 #include "tool_Database.h"
+#include "tool_Names.h"
 #include "tool_Output.h"
 #include "utl_Utf8.h"
 
@@ -12,8 +13,6 @@
 #include <unordered_set>
 
 namespace {
-
-constexpr char protection = '\0'; // cannot come from a command line
 
 enum class Action { Add, Remove };
 
@@ -94,13 +93,6 @@ void perform(Request const& request) {
   print(request, database.Record());
 }
 
-std::string unprotected(std::string name) {
-  if (name.ends_with(protection)) {
-    name.pop_back();
-  }
-  return name;
-}
-
 void offerAction(CLI::App& verb, tool_Command& command, Request const& settings, char const* word,
                  std::string const& help) {
   auto const request = std::make_shared<Request>(settings);
@@ -109,16 +101,12 @@ void offerAction(CLI::App& verb, tool_Command& command, Request const& settings,
   action->add_option("NAME", request->names, "Names, all of them or none")
       ->required()
       ->type_name("")
-      ->transform(unprotected);
+      ->transform(tool_unprotectedName);
   action->add_flag("--json", request->json, "Answer in JSON");
   action->callback([request, &command] { command = [request] { perform(*request); }; });
 }
 
 } // namespace
-
-std::string tool_protectedName(std::string const& name) {
-  return name.starts_with('[') ? name + protection : name;
-}
 
 void tool_offerChange(CLI::App& app, tool_Command& command, tool_Collection collection) {
   tool_CollectionWords const& words = tool_words(collection);

@@ -4,8 +4,6 @@
 #include "tool_Collection.h"
 #include "tool_Report.h"
 
-#include <string>
-
 namespace CLI {
 class App;
 }
@@ -15,7 +13,3 @@ class App;
 /// @param command set when the verb is used
 /// @param collection whose verb it is
 void tool_offerChange(CLI::App& app, tool_Command& command, tool_Collection collection);
-
-/// A name in the form in which it goes through the parser, which would take "[a,b]" for two names. The verbs
-/// above undo it.
-std::string tool_protectedName(std::string const& name);

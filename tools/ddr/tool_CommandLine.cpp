@@ -1,17 +1,23 @@
 #include "tool_CommandLine.h"
 
 #include "tool_Change.h"
+#include "tool_Check.h"
 #include "tool_Create.h"
 #include "tool_Info.h"
 #include "tool_List.h"
+#include "tool_Names.h"
 #include "tool_Output.h"
+#include "tool_Path.h"
+#include "tool_RepairName.h"
 #include "tool_Report.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <fmt/format.h>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -21,9 +27,11 @@ constexpr char const* examples =
     "  ddr create wing.ddr --description \"Wing, second load case\"\n"
     "  ddr model add wing.ddr Model-1 Model-2\n"
     "  ddr ls wing.ddr\n"
+    "  ddr check --deep wing.ddr\n"
     "\n"
     "A name that begins with '-' goes behind '--':  ddr model add wing.ddr -- -x\n"
-    "Exit status: 0 done, 1 failed (standard error says why), 2 wrong usage.";
+    "Exit status: 0 done, 1 failed (standard error says why), 2 wrong usage;\n"
+    "of check: 0 sound, 1 damaged, 2 cannot tell.";
 
 /// The command that the words have reached: "ddr model add".
 std::string reachedCommand(CLI::App const& app) {
@@ -39,19 +47,33 @@ bool isDigit(char letter) {
   return letter >= '0' && letter <= '9';
 }
 
+/// How many words a verb has behind which many names follow, and how many of those are no names; none for
+/// other verbs.
+std::optional<std::pair<std::ptrdiff_t, std::size_t>> namesBehind(std::vector<std::string> const& words) {
+  if (words.size() > 2 && (words[1] == "add" || words[1] == "rm")) {
+    return std::pair(2, 1U); // the file
+  }
+  if (words.size() > 1 && words[0] == "check") {
+    return std::pair(1, 0U);
+  }
+  return std::nullopt;
+}
+
 /// Where many names may follow, puts the options in front and "--" before the rest: the parser would take
 /// "++" among the names, and what follows a "--" between them, for something else than names.
 std::vector<std::string> withOptionsFirst(std::vector<std::string> const& words) {
-  if (words.size() < 3 || (words[1] != "add" && words[1] != "rm")) {
+  auto const verb = namesBehind(words);
+  if (!verb) {
     return words;
   }
-  std::vector<std::string> sorted(words.begin(), words.begin() + 2);
+  auto const [verbWords, noNames] = *verb;
+  std::vector<std::string> sorted(words.begin(), words.begin() + verbWords);
   std::vector<std::string> fileAndNames;
   bool onlyNames = false;
-  for (auto word = words.begin() + 2; word != words.end(); ++word) {
+  for (auto word = words.begin() + verbWords; word != words.end(); ++word) {
     bool const isOption = word->size() > 1 && word->front() == '-' && !isDigit((*word)[1]); // -5 is a name
     if (onlyNames || !isOption) {
-      fileAndNames.push_back(fileAndNames.empty() ? *word : tool_protectedName(*word));
+      fileAndNames.push_back(fileAndNames.size() < noNames ? *word : tool_protectedName(*word));
     } else if (*word == "--") {
       onlyNames = true;
     } else {
@@ -93,6 +115,9 @@ int run(int argumentCount, char** arguments) {
   tool_offerCreate(app, command);
   tool_offerInfo(app, command);
   tool_offerList(app, command);
+  tool_offerPath(app, command);
+  tool_offerCheck(app, command);
+  tool_offerRepairName(app, command);
   tool_offerChange(app, command, tool_Collection::Models);
   tool_offerChange(app, command, tool_Collection::Results);
   tool_offerChange(app, command, tool_Collection::UserData);

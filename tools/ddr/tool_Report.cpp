@@ -17,8 +17,7 @@ void tool_printFailure(std::string_view text) {
 
 int tool_report(tool_Command const& command) noexcept {
   try {
-    command();
-    return tool_StatusDone;
+    return command();
   } catch (std::bad_alloc const&) {
     std::fputs("ddr: There is not enough memory. Free some memory, then try again.\n", stderr);
   } catch (std::exception const& failure) {

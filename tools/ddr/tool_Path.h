@@ -1,0 +1,13 @@
+// The verb "path".
+#pragma once
+
+#include "tool_Report.h"
+
+namespace CLI {
+class App;
+}
+
+/// Adds "path" to what the command line understands.
+/// @param app the command line
+/// @param command set when the verb is used
+void tool_offerPath(CLI::App& app, tool_Command& command);

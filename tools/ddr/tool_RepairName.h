@@ -1,0 +1,13 @@
+// The verb "repair-name".
+#pragma once
+
+#include "tool_Report.h"
+
+namespace CLI {
+class App;
+}
+
+/// Adds "repair-name" to what the command line understands.
+/// @param app the command line
+/// @param command set when the verb is used
+void tool_offerRepairName(CLI::App& app, tool_Command& command);
