@@ -1,7 +1,9 @@
 #include "tool_Info.h"
 
+#include "nex_Exception.h"
 #include "tool_Collection.h"
 #include "tool_Database.h"
+#include "tool_Layout.h"
 #include "tool_Output.h"
 
 #include <CLI/CLI.hpp>
@@ -18,9 +20,9 @@ struct Request {
 };
 
 /// The version of a class as the file stores it; none when the file does not list the class.
-std::optional<int> classVersion(ddr_Ddb const& record, unsigned typeId) {
-  rfm_ClassEntry const* const entry = record.GetTransporter()->Database().FindClass(typeId);
-  return entry == nullptr ? std::nullopt : std::optional<int>(entry->version);
+std::optional<int> classVersion(tool_Layout const& layout, unsigned typeId) {
+  auto const found = layout.versions.find(typeId);
+  return found == layout.versions.end() ? std::nullopt : std::optional<int>(found->second);
 }
 
 std::vector<std::string> addOns(ddr_Ddb const& record) {
@@ -31,7 +33,17 @@ std::vector<std::string> addOns(ddr_Ddb const& record) {
   return texts;
 }
 
-void printJson(std::string const& file, tool_Database const& database) {
+nlohmann::ordered_json versionsJson(tool_Layout const& layout) {
+  nlohmann::ordered_json versions;
+  for (auto const& [name, typeId] :
+       {std::pair("ddr_Ddb", ddr_Ddb::TypeId()), std::pair("ddr_Model", ddr_Model::TypeId())}) {
+    std::optional<int> const version = classVersion(layout, typeId);
+    versions[name] = version ? nlohmann::ordered_json(*version) : nlohmann::ordered_json();
+  }
+  return versions;
+}
+
+void printJson(std::string const& file, tool_Layout const& layout, tool_Database const& database) {
   ddr_Ddb const& record = database.Record();
   nlohmann::ordered_json answer;
   answer["file"] = file;
@@ -41,11 +53,8 @@ void printJson(std::string const& file, tool_Database const& database) {
   answer["modified"] = record.ModifyTime().View();
   answer["analysisVersion"] = record.GetAnalysisVersion().View();
   answer["ddbVersion"] = record.GetDdbVersion();
-  for (auto const& [name, typeId] :
-       {std::pair("ddr_Ddb", ddr_Ddb::TypeId()), std::pair("ddr_Model", ddr_Model::TypeId())}) {
-    std::optional<int> const version = classVersion(record, typeId);
-    answer["classVersions"][name] = version ? nlohmann::ordered_json(*version) : nlohmann::ordered_json();
-  }
+  answer["classVersions"] = versionsJson(layout);
+  answer["olderLayout"] = layout.IsOlder();
   for (tool_Collection const collection : tool_collections) {
     answer["counts"][tool_words(collection).field] = tool_size(record, collection);
   }
@@ -60,12 +69,19 @@ std::string yesOrNo(bool answer) {
   return answer ? "yes" : "no";
 }
 
-std::string versionText(ddr_Ddb const& record, unsigned typeId) {
-  std::optional<int> const version = classVersion(record, typeId);
+std::string versionText(tool_Layout const& layout, unsigned typeId) {
+  std::optional<int> const version = classVersion(layout, typeId);
   return version ? std::to_string(*version) : "not in the file";
 }
 
-void printText(std::string const& file, tool_Database const& database) {
+std::string versionRows(tool_Layout const& layout) {
+  return tool_row("Class versions",
+                  fmt::format("ddr_Ddb {}, ddr_Model {}", versionText(layout, ddr_Ddb::TypeId()),
+                              versionText(layout, ddr_Model::TypeId()))) +
+         tool_row("Layout", layout.Text());
+}
+
+void printText(std::string const& file, tool_Layout const& layout, tool_Database const& database) {
   ddr_Ddb const& record = database.Record();
   std::string text = tool_row("Name", database.Name());
   text += tool_row("File", file);
@@ -75,9 +91,7 @@ void printText(std::string const& file, tool_Database const& database) {
   text += tool_row("Modified", record.ModifyTime().View());
   text += tool_row("Analysis version", record.GetAnalysisVersion().View());
   text += tool_row("Database version", std::to_string(record.GetDdbVersion()));
-  text += tool_row("Class versions",
-                   fmt::format("ddr_Ddb {}, ddr_Model {}", versionText(record, ddr_Ddb::TypeId()),
-                               versionText(record, ddr_Model::TypeId())));
+  text += versionRows(layout);
   for (tool_Collection const collection : tool_collections) {
     text += tool_row(tool_words(collection).heading, std::to_string(tool_size(record, collection)));
   }
@@ -89,12 +103,37 @@ void printText(std::string const& file, tool_Database const& database) {
   tool_print(text);
 }
 
-void show(Request const& request) {
-  tool_Database const database(request.file, utl_FileAccess::Read);
+/// What is known of an older database whose record cannot be read as a current one.
+void showHeader(Request const& request, tool_Layout const& layout, char const* reason) {
   if (request.json) {
-    printJson(request.file, database);
+    tool_printJson(nlohmann::ordered_json{{"file", request.file},
+                                          {"description", layout.description.View()},
+                                          {"classVersions", versionsJson(layout)},
+                                          {"olderLayout", true},
+                                          {"unreadable", reason}});
+    return;
+  }
+  tool_print(tool_row("File", request.file) +
+             tool_row("Description", layout.description.IsEmpty() ? "(none)" : layout.description.View()) +
+             versionRows(layout) + tool_row("Not readable as it is", reason));
+}
+
+void show(Request const& request) {
+  tool_Layout const layout(request.file);
+  std::optional<tool_Database> database;
+  try {
+    database.emplace(request.file, utl_FileAccess::Read);
+  } catch (nex_Exception const& failure) {
+    if (!layout.IsOlder()) {
+      throw;
+    }
+    showHeader(request, layout, failure.what());
+    return;
+  }
+  if (request.json) {
+    printJson(request.file, layout, *database);
   } else {
-    printText(request.file, database);
+    printText(request.file, layout, *database);
   }
 }
 
