@@ -1,6 +1,8 @@
 // Opening database files.
 #include "ddr_ModuleTest.h"
 
+#include "child_process.h"
+#include "database_test.h"
 #include "omu_Exceptions.h"
 #include "pnt_DebugPrint.h"
 #include "rfm_Exception.h"
@@ -8,9 +10,11 @@
 #include "rom_ODBHeaderParser.h"
 #include "typ_DebugFlags.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <regex>
 #include <sstream>
+#include <sys/stat.h>
 #include <thread>
 
 namespace {
@@ -207,6 +211,56 @@ TEST_F(DdrOpen, TheRuleOfOneWriterHoldsInEveryOrderOfFourOpenings) {
   }
 }
 
+TEST_F(DdrOpen, TheRuleOfOneWriterHoldsInEveryOrderBehindACreation) {
+  for (unsigned order = 0; order < 8; ++order) {
+    std::string const file = std::to_string(order) + ".odb";
+    cow_String const name = createSaved(file);
+    int count = 1;
+    bool anyReader = false;
+    for (unsigned turn = 0; turn < 3; ++turn) {
+      bool const reads = ((order >> turn) & 1U) != 0;
+      bool opened = true;
+      try {
+        open(file, reads ? forReading : forWriting);
+      } catch (nex_TextException const&) {
+        opened = false;
+      }
+      EXPECT_EQ(opened, anyReader || reads) << order << " " << turn;
+      count += opened ? 1 : 0;
+      anyReader = anyReader || reads;
+      EXPECT_EQ(root().GetOpenCount(name), count) << order << " " << turn;
+    }
+  }
+}
+
+TEST_F(DdrOpen, TheRuleOfOneWriterBeginsAnewAfterClosing) {
+  make("a.odb");
+  cow_String const name = open("a.odb", forReading);
+  open("a.odb", forWriting);
+  close(name);
+  open("a.odb", forWriting);
+  EXPECT_EQ(root().GetOpenCount(name), 1);
+  EXPECT_EQ(placeOf(refused("a.odb", forWriting)), "generated/ddr/impl/ddr_Root:177");
+}
+
+TEST_F(DdrOpen, TheRuleOfOneWriterHoldsForEachThreadAlone) {
+  make("a.odb");
+  cow_String const name = open("a.odb", forWriting);
+  std::thread([&] {
+    installClasses();
+    EXPECT_EQ(open("a.odb", forWriting), name);
+    EXPECT_EQ(root().GetOpenCount(name), 1);
+  }).join();
+  EXPECT_EQ(root().GetOpenCount(name), 1);
+}
+
+TEST_F(DdrOpen, AGivenNameIsNoWayAroundTheRuleOfOneWriter) {
+  cow_String const made = make("a.odb");
+  open("a.odb", forWriting);
+  EXPECT_EQ(placeOf(refused("a.odb", forWriting, "another name")), "generated/ddr/impl/ddr_Root:177");
+  EXPECT_EQ(storedNames("a.odb"), Texts{made.Text()});
+}
+
 TEST_F(DdrOpen, ARefusedOpeningKeepsNoHandle) {
   make("a.odb");
   open("a.odb", forWriting);
@@ -299,6 +353,67 @@ TEST_F(DdrOpen, RenamingLeavesTheRestOfTheRecord) {
   EXPECT_STREQ(opened.GetSequenceData().Text(), "a sequence");
 }
 
+TEST_F(DdrOpen, AGivenNameStaysInTheFile) {
+  make("a.odb");
+  close(open("a.odb", forReading, "new name"));
+  EXPECT_EQ(open("a.odb", forReading), cow_String("new name"));
+}
+
+TEST_F(DdrOpen, AGivenNameMayBeLongerThanThoseOfNewDatabases) {
+  make("a.odb");
+  cow_String const longName(std::string(5000, 'n'));
+  close(open("a.odb", forReading, longName));
+  EXPECT_EQ(open("a.odb", forReading), longName);
+}
+
+TEST_F(DdrOpen, AFileThatMayNotBeWrittenIsNotRenamed) {
+  cow_String const made = make("a.odb");
+  ASSERT_EQ(chmod(folder.path("a.odb").c_str(), 0444), 0);
+  ASSERT_EQ(chmod(folder.path().c_str(), 0555), 0);
+  std::string const answer = in_child_without_rights([&] {
+    std::string const text = refused("a.odb", forReading, "new name").what();
+    bool const stillOpens = open("a.odb", forReading) == made;
+    return text + (stillOpens ? "; opens" : "; does not open");
+  });
+  ASSERT_EQ(chmod(folder.path().c_str(), 0755), 0);
+  EXPECT_THAT(answer, testing::StartsWith("Database file '" + folder.path("a.odb") + "': "));
+  EXPECT_THAT(answer, testing::EndsWith("; opens"));
+  EXPECT_EQ(storedNames("a.odb"), Texts{made.Text()});
+}
+
+TEST_F(DdrOpen, AFileThatAnotherProcessIsSavingIsNotRenamed) {
+  cow_String const made = make("a.odb");
+  child_process other([&](child_process& self) {
+    rfm_Database database = rfm_Database::Open(rfm_File::Open(path("a.odb"), forWriting, true), "D0");
+    database.Bind();
+    rfm_Transaction const transaction(database);
+    self.ready();
+    self.wait_for_go();
+    return std::string("done");
+  });
+  other.wait_until_ready();
+  auto const error = caught<rfm_Exception>([&] { open("a.odb", forReading, "new name"); });
+  EXPECT_EQ(error.Kind(), rfm_ErrorKind::Locked);
+  EXPECT_FALSE(root().IsMember(path("a.odb")));
+  other.go();
+  EXPECT_EQ(other.result(), "done");
+  EXPECT_EQ(storedNames("a.odb"), Texts{made.Text()});
+}
+
+TEST_F(DdrOpen, OfTwoFilesThatStoreOneNameTheSecondTakesThePlaceOfTheFirst) {
+  cow_String const made = make("a.odb");
+  std::filesystem::copy_file(folder.path("a.odb"), folder.path("b.odb"));
+  open("a.odb", forReading);
+  open("a.odb", forReading);
+  EXPECT_EQ(open("b.odb", forWriting), made);
+  EXPECT_EQ(root().Fetch().Size(), 1);
+  EXPECT_EQ(record(made).GetDbId(), path("b.odb"));
+  EXPECT_TRUE(root().IsMember(path("a.odb")));
+  EXPECT_TRUE(root().IsMember(path("b.odb")));
+  EXPECT_EQ(root().GetOpenCount(made), 1);
+  EXPECT_FALSE(root().WasOpenedReadOnly(made));
+}
+
 TEST_F(DdrOpen, TheFileHandleIsLetGoWithTheDatabase) {
   cow_String const made = make("a.odb");
   int const before = openDescriptors();
@@ -327,6 +442,26 @@ protected:
 TEST_F(DdrOpenAddress, OpensWithoutAGivenName) {
   EXPECT_EQ(root().OpenDdb(address(forReading), ""), made);
   EXPECT_TRUE(root().IsMember("ab://x.odb"));
+}
+
+TEST_F(DdrOpenAddress, IsCountedAgainWithAGivenNameOnceItIsOpen) {
+  root().OpenDdb(address(forReading), "");
+  EXPECT_EQ(root().OpenDdb(address(forReading), "new name"), made);
+  EXPECT_EQ(root().OpenDdb(address(forWriting), "new name"), made);
+  EXPECT_EQ(root().GetOpenCount(made), 3);
+  EXPECT_EQ(storedNames("ab:/x.odb"), Texts{made.Text()});
+}
+
+TEST_F(DdrOpenAddress, NeedsASchemeOfTwoLetters) {
+  std::filesystem::create_directory("c:");
+  std::filesystem::rename("ab:/x.odb", "c:/x.odb");
+  rfm_File const file = rfm_File::Open("c://x.odb", forReading, true);
+  EXPECT_EQ(root().OpenDdb(file, "new name"), cow_String("new name"));
+}
+
+TEST_F(DdrOpenAddress, OpensForWritingAndSaves) {
+  save(root().OpenDdb(address(forWriting), ""));
+  EXPECT_EQ(storedNames("ab:/x.odb").size(), 2U);
 }
 
 TEST_F(DdrOpenAddress, IsRefusedWithAGivenName) {
@@ -416,6 +551,42 @@ TEST_F(DdrOpen, PrintsOneLineAtDebugLevelTwoAndAbove) {
   std::regex const line("ddr_Root::OpenDdb: It took [0-9.e+-]+ to read ddb\n");
   EXPECT_TRUE(std::regex_match(printedAt(2, "a.odb"), line));
   EXPECT_TRUE(std::regex_match(printedAt(3, "b.odb"), line));
+}
+
+TEST_F(DdrOpen, TheElapsedSecondsPrintAsAStreamPrintsANumber) {
+  make("a.odb");
+  std::string const line = printedAt(2, "a.odb");
+  std::string const front = "ddr_Root::OpenDdb: It took ";
+  std::string const back = " to read ddb\n";
+  ASSERT_THAT(line, testing::StartsWith(front));
+  ASSERT_THAT(line, testing::EndsWith(back));
+  std::string const number = line.substr(front.size(), line.size() - front.size() - back.size());
+  double const seconds = std::stod(number);
+  std::ostringstream again;
+  again << seconds;
+  EXPECT_EQ(number, again.str());
+  EXPECT_GT(seconds, 0.0);
+  EXPECT_LT(seconds, 60.0);
+}
+
+TEST_F(DdrOpen, AnOpeningUnderAGivenNamePrintsOneLineToo) {
+  make("a.odb");
+  std::ostringstream printed;
+  pnt_setDebugPrint(&printed);
+  typ_DebugFlags::SetDebugFlags(34, 2);
+  open("a.odb", forReading, "new name");
+  std::string const text = printed.str();
+  EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1);
+}
+
+TEST_F(DdrOpen, AReadingThatFailsPrintsNothing) {
+  make("a.odb");
+  std::ostringstream printed;
+  pnt_setDebugPrint(&printed);
+  typ_DebugFlags::SetDebugFlags(34, 2);
+  runSql(folder.path("a.odb"), "DELETE FROM " + tableOf(folder.path("a.odb"), ddr_Ddb::TypeId()));
+  EXPECT_THROW(open("a.odb"), nex_TextException);
+  EXPECT_EQ(printed.str(), "");
 }
 
 TEST_F(DdrOpen, AnotherDebugFlagPrintsNothing) {
