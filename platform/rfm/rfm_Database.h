@@ -102,6 +102,7 @@ public:
 
 private:
   friend class rfm_ReadScope;
+  friend class rfm_Rebuild;
   friend class rfm_Transaction;
   explicit rfm_Database(std::shared_ptr<rfm_DatabaseNode> database) noexcept;
 

@@ -297,6 +297,7 @@ void rfm_DatabaseNode::Begin() {
   classesBefore = classes.size();
   tablesMade.clear();
   classesChanged = false;
+  descriptionsChanged = false;
   entriesAppended = false;
   entryIndexMade = false;
 }
@@ -355,6 +356,9 @@ void rfm_DatabaseNode::RollBack() noexcept {
   if (classesChanged) {
     boundClassList = ++connection.classListVersion;
   }
+  if (descriptionsChanged) {
+    bound = false; // read anew when next asked for
+  }
 }
 
 rfm_ClassEntry const& rfm_DatabaseNode::AddClass(rfm_ClassEntry const& added) {
@@ -398,6 +402,19 @@ rfm_ClassEntry const& rfm_DatabaseNode::AddClass(rfm_ClassEntry const& added) {
     run.Bind(5, entry.baseTypeId);
     run.Change();
   }
+  InsertAttributes(entry);
+  classes.reserve(classes.size() + 1);
+  byTypeId.emplace(entry.typeId, classes.size());
+  classes.push_back(std::move(entry));
+  boundClassList = ++connection.classListVersion;
+  if (auto const shape = shapes.find(classes.back().typeId); shape != shapes.end()) {
+    shape->second->Describe(&classes.back());
+  }
+  return classes.back();
+}
+
+void rfm_DatabaseNode::InsertAttributes(rfm_ClassEntry const& entry) {
+  rfm_Subject const subject{&entry.name};
   int position = 0;
   for (rfm_AttributeEntry const& attribute : entry.attributes) {
     rfm_Run run(connection, insertAttribute,
@@ -410,14 +427,6 @@ rfm_ClassEntry const& rfm_DatabaseNode::AddClass(rfm_ClassEntry const& added) {
     run.Bind(6, attribute.collection);
     run.Change();
   }
-  classes.reserve(classes.size() + 1);
-  byTypeId.emplace(entry.typeId, classes.size());
-  classes.push_back(std::move(entry));
-  boundClassList = ++connection.classListVersion;
-  if (auto const shape = shapes.find(classes.back().typeId); shape != shapes.end()) {
-    shape->second->Describe(&classes.back());
-  }
-  return classes.back();
 }
 
 std::shared_ptr<rfm_TableShape> rfm_DatabaseNode::ShapeOf(unsigned typeId) {
@@ -456,32 +465,105 @@ rfm_Table rfm_DatabaseNode::TableForWriting(unsigned typeId) {
               "class " + std::to_string(typeId) + " is not in its class list",
               "Register the class before storing its objects");
   }
-  std::shared_ptr<rfm_TableShape> const shape = ShapeOf(typeId);
-  if (!shape->Exists()) {
-    rfm_ClassEntry& entry = classes[found->second];
-    cow_String const table = MakeTableName(entry.name.View());
-    std::string sql = "CREATE TABLE " + rfm_quote(table.View()) + "(" + rfm_quote(rfm_RowColumn) +
-                      " INTEGER PRIMARY KEY, " + rfm_quote(rfm_UidColumn) + " BLOB";
-    for (cow_String const& column : rfm_columnsOf(entry)) {
-      sql += ", " + rfm_quote(column.View()) + (isReference(column.View()) ? " INTEGER" : "");
-    }
-    classesChanged = true;
-    connection.Execute((sql + ")").c_str());
-    {
-      rfm_Run run(connection, setTable,
-                  std::string_view("UPDATE ddr_class SET \"Class Table\" = ?2 WHERE \"row\" = ?1"),
-                  {&entry.name});
-      run.Bind(1, entry.row);
-      run.Bind(2, table.View());
-      run.Change();
-    }
-    tablesMade.push_back(typeId);
-    entry.table = table;
-    boundClassList = ++connection.classListVersion;
-    shape->Describe(&entry);
-    shape->isFresh = true;
+  if (!ShapeOf(typeId)->Exists()) {
+    MakeTable(typeId, rfm_columnsOf(classes[found->second]));
   }
-  return rfm_Table(std::make_shared<rfm_TableNode>(shared_from_this(), shape));
+  return rfm_Table(std::make_shared<rfm_TableNode>(shared_from_this(), ShapeOf(typeId)));
+}
+
+void rfm_DatabaseNode::MakeTable(unsigned typeId, std::vector<cow_String> const& columns) {
+  rfm_ClassEntry& entry = classes[byTypeId.at(typeId)];
+  cow_String const table = MakeTableName(entry.name.View());
+  std::string sql = "CREATE TABLE " + rfm_quote(table.View()) + "(" + rfm_quote(rfm_RowColumn) +
+                    " INTEGER PRIMARY KEY, " + rfm_quote(rfm_UidColumn) + " BLOB";
+  for (cow_String const& column : columns) {
+    sql += ", " + rfm_quote(column.View()) + (isReference(column.View()) ? " INTEGER" : "");
+  }
+  classesChanged = true;
+  connection.Execute((sql + ")").c_str());
+  {
+    rfm_Run run(connection, setTable,
+                std::string_view("UPDATE ddr_class SET \"Class Table\" = ?2 WHERE \"row\" = ?1"),
+                {&entry.name});
+    run.Bind(1, entry.row);
+    run.Bind(2, table.View());
+    run.Change();
+  }
+  tablesMade.push_back(typeId);
+  entry.table = table;
+  boundClassList = ++connection.classListVersion;
+  std::shared_ptr<rfm_TableShape> const shape = ShapeOf(typeId);
+  shape->Describe(&entry);
+  shape->isFresh = true;
+}
+
+void rfm_DatabaseNode::ChangeClass(rfm_ClassEntry const& changed) {
+  connection.WantTransaction();
+  Refresh();
+  rfm_ClassEntry& entry = classes[byTypeId.at(changed.typeId)];
+  rfm_ClassEntry const* const namesake = FindClassByName(changed.name.View());
+  if (namesake && namesake != &entry) {
+    rfm_throw(rfm_ErrorKind::Other, FileName(), {&changed.name},
+              "the class list has two classes of that name", "Register the class under another name");
+  }
+  classesChanged = descriptionsChanged = true;
+  entry.name = changed.name;
+  entry.version = changed.version;
+  entry.baseTypeId = changed.baseTypeId;
+  entry.attributes = changed.attributes;
+  CheckClass(entry);
+  rfm_Subject const subject{&entry.name};
+  {
+    rfm_Statement statement;
+    rfm_Run run(connection, statement,
+                std::string_view("UPDATE ddr_class SET \"Class Name\" = ?2, \"Class Version\" = ?3, "
+                                 "\"Base Type Id\" = ?4 WHERE \"row\" = ?1"),
+                subject);
+    run.Bind(1, entry.row);
+    run.Bind(2, entry.name.View());
+    run.Bind(3, entry.version);
+    run.Bind(4, entry.baseTypeId);
+    run.Change();
+  }
+  {
+    rfm_Statement statement;
+    rfm_Run run(connection, statement, std::string_view("DELETE FROM ddr_attribute WHERE class = ?1"),
+                subject);
+    run.Bind(1, entry.row);
+    run.Change();
+  }
+  InsertAttributes(entry);
+  boundClassList = ++connection.classListVersion;
+  ShapeOf(entry.typeId)->Describe(&entry);
+}
+
+std::shared_ptr<rfm_TableShape> rfm_DatabaseNode::RetireTable(unsigned typeId, cow_String const& newName) {
+  connection.WantTransaction();
+  Refresh();
+  rfm_ClassEntry& entry = classes[byTypeId.at(typeId)];
+  std::shared_ptr<rfm_TableShape> const shape = ShapeOf(typeId);
+  if (!shape->Exists() || !shape->isFresh) { // the index of identities would keep its name
+    nex_Exception::Throw(nex_AssertException("shape->Exists() && shape->isFresh"),
+                         "platform/rfm/rfm_DatabaseNode", __LINE__);
+  }
+  std::string const sql =
+      "ALTER TABLE " + rfm_quote(shape->table.View()) + " RENAME TO " + rfm_quote(newName.View());
+  shape->Forget();
+  classesChanged = descriptionsChanged = true;
+  connection.Execute(sql.c_str());
+  {
+    rfm_Statement statement;
+    rfm_Run run(connection, statement,
+                std::string_view("UPDATE ddr_class SET \"Class Table\" = NULL WHERE \"row\" = ?1"),
+                {&entry.name});
+    run.Bind(1, entry.row);
+    run.Change();
+  }
+  entry.table = cow_String();
+  boundClassList = ++connection.classListVersion;
+  shapes.erase(typeId);
+  shape->table = newName;
+  return shape;
 }
 
 void rfm_DatabaseNode::MakeUidIndex(rfm_TableShape& shape) {

@@ -175,6 +175,12 @@ public:
   rfm_Table ClassList();
   rfm_Table Table(unsigned typeId);
   rfm_Table TableForWriting(unsigned typeId);
+  /// Makes the table of a listed class that has none.
+  void MakeTable(unsigned typeId, std::vector<cow_String> const& columns);
+  /// See rfm_Rebuild.
+  void ChangeClass(rfm_ClassEntry const& changed);
+  /// Renames the table of a class and takes it away from the class. Handles of it go on reading its rows.
+  std::shared_ptr<rfm_TableShape> RetireTable(unsigned typeId, cow_String const& newName);
   std::int64_t NewHandle();
   std::uint64_t ChangeCount();
   std::uint32_t CommitCount();
@@ -218,6 +224,8 @@ public:
   bool entriesAppended = false;
 
 private:
+  friend class rfm_Rebuild;
+  void InsertAttributes(rfm_ClassEntry const& entry);
   std::vector<rfm_ClassEntry> ReadClasses();
   void CheckClass(rfm_ClassEntry const& entry) const;
   void TakeClasses(std::vector<rfm_ClassEntry> read);
@@ -240,6 +248,7 @@ private:
   std::size_t classesBefore = 0;   // as the transaction began
   std::vector<unsigned> tablesMade;
   bool classesChanged = false;
+  bool descriptionsChanged = false; // of classes listed before
   bool entryIndexMade = false;
   std::optional<bool> entryIndexExists;
   std::uint64_t entryIndexData = 0;

@@ -182,7 +182,9 @@ void rfm_Row::WriteFieldNull(rfm_FieldHandle const& field) {
 }
 
 void rfm_Row::CopyFieldsFrom(rfm_Row const& source) {
-  if (layout) {
+  if (layout && layout == source.layout) {
+    values = source.values;
+  } else if (layout) {
     for (std::size_t place = 0; place < values.size(); ++place) {
       if (Value const* const found = source.Find(rfm_FieldHandle(layout->columns[place]))) {
         values[place] = *found;
@@ -192,6 +194,11 @@ void rfm_Row::CopyFieldsFrom(rfm_Row const& source) {
   if (source.hasUid) {
     SetUid(source.uid);
   }
+}
+
+void rfm_Row::CopyFieldFrom(rfm_Row const& source, rfm_FieldHandle const& field) {
+  Value const& value = source.Get(field);
+  Change(field) = value;
 }
 
 std::optional<rfm_Uid> rfm_Row::Uid() const {

@@ -66,6 +66,9 @@ public:
   /// fields stay. The identity comes along when the source has one.
   void CopyFieldsFrom(rfm_Row const& source);
 
+  /// Takes over one field of another table's row, its value as it is stored. Both layouts must have it.
+  void CopyFieldFrom(rfm_Row const& source, rfm_FieldHandle const& field);
+
   /// The identity of the object; none when the row was stored without.
   std::optional<rfm_Uid> Uid() const;
   /// Sets the identity.

@@ -1,0 +1,82 @@
+// rfm_Rebuild: fills a new file from an older one.
+#pragma once
+
+#include "cow_String.h"
+#include "os_Export.h"
+#include "rfm_ClassEntry.h"
+#include "rfm_Database.h"
+#include "rfm_Table.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+class rfm_DatabaseNode;
+class rfm_TableShape;
+
+/// Fills a database that is being created from one that is read: tables whole, as they are stored, and class
+/// layouts that change on the way.
+///
+/// Made outside a transaction; everything else happens inside one transaction of the new database and one
+/// rfm_ReadScope of the old one. When that transaction is taken back, the new database is good for nothing
+/// but to be dropped. Memory does not grow with the tables. Failures are rfm_Exception naming the file they
+/// are about, the class and the row.
+class DDR_API rfm_Rebuild {
+public:
+  /// Told the number of rows copied so far by the running call, every few thousand rows. May throw to stop.
+  using Watch = std::function<void(std::int64_t)>;
+
+  /// Throws (Other) when a name stands for the same file as an open one, links and all.
+  static void WantOtherFile(rfm_File const& source, cow_String const& name);
+
+  /// @param source an open database; bound
+  /// @param made a database whose file is not yet published, without classes
+  rfm_Rebuild(rfm_Database const& source, rfm_Database& made);
+  ~rfm_Rebuild();
+  rfm_Rebuild(rfm_Rebuild const&) = delete;
+  rfm_Rebuild& operator=(rfm_Rebuild const&) = delete;
+
+  /// How many rows the table of a class holds. O(pages of the table).
+  static std::int64_t CountRows(rfm_Database const& database, unsigned typeId);
+  /// How many entries all collections hold. O(pages of the table).
+  static std::int64_t CountEntries(rfm_Database const& database);
+  /// What the file of a database holds beside what the format describes: "table 'NAME'". Such things are read
+  /// by nobody and not copied; indexes are left out.
+  static std::vector<std::string> ForeignObjects(rfm_Database const& database);
+
+  /// Copies the rows of a class that both class lists have: all columns of the stored table, values,
+  /// identities and row numbers as they are.
+  /// @returns how many rows there were
+  std::int64_t CopyRows(unsigned typeId, Watch const& watch);
+  /// Copies the entries of all collections, and sees to it that handles go on behind those of the old file.
+  /// @returns how many entries there were
+  std::int64_t CopyEntries(Watch const& watch);
+
+  /// Gives a class of the new file another description: name, version, base and attributes. Its table, if it
+  /// has one by then, must fit: see RetireTable.
+  /// @param description of a listed type id; row and table are ignored
+  /// @throws rfm_Exception when another class has the name
+  void ChangeClass(rfm_ClassEntry const& description);
+  /// Takes the table of a class of the new file away from it, for a new one with another layout. No cursor of
+  /// the table may be in the middle of its rows.
+  /// @returns the rows that were there; to be let go before DropRetired
+  rfm_Table RetireTable(unsigned typeId);
+  /// Deletes the rows of retired tables.
+  void DropRetired();
+
+  /// Runs work on the new file that takes long inside SQLite, such as the end of the transaction that makes
+  /// the indexes.
+  /// @param alive asked again and again meanwhile; what it throws stops the work and passes through
+  void WhileAsking(std::function<void()> const& work, std::function<void()> const& alive);
+
+private:
+  std::int64_t Copy(std::string const& select, std::string const& insert, cow_String const* className,
+                    int columns, Watch const& watch);
+
+  std::shared_ptr<rfm_DatabaseNode> from;
+  std::shared_ptr<rfm_DatabaseNode> to;
+  std::vector<std::shared_ptr<rfm_TableShape>> retired;
+};
