@@ -5,8 +5,6 @@
 #include <typeinfo>
 #include <utility>
 
-dbc_OldClassVersion::~dbc_OldClassVersion() = default;
-
 template <>
 dbc_OldClassRegistrar& omi_Singleton<dbc_OldClassRegistrar>::Instance() {
   static dbc_OldClassRegistrar theRegistrar;

@@ -1,0 +1,35 @@
+// dbc_InputDatabase: what a conversion step reads.
+#pragma once
+
+#include "dbc_Table.h"
+#include "os_Export.h"
+#include "rfm_Database.h"
+
+#include <cstdint>
+#include <memory>
+#include <set>
+
+/// The classes and collections as they are before the step under way. Never changed through it.
+class DDR_API dbc_InputDatabase {
+public:
+  /// @param source the old file
+  /// @param working the new file, which holds what earlier steps made
+  dbc_InputDatabase(rfm_Database const& source, rfm_Database const& working);
+
+  /// Whether the class is listed, with rows or without.
+  bool HasInputTable(unsigned typeId) const;
+  /// The rows of a class. The caller owns the table.
+  /// @throws rfm_Exception when no such class is listed
+  std::unique_ptr<dbc_Table> GetInputTable(unsigned typeId) const;
+  /// The entries of a collection; none for an unknown handle. The caller owns the table. Reading rows in
+  /// order costs one step of a scan each.
+  std::unique_ptr<dbc_Table> GetInputEntries(std::int64_t handle) const;
+
+  /// Says that the rows of a class are those of the new file from now on.
+  void ReadFromWorking(unsigned typeId) { moved.insert(typeId); }
+
+private:
+  rfm_Database source;
+  rfm_Database working;
+  std::set<unsigned> moved;
+};
