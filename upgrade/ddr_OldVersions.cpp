@@ -1,6 +1,9 @@
 #include "ddr_OldVersions.h"
 
+#include "dbc_DatabaseConverter.h"
 #include "dbc_OldClassRegistrar.h"
+#include "ddr_DdbConversions.h"
+#include "ddr_ModelConversions.h"
 
 namespace {
 
@@ -53,13 +56,29 @@ void defineDdbWithLists(cls_ClassRegistrar& registrar, int version) {
       .AddAttribute("productAddOns", object, addOnListTypeId, list);
 }
 
+dbc_ClassConverter& modelStep(dbc_DatabaseConverter& converter, int step, int version) {
+  return converter.GetConverter(step).Upgrade("ddr_Model", modelTypeId, version);
+}
+
+dbc_ClassConverter& ddbStep(dbc_DatabaseConverter& converter, int step, int version) {
+  return converter.GetConverter(step).Upgrade("ddr_Ddb", ddbTypeId, version);
+}
+
 class ddr_Model_203 : public dbc_OldClassVersion {
   void DefineClassMetadata(cls_ClassRegistrar& registrar) const override { createModel(registrar, 203); }
+  void SchemaChanges(dbc_DatabaseConverter& converter) const override {
+    modelStep(converter, 401, 203)
+        .BindConversionFunction(ddr_convertModel203)
+        .BindFinalizeFunction(ddr_finalizeModel203);
+  }
 };
 
 class ddr_Model_401 : public dbc_OldClassVersion {
   void DefineClassMetadata(cls_ClassRegistrar& registrar) const override {
     createModel(registrar, 401).AddAttribute("instanceTable", object, extensionTableTypeId, single);
+  }
+  void SchemaChanges(dbc_DatabaseConverter& converter) const override {
+    modelStep(converter, 857, 401).BindConversionFunction(ddr_convertModel401);
   }
 };
 
@@ -67,17 +86,28 @@ class ddr_Model_857 : public dbc_OldClassVersion {
   void DefineClassMetadata(cls_ClassRegistrar& registrar) const override {
     createModel(registrar, 857).AddAttribute("instanceTable", object, extensionTableTypeId, single);
   }
+  void SchemaChanges(dbc_DatabaseConverter& converter) const override {
+    modelStep(converter, 874, 857).BindConversionFunction(ddr_convertModel857);
+  }
 };
 
 class ddr_Ddb_203 : public dbc_OldClassVersion {
   void DefineClassMetadata(cls_ClassRegistrar& registrar) const override {
     addDdbScalars(createDdb(registrar, 203, mapTypeId));
   }
+  void SchemaChanges(dbc_DatabaseConverter& converter) const override {
+    // Kept on purpose: this step alone has the number of the version that it acts on. Steps run by number,
+    // and this one before all others.
+    ddbStep(converter, 203, 203).BindConversionFunction(ddr_convertDdb203);
+  }
 };
 
 class ddr_Ddb_204 : public dbc_OldClassVersion {
   void DefineClassMetadata(cls_ClassRegistrar& registrar) const override {
     addDdbScalars(createDdb(registrar, 204, mapTypeId));
+  }
+  void SchemaChanges(dbc_DatabaseConverter& converter) const override {
+    ddbStep(converter, 309, 204).BindConversionFunction(ddr_convertDdb204);
   }
 };
 
@@ -86,18 +116,23 @@ class ddr_Ddb_309 : public dbc_OldClassVersion {
     addDdbScalars(createDdb(registrar, 309, mapTypeId)
                       .AddAttribute("diagnosticData", object, diagnosticDataTypeId, single));
   }
+  void SchemaChanges(dbc_DatabaseConverter& converter) const override {
+    ddbStep(converter, 321, 309).BindConversionFunction(ddr_convertDdb309);
+  }
 };
 
 class ddr_Ddb_321 : public dbc_OldClassVersion {
   void DefineClassMetadata(cls_ClassRegistrar& registrar) const override {
     defineDdbWithLists(registrar, 321);
   }
+  void SchemaChanges(dbc_DatabaseConverter& converter) const override { ddbStep(converter, 818, 321); }
 };
 
 class ddr_Ddb_818 : public dbc_OldClassVersion {
   void DefineClassMetadata(cls_ClassRegistrar& registrar) const override {
     defineDdbWithLists(registrar, 818);
   }
+  void SchemaChanges(dbc_DatabaseConverter& converter) const override { ddbStep(converter, 848, 818); }
 };
 
 template <class Version>

@@ -33,6 +33,28 @@ cow_String withSuffix(cow_String const& attribute, std::string_view suffix) {
   return cow_String(std::string(attribute.View()).append(suffix));
 }
 
+// Adds the attribute that a stored field belongs to.
+void addField(rfm_ClassEntry& entry, cow_String const& field, int kind, std::int64_t const* number) {
+  std::string_view name = field.View();
+  if (name == baseField) {
+    entry.baseTypeId = entry.baseTypeId == rfm_NoBaseTypeId ? unknownBaseTypeId : entry.baseTypeId;
+    return;
+  }
+  unsigned element = rfm_NoBaseTypeId;
+  bool const isClass = name.ends_with(classSuffix);
+  if (isClass || name.ends_with(oidSuffix)) {
+    name.remove_suffix(isClass ? classSuffix.size() : oidSuffix.size());
+    kind = rfm_AttributeKind_Object;
+    element = isClass && number ? static_cast<unsigned>(*number) : element;
+  }
+  bool const isListed =
+      std::any_of(entry.attributes.begin(), entry.attributes.end(),
+                  [&](rfm_AttributeEntry const& attribute) { return attribute.name.View() == name; });
+  if (!isListed) {
+    entry.attributes.push_back({cow_String(name), kind, element, 0});
+  }
+}
+
 } // namespace
 
 dbc_OutputDatabase::dbc_OutputDatabase(rfm_Database const& made, rom_Transporter& wayToMade,
@@ -135,6 +157,7 @@ std::unique_ptr<dbc_Row> dbc_OutputDatabase::NewRow(unsigned typeId) {
     row.reset(new dbc_Row(index, std::move(table)));
   }
   row->isNew = true;
+  row->takesFields = transporter.Registrar().Find(typeId) == nullptr;
   ++state.nextRow;
   return row;
 }
@@ -150,20 +173,24 @@ void dbc_OutputDatabase::Store(unsigned typeId, dbc_Row& row) {
     return;
   }
   touched.insert(typeId);
-  if (!row.stored) {
-    ListByRow(typeId, row);
-    row.stored = database.TableForWriting(typeId);
-    row.stored->ClearRow();
-    std::vector<dbc_Row::Loose> const written = std::move(row.loose);
-    for (dbc_Row::Loose const& field : written) {
+  if (!row.stored || !row.loose.empty()) {
+    WantFieldsOf(typeId, row);
+    rfm_Table table = database.TableForWriting(typeId);
+    table.ClearRow();
+    if (row.stored) {
+      table.Row().CopyFieldsFrom(row.stored->Row());
+    }
+    for (dbc_Row::Loose const& field : row.loose) {
       if (auto const* const number = std::get_if<std::int64_t>(&field.value)) {
-        row.stored->Row().WriteFieldInt64(field.name, *number);
+        table.Row().WriteFieldInt64(field.name, *number);
       } else if (auto const* const real = std::get_if<double>(&field.value)) {
-        row.stored->Row().WriteFieldDouble(field.name, *real);
+        table.Row().WriteFieldDouble(field.name, *real);
       } else {
-        row.stored->Row().WriteFieldString(field.name, std::get<cow_String>(field.value));
+        table.Row().WriteFieldString(field.name, std::get<cow_String>(field.value));
       }
     }
+    row.stored = std::move(table);
+    row.loose.clear();
   }
   if (!row.isNew) {
     row.stored->UpdateRow(row.index);
@@ -178,31 +205,25 @@ void dbc_OutputDatabase::Store(unsigned typeId, dbc_Row& row) {
   }
 }
 
-// Lists a class that no module describes, by what was written into its first row.
-void dbc_OutputDatabase::ListByRow(unsigned typeId, dbc_Row const& row) {
-  if (database.FindClass(typeId)) {
-    return;
-  }
-  rfm_ClassEntry entry;
-  entry.typeId = typeId;
-  entry.version = StateOf(typeId).versionOfUnknown;
-  entry.name = cow_String(typ_ArchCompTable::GetName(typeId));
-  if (entry.name.IsEmpty() || database.FindClassByName(entry.name.View())) {
-    entry.name = cow_String(madeUpName(typeId));
-    nameless.insert(typeId);
-  }
-  for (dbc_Row::Loose const& field : row.loose) {
-    std::string_view const name = field.name.View();
-    if (name == baseField) {
-      entry.baseTypeId = unknownBaseTypeId;
-    } else if (name.ends_with(classSuffix)) {
-      auto const* const classId = std::get_if<std::int64_t>(&field.value);
-      entry.attributes.push_back({cow_String(name.substr(0, name.size() - classSuffix.size())),
-                                  rfm_AttributeKind_Object,
-                                  classId ? static_cast<unsigned>(*classId) : rfm_NoBaseTypeId, 0});
-    } else if (!name.ends_with(oidSuffix)) {
-      entry.attributes.push_back({field.name, field.kind, rfm_NoBaseTypeId, 0});
+// Sees to it that a class that no module describes has the fields that were written into a row.
+void dbc_OutputDatabase::WantFieldsOf(unsigned typeId, dbc_Row const& row) {
+  rfm_ClassEntry const* const listed = database.FindClass(typeId);
+  rfm_ClassEntry entry = listed ? *listed : rfm_ClassEntry();
+  if (!listed) {
+    entry.typeId = typeId;
+    entry.version = StateOf(typeId).versionOfUnknown;
+    entry.name = cow_String(typ_ArchCompTable::GetName(typeId));
+    if (entry.name.IsEmpty() || database.FindClassByName(entry.name.View())) {
+      entry.name = cow_String(madeUpName(typeId));
+      nameless.insert(typeId);
     }
   }
-  database.AddClass(entry);
+  for (dbc_Row::Loose const& field : row.loose) {
+    addField(entry, field.name, field.kind, std::get_if<std::int64_t>(&field.value));
+  }
+  if (listed) {
+    changeClass(entry);
+  } else {
+    database.AddClass(entry);
+  }
 }

@@ -36,8 +36,9 @@ public:
   /// The same for a class that dbc_Utils::CreateTempClassInOutputDatabase made.
   std::unique_ptr<dbc_Table> GetTempTable(unsigned typeId) { return GetOutputTable(typeId); }
 
-  /// Lists a class unless it is listed: in the current layout where a module of this process describes it; or
-  /// else in the layout of the first row that is stored, under the version given.
+  /// Lists a class unless it is listed: in the current layout where a module of this process describes it. A
+  /// class that none describes is listed with its first row, under the version given; its layout is that of
+  /// what is written, and grows with it.
   std::unique_ptr<dbc_Table> CreateClass(unsigned typeId, int versionOfUnknown);
   /// A new collection: a header row in the table of its type, and no entries yet.
   /// @param headerTypeId type id of the collection's header
@@ -74,7 +75,7 @@ private:
   std::unique_ptr<dbc_Row> NewRow(unsigned typeId);
   std::unique_ptr<dbc_Row> ExistingRow(unsigned typeId, int index);
   void Store(unsigned typeId, dbc_Row& row);
-  void ListByRow(unsigned typeId, dbc_Row const& row);
+  void WantFieldsOf(unsigned typeId, dbc_Row const& row);
   /// Takes over what a pass over the rows of a class found out: the next free row.
   void BeginPass(unsigned typeId, int nextRow);
   friend class dbc_ClassPass;

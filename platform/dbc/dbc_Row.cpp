@@ -9,6 +9,14 @@
 
 dbc_Row::~dbc_Row() = default;
 
+rfm_Row const* dbc_Row::Holder(rfm_FieldHandle const& field) const noexcept {
+  return stored && (!takesFields || stored->Row().HasField(field)) ? &stored->Row() : nullptr;
+}
+
+rfm_Row* dbc_Row::Holder(rfm_FieldHandle const& field) noexcept {
+  return stored && (!takesFields || stored->Row().HasField(field)) ? &stored->Row() : nullptr;
+}
+
 dbc_Row::Loose const* dbc_Row::Find(rfm_FieldHandle const& field) const noexcept {
   auto const found = std::find_if(loose.begin(), loose.end(),
                                   [&](Loose const& written) { return written.name == field.Name(); });
@@ -39,40 +47,46 @@ void dbc_Row::SetLoose(rfm_FieldHandle const& field, int kind, Value value) {
 }
 
 bool dbc_Row::HasField(rfm_FieldHandle const& field) const noexcept {
-  return stored ? stored->Row().HasField(field) : Find(field) != nullptr;
+  rfm_Row const* const row = Holder(field);
+  return row ? row->HasField(field) : Find(field) != nullptr;
 }
 
 bool dbc_Row::IsPresent(rfm_FieldHandle const& field) const noexcept {
-  return stored ? stored->Row().FieldIsSet(field) : Find(field) != nullptr;
+  rfm_Row const* const row = Holder(field);
+  return row ? row->FieldIsSet(field) : Find(field) != nullptr;
 }
 
 int dbc_Row::ReadFieldInt(rfm_FieldHandle const& field) const {
-  return stored ? stored->Row().ReadFieldInt(field) : static_cast<int>(LooseInteger(field));
+  rfm_Row const* const row = Holder(field);
+  return row ? row->ReadFieldInt(field) : static_cast<int>(LooseInteger(field));
 }
 
 unsigned dbc_Row::ReadFieldUnsigned(rfm_FieldHandle const& field) const {
-  return stored ? stored->Row().ReadFieldUnsigned(field) : static_cast<unsigned>(LooseInteger(field));
+  rfm_Row const* const row = Holder(field);
+  return row ? row->ReadFieldUnsigned(field) : static_cast<unsigned>(LooseInteger(field));
 }
 
 std::int64_t dbc_Row::ReadFieldHandle(rfm_FieldHandle const& field) const {
-  return stored ? stored->Row().ReadFieldHandle(field) : LooseInteger(field);
+  rfm_Row const* const row = Holder(field);
+  return row ? row->ReadFieldHandle(field) : LooseInteger(field);
 }
 
 double dbc_Row::ReadFieldDouble(rfm_FieldHandle const& field) const {
-  if (stored) {
-    return stored->Row().ReadFieldDouble(field);
+  if (rfm_Row const* const row = Holder(field)) {
+    return row->ReadFieldDouble(field);
   }
   double const* const number = std::get_if<double>(&Get(field).value);
   return number ? *number : 0.0;
 }
 
 bool dbc_Row::ReadFieldBool(rfm_FieldHandle const& field) const {
-  return stored ? stored->Row().ReadFieldBool(field) : LooseInteger(field) != 0;
+  rfm_Row const* const row = Holder(field);
+  return row ? row->ReadFieldBool(field) : LooseInteger(field) != 0;
 }
 
 cow_String dbc_Row::ReadFieldString(rfm_FieldHandle const& field) const {
-  if (stored) {
-    return stored->Row().ReadFieldString(field);
+  if (rfm_Row const* const row = Holder(field)) {
+    return row->ReadFieldString(field);
   }
   cow_String const* const text = std::get_if<cow_String>(&Get(field).value);
   return text ? *text : cow_String();
@@ -80,41 +94,45 @@ cow_String dbc_Row::ReadFieldString(rfm_FieldHandle const& field) const {
 
 void dbc_Row::WriteFieldInt(rfm_FieldHandle const& field, int value) {
   changed = true;
-  stored ? stored->Row().WriteFieldInt(field, value)
-         : SetLoose(field, rfm_AttributeKind_Integer, std::int64_t{value});
+  rfm_Row* const row = Holder(field);
+  row ? row->WriteFieldInt(field, value) : SetLoose(field, rfm_AttributeKind_Integer, std::int64_t{value});
 }
 
 void dbc_Row::WriteFieldUnsigned(rfm_FieldHandle const& field, unsigned value) {
   changed = true;
-  stored ? stored->Row().WriteFieldUnsigned(field, value)
-         : SetLoose(field, rfm_AttributeKind_Integer, std::int64_t{value});
+  rfm_Row* const row = Holder(field);
+  row ? row->WriteFieldUnsigned(field, value)
+      : SetLoose(field, rfm_AttributeKind_Integer, std::int64_t{value});
 }
 
 void dbc_Row::WriteFieldHandle(rfm_FieldHandle const& field, std::int64_t value) {
   changed = true;
-  stored ? stored->Row().WriteFieldHandle(field, value) : SetLoose(field, rfm_AttributeKind_Handle, value);
+  rfm_Row* const row = Holder(field);
+  row ? row->WriteFieldHandle(field, value) : SetLoose(field, rfm_AttributeKind_Handle, value);
 }
 
 void dbc_Row::WriteFieldDouble(rfm_FieldHandle const& field, double value) {
   changed = true;
-  stored ? stored->Row().WriteFieldDouble(field, value) : SetLoose(field, rfm_AttributeKind_Real, value);
+  rfm_Row* const row = Holder(field);
+  row ? row->WriteFieldDouble(field, value) : SetLoose(field, rfm_AttributeKind_Real, value);
 }
 
 void dbc_Row::WriteFieldBool(rfm_FieldHandle const& field, bool value) {
   changed = true;
-  stored ? stored->Row().WriteFieldBool(field, value)
-         : SetLoose(field, rfm_AttributeKind_Boolean, std::int64_t{value});
+  rfm_Row* const row = Holder(field);
+  row ? row->WriteFieldBool(field, value) : SetLoose(field, rfm_AttributeKind_Boolean, std::int64_t{value});
 }
 
 void dbc_Row::WriteFieldString(rfm_FieldHandle const& field, cow_String const& value) {
   changed = true;
-  stored ? stored->Row().WriteFieldString(field, value) : SetLoose(field, rfm_AttributeKind_String, value);
+  rfm_Row* const row = Holder(field);
+  row ? row->WriteFieldString(field, value) : SetLoose(field, rfm_AttributeKind_String, value);
 }
 
 void dbc_Row::WriteFieldNull(rfm_FieldHandle const& field) {
   changed = true;
-  if (stored) {
-    stored->Row().WriteFieldNull(field);
+  if (rfm_Row* const row = Holder(field)) {
+    row->WriteFieldNull(field);
   } else {
     std::erase_if(loose, [&](Loose const& written) { return written.name == field.Name(); });
   }

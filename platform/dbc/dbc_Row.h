@@ -13,8 +13,8 @@
 
 /// One row that a conversion reads or writes, fields by stored name.
 ///
-/// A row of a class whose layout is known has that layout's fields. A row of a class that no module of this
-/// process describes, and a row of a collection, has the fields that are written into it. Rows belong to
+/// A row of a class that a module of this process describes has the fields of its layout. A new row of any
+/// other class, and a row of a collection, has besides the fields that are written into it. Rows belong to
 /// their table or to the step under way; what is written is kept when the row is finished. Failures are
 /// rfm_Exception naming the file, the class, the row and the field.
 class DDR_API dbc_Row {
@@ -58,7 +58,7 @@ private:
   friend class dbc_ReadTable;
 
   using Value = std::variant<std::int64_t, double, cow_String>;
-  /// A field of a row without a layout.
+  /// A field that the layout has not.
   struct Loose {
     cow_String name;
     int kind; // rfm_AttributeKind_*
@@ -70,6 +70,9 @@ private:
   /// The row in a table's buffer.
   dbc_Row(int number, rfm_Table table) : index(number), stored(std::move(table)) {}
 
+  /// The buffer that has the field; null for a field that is loose or may become it.
+  rfm_Row const* Holder(rfm_FieldHandle const& field) const noexcept;
+  rfm_Row* Holder(rfm_FieldHandle const& field) noexcept;
   Loose const* Find(rfm_FieldHandle const& field) const noexcept;
   Loose const& Get(rfm_FieldHandle const& field) const;
   std::int64_t LooseInteger(rfm_FieldHandle const& field) const;
@@ -78,6 +81,7 @@ private:
   int index;
   std::optional<rfm_Table> stored;
   std::vector<Loose> loose;
+  bool takesFields = false; // beyond those of its layout
   bool changed = false;
   bool isNew = false; // has a number, but is not stored yet
 };

@@ -534,7 +534,26 @@ void rfm_DatabaseNode::ChangeClass(rfm_ClassEntry const& changed) {
   }
   InsertAttributes(entry);
   boundClassList = ++connection.classListVersion;
-  ShapeOf(entry.typeId)->Describe(&entry);
+  std::shared_ptr<rfm_TableShape> const shape = ShapeOf(entry.typeId);
+  if (shape->Exists()) {
+    AddColumns(*shape, rfm_columnsOf(entry));
+  }
+  shape->Describe(&entry);
+}
+
+void rfm_DatabaseNode::AddColumns(rfm_TableShape& shape, std::vector<cow_String> const& columns) {
+  shape.WantColumns();
+  std::vector<cow_String> const present = shape.layout->columns;
+  bool const wasFresh = shape.isFresh;
+  for (cow_String const& column : columns) {
+    if (std::find(present.begin(), present.end(), column) == present.end()) {
+      std::string const sql = "ALTER TABLE " + rfm_quote(shape.table.View()) + " ADD COLUMN " +
+                              rfm_quote(column.View()) + (isReference(column.View()) ? " INTEGER" : "");
+      shape.Forget();
+      connection.Execute(sql.c_str());
+    }
+  }
+  shape.isFresh = wasFresh;
 }
 
 std::shared_ptr<rfm_TableShape> rfm_DatabaseNode::RetireTable(unsigned typeId, cow_String const& newName) {

@@ -226,6 +226,7 @@ public:
 private:
   friend class rfm_Rebuild;
   void InsertAttributes(rfm_ClassEntry const& entry);
+  void AddColumns(rfm_TableShape& shape, std::vector<cow_String> const& columns);
   std::vector<rfm_ClassEntry> ReadClasses();
   void CheckClass(rfm_ClassEntry const& entry) const;
   void TakeClasses(std::vector<rfm_ClassEntry> read);

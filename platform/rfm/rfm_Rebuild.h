@@ -55,8 +55,8 @@ public:
   /// @returns how many entries there were
   std::int64_t CopyEntries(Watch const& watch);
 
-  /// Gives a class of the new file another description: name, version, base and attributes. Its table, if it
-  /// has one by then, must fit: see RetireTable.
+  /// Gives a class of the new file another description: name, version, base and attributes. A table that it
+  /// has by then keeps its columns and gets those that it lacks; for another layout see RetireTable.
   /// @param description of a listed type id; row and table are ignored
   /// @throws rfm_Exception when another class has the name
   void ChangeClass(rfm_ClassEntry const& description);

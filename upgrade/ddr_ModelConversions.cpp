@@ -1,0 +1,313 @@
+#include "ddr_ModelConversions.h"
+
+#include "dbc_ClassView.h"
+#include "dbc_DatabaseConverter.h"
+#include "dbc_DatabaseConverterHolder.h"
+#include "dbc_InputDatabase.h"
+#include "dbc_OutputDatabase.h"
+#include "dbc_Utils.h"
+#include "ddr_ModelContainers.h"
+#include "rom_Transporter.h"
+
+#include <limits>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace {
+
+// Frozen: type ids, versions and texts of files of older releases.
+constexpr unsigned oldModelTypeId = 0x2a50001;
+constexpr char const* oldModelName = "odiK_Model";
+constexpr int oldModelVersion = 304;
+constexpr unsigned extensionTableTypeId = 0x220018;
+constexpr unsigned stepsWrapperTypeId = 0x23c004a;
+constexpr char const* stepsWrapperName = "kprC_SCWrapper";
+constexpr int stepsWrapperVersion = 401;
+constexpr int stepsWrapperViewVersion = 891;
+constexpr char const* stepCommand = "step";
+constexpr unsigned mapTypeId = 0x230002;
+constexpr unsigned sectionTypeId = 0x260003b;
+constexpr char const* sectionCommand = "section";
+constexpr unsigned connectorPropertyTypeId = 0x2ac0003;
+constexpr unsigned connectorSectionTypeId = 0x2600045;
+constexpr char const* unspecified = "UNSPECIFIED";
+constexpr double oldUnset = std::numeric_limits<double>::lowest();
+constexpr double newUnset = std::numeric_limits<double>::max();
+constexpr char const* referenceLengths[] = {"u1ReferenceLength", "u2ReferenceLength", "u3ReferenceLength",
+                                            "ur1ReferenceAngle", "ur2ReferenceAngle", "ur3ReferenceAngle"};
+
+constexpr int wholeField = -1;
+constexpr int noBasePart = -1;
+
+rfm_FieldHandle const& baseField() {
+  static rfm_FieldHandle const field("##BaseClassOID", wholeField);
+  return field;
+}
+
+dbc_DatabaseConverter& converter() {
+  return omi_Singleton<dbc_DatabaseConverterHolder>::Instance().GetDatabaseConverter();
+}
+
+dbc_Utils& utils() {
+  return omi_Singleton<dbc_Utils>::Instance();
+}
+
+rfm_FieldHandle fieldOf(std::string const& name) {
+  return rfm_FieldHandle(cow_String(name), wholeField);
+}
+
+/// The contents of old models, seen under their class name. Made at the first row of the step from 203, kept
+/// until its end.
+class OldModels {
+public:
+  OldModels()
+      : table(converter().InputDatabase().GetInputTable(oldModelTypeId)),
+        view(converter().ClassView(oldModelName, *table, oldModelVersion, 0, -1)) {}
+  virtual ~OldModels() = default;
+  OldModels(OldModels const&) = delete;
+  OldModels& operator=(OldModels const&) = delete;
+
+  dbc_ClassView& View() const { return *view; }
+
+private:
+  std::unique_ptr<dbc_Table> table;
+  std::unique_ptr<dbc_ClassView> view;
+};
+
+std::unique_ptr<OldModels>& oldModels() {
+  static std::unique_ptr<OldModels> kept;
+  return kept;
+}
+
+void addEntry(dbc_Table& map, char const* key, unsigned classId, int oid) {
+  static rfm_FieldHandle const keyField("Key", wholeField);
+  static rfm_FieldHandle const classField("ClassID", wholeField);
+  static rfm_FieldHandle const oidField("OID", wholeField);
+  dbc_Row& entry = map.AppendRow();
+  entry.WriteFieldString(keyField, key);
+  entry.WriteFieldUnsigned(classField, classId);
+  entry.WriteFieldInt(oidField, oid);
+  map.FinishRow(entry);
+}
+
+void copyInt(dbc_Row const& from, dbc_Row& to, rfm_FieldHandle const& field) {
+  to.WriteFieldInt(field, from.ReadFieldInt(field));
+}
+
+/// Gives the model its steps.
+void moveSteps(dbc_Table& map, dbc_Row const& oldModel) {
+  static rfm_FieldHandle const stepsClass("steps#ClassID", wholeField);
+  if (!oldModel.IsPresent(stepsClass)) {
+    return;
+  }
+  std::unique_ptr<dbc_Table> const wrappers =
+      utils().CreateTempClassInOutputDatabase(stepsWrapperTypeId, stepsWrapperVersion);
+  dbc_Row& wrapper = wrappers->AppendRow();
+  int const wrapperRow = wrappers->Length() - 1;
+  copyInt(oldModel, wrapper, stepsClass);
+  for (char const* const field : {"steps#OID", "stepsorder#ClassID", "stepsorder#OID"}) {
+    copyInt(oldModel, wrapper, rfm_FieldHandle(field, wholeField));
+  }
+  wrapper.WriteFieldInt(baseField(), noBasePart);
+  wrappers->FinishRow(wrapper);
+  addEntry(map, stepCommand, stepsWrapperTypeId, wrapperRow);
+  converter().ClassView(stepsWrapperName, *wrappers, stepsWrapperViewVersion, 0, -1).reset();
+}
+
+/// Makes an extension around an old container, if the old model has it.
+void moveContainer(rom_Transporter& transporter, dbc_Table& map, dbc_Row const& oldModel,
+                   ddr_ModelContainerKind const& kind) {
+  static rfm_FieldHandle const extensionClass("extension#ClassID", wholeField);
+  static rfm_FieldHandle const extensionOid("extension#OID", wholeField);
+  rfm_FieldHandle const oldClass = fieldOf(std::string(kind.container) + "#ClassID");
+  if (!oldModel.IsPresent(oldClass)) {
+    return;
+  }
+  rfm_FieldHandle const oldOid = fieldOf(std::string(kind.container) + "#OID");
+  std::unique_ptr<dbc_Table> const extensions = utils().CreateClassInOutputDatabase(kind.typeId, transporter);
+  dbc_Row& extension = extensions->AppendRow();
+  int const extensionRow = extension.Index();
+  extension.WriteFieldInt(extensionClass, oldModel.ReadFieldInt(oldClass));
+  extension.WriteFieldInt(extensionOid, oldModel.ReadFieldInt(oldOid));
+  extension.WriteFieldInt(baseField(), noBasePart);
+  addEntry(map, kind.command, kind.typeId, extensionRow);
+  extensions->FinishRow(extension);
+}
+
+/// The handle of the collection whose header a reference of a row names; nothing when it names none.
+/// @param classField whose value must be that of collections; an old field that is not there is let pass
+std::optional<std::int64_t> handleOf(dbc_Table& headers, int row) {
+  static rfm_FieldHandle const target("Target#Handle", wholeField);
+  if (row < 0 || row >= headers.Length()) {
+    return std::nullopt;
+  }
+  dbc_Row const& header = headers.Row(row);
+  return header.IsPresent(target) ? std::optional(header.ReadFieldHandle(target)) : std::nullopt;
+}
+
+/// The collection of a model's extensions; nothing for a model without.
+/// @param tables gives the rows of a class
+template <class Tables>
+std::optional<std::int64_t> extensionsOf(dbc_Row const& model, Tables const& tables) {
+  static rfm_FieldHandle const instanceTable("instanceTable#OID", wholeField);
+  static rfm_FieldHandle const map("map#OID", wholeField);
+  if (!model.IsPresent(instanceTable)) {
+    return std::nullopt;
+  }
+  std::unique_ptr<dbc_Table> const instanceTables = tables(extensionTableTypeId);
+  dbc_Row const& instances = instanceTables->Row(model.ReadFieldInt(instanceTable));
+  if (!instances.IsPresent(map)) {
+    return std::nullopt;
+  }
+  return handleOf(*tables(mapTypeId), instances.ReadFieldInt(map));
+}
+
+/// The collection of a model's old connector properties: the first of its extensions that names one has it.
+std::optional<std::int64_t> connectorPropertiesOf(dbc_Row const& model) {
+  static rfm_FieldHandle const classField("ClassID", wholeField);
+  static rfm_FieldHandle const oidField("OID", wholeField);
+  static rfm_FieldHandle const container("connPropCont#OID", wholeField);
+  dbc_InputDatabase& input = converter().InputDatabase();
+  auto const tables = [&](unsigned typeId) { return input.GetInputTable(typeId); };
+  std::optional<std::int64_t> const extensions = extensionsOf(model, tables);
+  if (!extensions) {
+    return std::nullopt;
+  }
+  std::unique_ptr<dbc_Table> const entries = input.GetInputEntries(*extensions);
+  for (int index = 0; index < entries->Length(); ++index) {
+    dbc_Row const& entry = entries->Row(index);
+    unsigned const classId = entry.ReadFieldUnsigned(classField);
+    int const oid = entry.ReadFieldInt(oidField);
+    if (oid < 0 || !input.HasInputTable(classId)) {
+      continue;
+    }
+    std::unique_ptr<dbc_Table> const extensionRows = input.GetInputTable(classId);
+    if (extensionRows->Length() <= oid) {
+      continue;
+    }
+    dbc_Row const& extension = extensionRows->Row(oid);
+    if (extension.IsPresent(container)) {
+      return handleOf(*input.GetInputTable(mapTypeId), extension.ReadFieldInt(container));
+    }
+  }
+  return std::nullopt;
+}
+
+/// Sees to it that the model has a "section" extension.
+void wantSection(dbc_Row const& model) {
+  dbc_OutputDatabase& output = converter().OutputDatabase();
+  auto const tables = [&](unsigned typeId) { return output.GetOutputTable(typeId); };
+  std::optional<std::int64_t> const extensions = extensionsOf(model, tables);
+  if (!extensions || output.FindEntry(*extensions, sectionCommand)) {
+    return;
+  }
+  std::unique_ptr<dbc_Table> const sections =
+      utils().CreateClassInOutputDatabase(sectionTypeId, output.Transporter());
+  dbc_Row& section = sections->AppendRow();
+  section.WriteFieldInt(baseField(), noBasePart);
+  addEntry(*output.GetOutputEntries(*extensions), sectionCommand, sectionTypeId, section.Index());
+  sections->FinishRow(section);
+  converter().Supplied("instanceTable", "a section extension");
+}
+
+/// A text of an old connector property; renamed where it has another name now.
+cow_String textOf(dbc_Row const& property, char const* field, char const* oldText, char const* newText) {
+  cow_String const text = property.ReadFieldString(rfm_FieldHandle(field, wholeField));
+  return text == cow_String(oldText) ? cow_String(newText) : text;
+}
+
+void setEnum(dbc_Row& row, char const* field, char const* enumeration, cow_String const& value) {
+  utils().SetEnum(field, row, utils().CreateEnum(enumeration, value));
+}
+
+void convertConnectorProperty(dbc_Row const& property, dbc_Row& section) {
+  static rfm_FieldHandle const integration("integrationMethod", wholeField);
+  section.WriteFieldInt(baseField(), noBasePart);
+  setEnum(section, "assembledType", "assembledType",
+          property.ReadFieldString(rfm_FieldHandle("assmType", wholeField)));
+  setEnum(section, "rotationalType", "rotationalType",
+          textOf(property, "rotType", "PROJ_FLEX_TORS", "PROJECTION_FLEXION_TORSION"));
+  setEnum(section, "translationalType", "translationalType",
+          textOf(property, "transType", "PROJ_CARTESIAN", "PROJECTION_CARTESIAN"));
+  setEnum(section, "integration", "integration",
+          property.IsPresent(integration) ? textOf(property, "integrationMethod", "UNSET", unspecified)
+                                          : cow_String(unspecified));
+  for (char const* const name : referenceLengths) {
+    rfm_FieldHandle const field(name, wholeField);
+    double const value = property.IsPresent(field) ? property.ReadFieldDouble(field) : oldUnset;
+    section.WriteFieldDouble(field, value == oldUnset ? newUnset : value);
+  }
+}
+
+} // namespace
+
+void* ddr_convertModel203(dbc_Row const& input, dbc_Row& output, int) {
+  static rfm_FieldHandle const instanceTableClass("instanceTable#ClassID", wholeField);
+  static rfm_FieldHandle const instanceTableOid("instanceTable#OID", wholeField);
+  dbc_OutputDatabase& outputDatabase = converter().OutputDatabase();
+  rom_Transporter& transporter = outputDatabase.Transporter();
+  if (!oldModels()) {
+    oldModels() = std::make_unique<OldModels>();
+  }
+  if (input.IsPresent(instanceTableClass)) {
+    return nullptr;
+  }
+  std::unique_ptr<dbc_Table> const instanceTables =
+      utils().CreateClassInOutputDatabase(extensionTableTypeId, transporter);
+  dbc_Row& instanceTable = instanceTables->AppendRow();
+  output.WriteFieldUnsigned(instanceTableClass, extensionTableTypeId);
+  output.WriteFieldInt(instanceTableOid, instanceTables->Length() - 1);
+  std::unique_ptr<dbc_Table> map = utils().SetNewAttributeMapInOutputDatabase(instanceTable, "map");
+  converter().Supplied("instanceTable", "a new instance table");
+  dbc_ClassView& models = oldModels()->View();
+  if (int const count = models.RowCount(); count > 0) {
+    // Kept on purpose: the last row serves every model. Files of this release hold one such object in use.
+    dbc_Row& oldModel = models.Row(count - 1);
+    moveSteps(*map, oldModel);
+    for (ddr_ModelContainerKind const* kind = ddr_modelContainers; kind->container; ++kind) {
+      moveContainer(transporter, *map, oldModel, *kind);
+    }
+    instanceTables->FinishRow(instanceTable);
+    models.FinishRow(oldModel);
+  } else {
+    instanceTables->FinishRow(instanceTable);
+  }
+  map.reset();
+  return nullptr;
+}
+
+void* ddr_finalizeModel203(dbc_Table const&, dbc_Table&) {
+  oldModels().reset();
+  return nullptr;
+}
+
+void* ddr_convertModel401(dbc_Row const& input, dbc_Row& output, int) {
+  static rfm_FieldHandle const oidField("OID", wholeField);
+  std::optional<std::int64_t> const properties = connectorPropertiesOf(input);
+  if (!properties) {
+    return nullptr;
+  }
+  wantSection(output);
+  dbc_InputDatabase& inputDatabase = converter().InputDatabase();
+  std::unique_ptr<dbc_Table> const entries = inputDatabase.GetInputEntries(*properties);
+  std::unique_ptr<dbc_Table> oldProperties;
+  std::unique_ptr<dbc_Table> const sections =
+      utils().CreateClassInOutputDatabase(connectorSectionTypeId, converter().OutputDatabase().Transporter());
+  for (int index = 0; index < entries->Length(); ++index) {
+    if (!oldProperties) {
+      oldProperties = inputDatabase.GetInputTable(connectorPropertyTypeId);
+    }
+    dbc_Row const& property = oldProperties->Row(entries->Row(index).ReadFieldInt(oidField));
+    dbc_Row& section = sections->AppendRow();
+    convertConnectorProperty(property, section);
+    sections->FinishRow(section);
+    converter().Carried("instanceTable", "a connector property, as a connector section");
+  }
+  return nullptr;
+}
+
+void* ddr_convertModel857(dbc_Row const&, dbc_Row&, int) {
+  converter().Carried("", "connectors are carried as they are");
+  return nullptr;
+}
