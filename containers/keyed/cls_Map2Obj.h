@@ -49,6 +49,8 @@ public:
   bool IsMember(K const& key) const { return entries.ConstFind(key) != nullptr; }
   /// The record for reading; loads it when needed. Throws omu_AccessErrorException for a key that is nowhere.
   T const& ConstGet(K const& key) const;
+  /// The record for reading, or null for a key that is not a member; loads it when needed.
+  T const* ConstFind(K const& key) const;
   /// The tree of the entries; a handle in it is empty while its record is not loaded.
   Tree const& ConstTree() const noexcept { return entries; }
   /// Drops the record of a key from memory, unless it was changed or the collection lives in memory only. It
@@ -70,6 +72,9 @@ public:
   /// The record for writing; loads it when needed and counts it as changed. Throws omu_AccessErrorException
   /// for a key that is nowhere; nothing is changed then.
   T& Get(K const& key);
+  /// The record for writing, or null for a key that is not a member: nothing is changed then. Loads the
+  /// record when needed and counts it as changed.
+  T* Find(K const& key);
   /// Takes a key out. False when it is not there.
   bool Remove(K const& key);
   /// Takes every key out.
@@ -250,6 +255,24 @@ T const& cls_Map2Obj<K, T, V>::ConstGet(K const& key) const {
     }
   }
   return place->ConstGet();
+}
+
+template <class K, class T, class V>
+T const* cls_Map2Obj<K, T, V>::ConstFind(K const& key) const {
+  auto const* const entry = entries.ConstFind(key);
+  if (entry == nullptr) {
+    return nullptr;
+  }
+  return entry->Value().IsEmpty() ? &ConstGet(key) : &entry->Value().ConstGet();
+}
+
+template <class K, class T, class V>
+T* cls_Map2Obj<K, T, V>::Find(K const& key) {
+  if (ConstFind(key) == nullptr) {
+    return nullptr;
+  }
+  MarkChanged(key);
+  return &entries.Find(key)->Value().Get();
 }
 
 template <class K, class T, class V>

@@ -73,7 +73,7 @@ public:
   ddr_ShortcutImpl() = default;
   /// Reads nothing: the base part stores no field.
   explicit ddr_ShortcutImpl(cls_ReadVisitor const&) {}
-  ~ddr_ShortcutImpl() override = default;
+  ~ddr_ShortcutImpl() override;
 
   /// The target, for reading, in a thread's container of databases. Nothing is unshared.
   virtual T const& ConstGet(ddr_DdbContainer const& container) const = 0;
@@ -110,7 +110,7 @@ public:
       : impl(ReadImplementation(reader)), uid(reader.GetUid()) {}
   ddr_Shortcut(ddr_Shortcut const&) = default;
   ddr_Shortcut& operator=(ddr_Shortcut const&) = default;
-  ~ddr_Shortcut() override = default;
+  ~ddr_Shortcut() override;
 
   bool IsSet() const override { return !impl.IsEmpty(); }
   cow_String Name() const override { return Implementation().Name(); }
@@ -180,7 +180,7 @@ public:
       : parent(parentShortcut), uid(cls_Uid::Allocate()) {}
   explicit ddr_MemberShortcut(cls_ReadVisitor const& reader)
       : parent(cls_ReadVisitor(reader, "parent")), uid(reader.GetUid()) {}
-  ~ddr_MemberShortcut() override = default;
+  ~ddr_MemberShortcut() override;
 
   cow_String Name() const override { return cow_String(ddr_MemberOf<Coll>::Name()); }
   cow_String Path() const override {
@@ -211,7 +211,7 @@ public:
       : key(std::move(modelKey)), parent(parentShortcut), uid(cls_Uid::Allocate()) {}
   explicit ddr_DictionaryShortcut(cls_ReadVisitor const& reader)
       : key(reader.ReadString("name")), parent(cls_ReadVisitor(reader, "parent")), uid(reader.GetUid()) {}
-  ~ddr_DictionaryShortcut() override = default;
+  ~ddr_DictionaryShortcut() override;
 
   cow_String Name() const override { return key; }
   cow_String Path() const override {
@@ -247,6 +247,19 @@ using ddr_UserDataContainerInDdbShortcut = ddr_MemberShortcut<ddr_Ddb, ddr_UserD
 using ddr_ModelInModelContainerShortcut = ddr_DictionaryShortcut<ddr_ModelContainer, ddr_Model, 1>;
 
 // ---- template bodies ----
+
+// What is defaulted inside its class, every host would define anew.
+template <class T>
+ddr_ShortcutImpl<T>::~ddr_ShortcutImpl() = default;
+
+template <class T>
+ddr_Shortcut<T>::~ddr_Shortcut() = default;
+
+template <class Owner, class Coll, int Kind>
+ddr_MemberShortcut<Owner, Coll, Kind>::~ddr_MemberShortcut() = default;
+
+template <class Coll, class T, int Kind>
+ddr_DictionaryShortcut<Coll, T, Kind>::~ddr_DictionaryShortcut() = default;
 
 template <class T>
 auto ddr_Shortcut<T>::Implementation() const -> Impl const& {
@@ -299,22 +312,20 @@ void ddr_DictionaryShortcut<Coll, T, Kind>::DBWrite(cls_WriteVisitor const& writ
 
 template <class Coll, class T, int Kind>
 T const& ddr_DictionaryShortcut<Coll, T, Kind>::ConstGet(ddr_DdbContainer const& container) const {
-  Coll const& collection = parent.ConstGet(container);
-  auto const* const entry = collection.ConstTree().ConstFind(key);
-  if (entry == nullptr) {
+  T const* const found = parent.ConstGet(container).ConstFind(key);
+  if (found == nullptr) {
     Refuse(109);
   }
-  // A model in memory needs no second search.
-  return entry->Value().IsEmpty() ? collection.ConstGet(key) : entry->Value().ConstGet();
+  return *found;
 }
 
 template <class Coll, class T, int Kind>
 T& ddr_DictionaryShortcut<Coll, T, Kind>::Get(ddr_DdbContainer& container) const {
-  Coll& collection = parent.Get(container);
-  if (collection.ConstTree().ConstFind(key) == nullptr) {
+  T* const found = parent.Get(container).Find(key);
+  if (found == nullptr) {
     Refuse(121);
   }
-  return collection.Get(key);
+  return *found;
 }
 
 template <>

@@ -298,6 +298,34 @@ TEST_P(cls_Map2Obj_, UnknownKeyThrowsAndChangesNothing) {
   EXPECT_EQ(contents(map), "a b c ");
 }
 
+TEST_P(cls_Map2Obj_, ConstFindLoadsAMemberOnce) {
+  Map const map = bound();
+  EXPECT_EQ(map.ConstFind("b")->text, cow_String("B"));
+  EXPECT_EQ(map.ConstFind("b"), &map.ConstGet("b"));
+  EXPECT_EQ(store.TakeLog(), "open b; ");
+  EXPECT_FALSE(map.IsChanged());
+}
+
+TEST_P(cls_Map2Obj_, FindLoadsMarksAndUnshares) {
+  Map map = bound();
+  Map const copy = map;
+  map.Find("c")->text = "changed";
+  EXPECT_EQ(store.TakeLog(), "open c; ");
+  EXPECT_TRUE(map.IsChanged());
+  EXPECT_EQ(copy.ConstGet("c").text, cow_String("C"));
+  EXPECT_EQ(map.ConstGet("c").text, cow_String("changed"));
+}
+
+TEST_P(cls_Map2Obj_, FindingAnUnknownKeyAnswersNullAndAsksNobody) {
+  Map map = bound();
+  store.rows.emplace_back("d", "D");
+  EXPECT_EQ(map.ConstFind("d"), nullptr);
+  EXPECT_EQ(map.Find("d"), nullptr);
+  EXPECT_EQ(map.Find("x"), nullptr);
+  EXPECT_EQ(store.TakeLog(), "");
+  EXPECT_FALSE(map.IsChanged());
+}
+
 TEST_P(cls_Map2Obj_, KeyStoredByAnotherHolderIsFound) {
   Map const map = bound();
   store.rows.emplace_back("d", "D");
