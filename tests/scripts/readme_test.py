@@ -55,6 +55,12 @@ class Readme(unittest.TestCase):
         self.write("examples/ten.cpp", PROGRAM.replace("ten", "eleven"))
         self.refused_with("README.md shows examples/ten.cpp as it was")
 
+    def test_a_page_in_docs_is_checked_too(self):
+        self.write("docs/page.md", f"<!-- from examples/ten.cpp -->\n```cpp\n{PROGRAM}```\n")
+        self.assertEqual(self.run_check().returncode, 0)
+        self.write("docs/page.md", "<!-- from examples/ten.cpp -->\n```cpp\nint main() {}\n```\n")
+        self.refused_with("docs/page.md shows examples/ten.cpp as it was")
+
     def test_a_missing_example_is_refused(self):
         (self.root / "examples/ten.cpp").unlink()
         self.refused_with("README.md shows examples/ten.cpp, which does not exist")
