@@ -3,6 +3,7 @@
 #include "nex_Exception.h"
 #include "tool_Collection.h"
 #include "tool_Database.h"
+#include "tool_Diagnostics.h"
 #include "tool_Layout.h"
 #include "tool_Output.h"
 
@@ -16,6 +17,7 @@ namespace {
 
 struct Request {
   std::string file;
+  bool diagnostics = false;
   bool json = false;
 };
 
@@ -43,10 +45,10 @@ nlohmann::ordered_json versionsJson(tool_Layout const& layout) {
   return versions;
 }
 
-void printJson(std::string const& file, tool_Layout const& layout, tool_Database const& database) {
+void printJson(Request const& request, tool_Layout const& layout, tool_Database const& database) {
   ddr_Ddb const& record = database.Record();
   nlohmann::ordered_json answer;
-  answer["file"] = file;
+  answer["file"] = request.file;
   answer["name"] = database.Name();
   answer["description"] = record.GetDescription().View();
   answer["created"] = record.CreateTime().View();
@@ -62,6 +64,9 @@ void printJson(std::string const& file, tool_Layout const& layout, tool_Database
   answer["onlyUserDefinedData"] = record.GetOnlyHasUserDefinedData();
   answer["upwardsCompatible"] = record.checkUpwardsCompatibility();
   answer["writeCompatible"] = record.checkWriteCompatibility();
+  if (request.diagnostics) {
+    answer["diagnostics"] = tool_diagnosticsJson(record);
+  }
   tool_printJson(answer);
 }
 
@@ -81,10 +86,10 @@ std::string versionRows(tool_Layout const& layout) {
          tool_row("Layout", layout.Text());
 }
 
-void printText(std::string const& file, tool_Layout const& layout, tool_Database const& database) {
+void printText(Request const& request, tool_Layout const& layout, tool_Database const& database) {
   ddr_Ddb const& record = database.Record();
   std::string text = tool_row("Name", database.Name());
-  text += tool_row("File", file);
+  text += tool_row("File", request.file);
   text +=
       tool_row("Description", record.GetDescription().IsEmpty() ? "(none)" : record.GetDescription().View());
   text += tool_row("Created", record.CreateTime().View());
@@ -100,6 +105,9 @@ void printText(std::string const& file, tool_Layout const& layout, tool_Database
   text += tool_row("Only user-defined data", yesOrNo(record.GetOnlyHasUserDefinedData()));
   text += tool_row("Readable here", yesOrNo(record.checkUpwardsCompatibility()));
   text += tool_row("Writable here", yesOrNo(record.checkWriteCompatibility()));
+  if (request.diagnostics) {
+    text += tool_diagnosticsText(record);
+  }
   tool_print(text);
 }
 
@@ -131,9 +139,9 @@ void show(Request const& request) {
     return;
   }
   if (request.json) {
-    printJson(request.file, layout, *database);
+    printJson(request, layout, *database);
   } else {
-    printText(request.file, layout, *database);
+    printText(request, layout, *database);
   }
 }
 
@@ -143,6 +151,7 @@ void tool_offerInfo(CLI::App& app, tool_Command& command) {
   auto const request = std::make_shared<Request>();
   CLI::App* const verb = app.add_subcommand("info", "Show what a database is; never changes the file");
   verb->add_option("FILE", request->file, "The database")->required()->type_name("");
+  verb->add_flag("--diagnostics", request->diagnostics, "Show the messages kept with the database too");
   verb->add_flag("--json", request->json, "Answer in JSON");
   verb->callback([request, &command] { command = [request] { show(*request); }; });
 }
