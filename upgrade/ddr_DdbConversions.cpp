@@ -76,7 +76,8 @@ void* ddr_convertDdb203(dbc_Row const& input, dbc_Row& output, int) {
   rfm_FieldHandle const ddbVersion("ddbVersion", wholeField);
   if (!input.IsPresent(sequenceData)) {
     output.WriteFieldString(sequenceData, sequenceBeforeIdentifiers);
-    converter().Supplied("sequenceData", "the text that marks records older than the field");
+    converter().Supplied("sequenceData",
+                         "'prior to 2000_04_25-21.21.10 17429', the mark of records older than the field");
   }
   if (!input.IsPresent(onlyHasUserDefinedData)) {
     output.WriteFieldInt(onlyHasUserDefinedData, 0);

@@ -29,6 +29,7 @@ constexpr char const* stepCommand = "step";
 constexpr unsigned mapTypeId = 0x230002;
 constexpr unsigned sectionTypeId = 0x260003b;
 constexpr char const* sectionCommand = "section";
+constexpr char const* connectorProperties = "connPropCont";
 constexpr unsigned connectorPropertyTypeId = 0x2ac0003;
 constexpr unsigned connectorSectionTypeId = 0x2600045;
 constexpr char const* unspecified = "UNSPECIFIED";
@@ -169,6 +170,9 @@ std::optional<std::int64_t> connectorPropertiesOf(dbc_Row const& model) {
   static rfm_FieldHandle const oidField("OID", wholeField);
   static rfm_FieldHandle const container("connPropCont#OID", wholeField);
   dbc_InputDatabase& input = converter().InputDatabase();
+  if (!input.HasAttribute(connectorProperties)) {
+    return std::nullopt; // no need to look at every model
+  }
   auto const tables = [&](unsigned typeId) { return input.GetInputTable(typeId); };
   std::optional<std::int64_t> const extensions = extensionsOf(model, tables);
   if (!extensions) {
@@ -179,7 +183,7 @@ std::optional<std::int64_t> connectorPropertiesOf(dbc_Row const& model) {
     dbc_Row const& entry = entries->Row(index);
     unsigned const classId = entry.ReadFieldUnsigned(classField);
     int const oid = entry.ReadFieldInt(oidField);
-    if (oid < 0 || !input.HasInputTable(classId)) {
+    if (oid < 0 || !input.HasAttribute(classId, connectorProperties)) {
       continue;
     }
     std::unique_ptr<dbc_Table> const extensionRows = input.GetInputTable(classId);

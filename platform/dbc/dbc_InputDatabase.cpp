@@ -3,11 +3,32 @@
 #include "dbc_Schedule.h"
 #include "dbc_Tables.h"
 
+#include <algorithm>
+
+namespace {
+
+bool hasAttribute(rfm_ClassEntry const& listed, std::string_view wanted) {
+  return std::any_of(listed.attributes.begin(), listed.attributes.end(),
+                     [&](rfm_AttributeEntry const& attribute) { return attribute.name.View() == wanted; });
+}
+
+} // namespace
+
 dbc_InputDatabase::dbc_InputDatabase(rfm_Database const& oldFile, rfm_Database const& newFile)
     : source(oldFile), working(newFile) {}
 
 bool dbc_InputDatabase::HasInputTable(unsigned typeId) const {
   return source.FindClass(typeId) || working.FindClass(typeId);
+}
+
+bool dbc_InputDatabase::HasAttribute(unsigned typeId, std::string_view attribute) const {
+  rfm_ClassEntry const* const listed = working.FindClass(typeId);
+  return listed && hasAttribute(*listed, attribute);
+}
+
+bool dbc_InputDatabase::HasAttribute(std::string_view attribute) const {
+  return std::any_of(working.Classes().begin(), working.Classes().end(),
+                     [&](rfm_ClassEntry const& listed) { return hasAttribute(listed, attribute); });
 }
 
 std::unique_ptr<dbc_Table> dbc_InputDatabase::GetInputTable(unsigned typeId) const {

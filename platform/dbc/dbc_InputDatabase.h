@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <memory>
 #include <set>
+#include <string_view>
 
 /// The classes and collections as they are before the step under way. Never changed through it.
 class DDR_API dbc_InputDatabase {
@@ -18,6 +19,10 @@ public:
 
   /// Whether the class is listed, with rows or without.
   bool HasInputTable(unsigned typeId) const;
+  /// Whether a listed class has an attribute of that name. Costs a look at the class list.
+  bool HasAttribute(unsigned typeId, std::string_view attribute) const;
+  /// Whether any class has an attribute of that name. Costs a look at the whole class list.
+  bool HasAttribute(std::string_view attribute) const;
   /// The rows of a class. The caller owns the table.
   /// @throws rfm_Exception when no such class is listed
   std::unique_ptr<dbc_Table> GetInputTable(unsigned typeId) const;

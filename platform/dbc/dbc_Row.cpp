@@ -7,6 +7,13 @@
 #include <algorithm>
 #include <string>
 
+namespace {
+
+constexpr std::string_view baseField = "##BaseClassOID";
+constexpr int noBasePart = -1;
+
+} // namespace
+
 dbc_Row::~dbc_Row() = default;
 
 rfm_Row const* dbc_Row::Holder(rfm_FieldHandle const& field) const noexcept {
@@ -93,6 +100,9 @@ cow_String dbc_Row::ReadFieldString(rfm_FieldHandle const& field) const {
 }
 
 void dbc_Row::WriteFieldInt(rfm_FieldHandle const& field, int value) {
+  if (value == noBasePart && field.Name().View() == baseField && stored && !stored->Row().HasField(field)) {
+    return; // the class has no base part, so there is nothing to say about it
+  }
   changed = true;
   rfm_Row* const row = Holder(field);
   row ? row->WriteFieldInt(field, value) : SetLoose(field, rfm_AttributeKind_Integer, std::int64_t{value});

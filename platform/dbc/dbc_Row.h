@@ -38,7 +38,8 @@ public:
   cow_String ReadFieldString(rfm_FieldHandle const& field) const;
   /// @}
 
-  /// @{ Change a value. A field that the layout has not throws.
+  /// @{ Change a value. A field that the layout has not throws; only -1 for "##BaseClassOID", no base part,
+  /// is left out where the class has none.
   void WriteFieldInt(rfm_FieldHandle const& field, int value);
   void WriteFieldUnsigned(rfm_FieldHandle const& field, unsigned value);
   void WriteFieldHandle(rfm_FieldHandle const& field, std::int64_t value);

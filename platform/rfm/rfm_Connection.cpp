@@ -201,7 +201,7 @@ void rfm_Connection::Open(std::string const& path, Mode mode) {
   snapshot = false;
   int const access = mode == Mode::Read    ? SQLITE_OPEN_READONLY
                      : mode == Mode::Write ? SQLITE_OPEN_READWRITE
-                                           : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
+                                           : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_URI;
   int const result = sqlite3_open_v2(
       path.c_str(), &database,
       access | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE | SQLITE_OPEN_EXRESCODE, nullptr);

@@ -11,11 +11,14 @@
 namespace {
 
 // Rows between two reports, and SQLite's steps between two questions.
-constexpr std::int64_t rowsBetweenReports = 4096;
+constexpr std::int64_t rowsBetweenReports = 16384;
 constexpr int stepsBetweenQuestions = 200000;
 
 // Enough for the tables that a conversion writes side by side [KiB].
 constexpr char const* cacheSize = "PRAGMA cache_size = -8192";
+
+// The old file beside the new one, in the SQL of the new one's connection.
+constexpr char const* attachedName = "old.";
 
 constexpr std::string_view retiredName = "retired_rows";
 
@@ -33,6 +36,23 @@ int ask(void* given) {
     question.thrown = std::current_exception();
     return 1;
   }
+}
+
+// A path as SQLite takes it together with the wish to read only.
+std::string readOnlyAddress(char const* path) {
+  constexpr std::string_view digits = "0123456789ABCDEF";
+  std::string address = "file:";
+  for (char const* letter = path ? path : ""; *letter != 0; ++letter) {
+    auto const byte = static_cast<unsigned char>(*letter);
+    bool const isPlain = (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') ||
+                         (byte >= '0' && byte <= '9') || byte == '/' || byte == '.' || byte == '_';
+    if (isPlain) {
+      address += *letter;
+    } else {
+      address += {'%', digits[byte >> 4U], digits[byte & 15U]};
+    }
+  }
+  return address + "?mode=ro";
 }
 
 std::int64_t count(rfm_DatabaseNode& database, std::string_view table, cow_String const* className) {
@@ -64,6 +84,12 @@ rfm_Rebuild::rfm_Rebuild(rfm_Database const& source, rfm_Database& made) : from(
   }
   connection.Execute(cacheSize);
   connection.Execute("PRAGMA temp_store = file"); // sorting for an index must not take all memory
+  sqlite3_limit(connection.Database(), SQLITE_LIMIT_ATTACHED, 1);
+  std::string const address = readOnlyAddress(sqlite3_db_filename(from->Connection().Database(), "main"));
+  rfm_Statement statement;
+  rfm_Run attach(connection, statement, std::string_view("ATTACH ?1 AS old"));
+  attach.Bind(1, std::string_view(address));
+  attach.Step();
 }
 
 rfm_Rebuild::~rfm_Rebuild() = default;
@@ -110,24 +136,57 @@ std::int64_t rfm_Rebuild::CopyRows(unsigned typeId, Watch const& watch) {
     return 0;
   }
   source->WantColumns();
+  CheckRowNumbers(*source);
   to->MakeTable(typeId, source->layout->columns);
   std::shared_ptr<rfm_TableShape> const target = to->ShapeOf(typeId);
-  target->WantColumns();
-  return Copy(source->SelectSql(" ORDER BY " + rfm_quote(rfm_RowColumn)), target->InsertSql(),
-              &source->className, static_cast<int>(source->layout->columns.size()) + 2, watch);
+  std::string const rowColumn = rfm_quote(rfm_RowColumn);
+  std::string columns = rowColumn + ", " + rfm_quote(rfm_UidColumn);
+  for (cow_String const& column : source->layout->columns) {
+    columns += ", " + rfm_quote(column.View());
+  }
+  Move move;
+  move.className = &source->className;
+  move.keys = 1;
+  move.insert = "INSERT INTO main." + rfm_quote(target->table.View()) + "(" + columns + ") SELECT " +
+                columns + " FROM " + attachedName + rfm_quote(source->table.View()) + " WHERE " + rowColumn +
+                " > ?1 ORDER BY " + rowColumn + " LIMIT ?2";
+  move.last = "SELECT max(" + rowColumn + ") FROM main." + rfm_quote(target->table.View());
+  move.walk = "SELECT " + columns + " FROM " + rfm_quote(source->table.View()) + " ORDER BY " + rowColumn;
+  return Copy(move, watch);
+}
+
+// SQLite finds the first and the last row without a walk.
+void rfm_Rebuild::CheckRowNumbers(rfm_TableShape const& shape) const {
+  std::string const rowColumn = rfm_quote(rfm_RowColumn);
+  for (char const* const end : {"min(", "max("}) {
+    rfm_Statement statement;
+    rfm_Run run(from->Connection(), statement,
+                "SELECT " + std::string(end) + rowColumn + ") FROM " + rfm_quote(shape.table.View()),
+                {&shape.className});
+    run.Step();
+    std::int64_t const row = sqlite3_column_int64(run.Get(), 0);
+    if (row < 0 || row >= std::numeric_limits<int>::max()) {
+      from->ThrowDamaged("a row number that cannot be is stored there", {&shape.className, row});
+    }
+  }
 }
 
 std::int64_t rfm_Rebuild::CopyEntries(Watch const& watch) {
   to->Connection().WantTransaction();
-  std::int64_t const copied =
-      Copy("SELECT handle, position, Key, ClassID, OID FROM ddr_entry ORDER BY handle, position",
-           "INSERT INTO ddr_entry VALUES(?1, ?2, ?3, ?4, ?5)", nullptr, 5, watch);
+  Move move;
+  move.keys = 2;
+  move.insert = "INSERT INTO main.ddr_entry SELECT handle, position, Key, ClassID, OID FROM " +
+                std::string(attachedName) +
+                "ddr_entry WHERE (handle, position) > (?1, ?2) ORDER BY handle, position LIMIT ?3";
+  move.last = "SELECT handle, position FROM main.ddr_entry ORDER BY handle DESC, position DESC LIMIT 1";
+  move.walk = "SELECT handle, position, Key, ClassID, OID FROM ddr_entry ORDER BY handle, position";
+  std::int64_t const copied = Copy(move, watch);
   rfm_Statement readStatement;
   rfm_Run read(from->Connection(), readStatement, std::string_view("SELECT next_handle FROM ddr_header"));
   if (read.Step()) {
     rfm_Statement writeStatement;
     rfm_Run write(to->Connection(), writeStatement,
-                  std::string_view("UPDATE ddr_header SET next_handle = ?1"));
+                  std::string_view("UPDATE main.ddr_header SET next_handle = ?1"));
     write.Bind(1, from->CheckedInteger(read.Get(), 0, 1, std::int64_t{1} << 62,
                                        "the next collection handle in its header is not valid"));
     write.Change();
@@ -136,50 +195,59 @@ std::int64_t rfm_Rebuild::CopyEntries(Watch const& watch) {
   return copied;
 }
 
-std::int64_t rfm_Rebuild::Copy(std::string const& select, std::string const& insert,
-                               cow_String const* className, int columns, Watch const& watch) {
-  rfm_Statement selectStatement;
+// Portion by portion inside SQLite. The key of the last row of one portion begins the next.
+std::int64_t rfm_Rebuild::Copy(Move const& move, Watch const& watch) {
+  rfm_Connection& connection = to->Connection();
   rfm_Statement insertStatement;
-  std::int64_t last = -1;
+  rfm_Statement lastStatement;
+  rfm_Subject const subject{move.className};
   std::int64_t copied = 0;
-  selectStatement.Prepare(from->Connection(), select);
-  insertStatement.Prepare(to->Connection(), insert);
-  sqlite3_stmt* const reader = selectStatement.Get();
-  sqlite3_stmt* const writer = insertStatement.Get();
-  int result = SQLITE_ROW;
-  while ((result = sqlite3_step(reader)) == SQLITE_ROW) {
-    if (className) {
-      last = sqlite3_column_int64(reader, 0);
-      if (last < 0 || last >= std::numeric_limits<int>::max()) {
-        from->ThrowDamaged("a row number that cannot be is stored there", {className, last});
-      }
-      int const uidType = sqlite3_column_type(reader, 1);
-      if (uidType != SQLITE_NULL &&
-          (uidType != SQLITE_BLOB || sqlite3_column_bytes(reader, 1) != static_cast<int>(sizeof(rfm_Uid)))) {
-        from->ThrowDamaged("an identity that is not one is stored there", {className, last, rfm_UidColumn});
+  for (;;) {
+    rfm_Run insert(connection, insertStatement, move.insert, subject);
+    {
+      rfm_Run last(connection, lastStatement, move.last, subject);
+      bool const isFirst = copied == 0;
+      last.Step();
+      for (int key = 0; key < move.keys; ++key) {
+        if (isFirst) {
+          insert.Bind(key + 1, move.keys == 1 ? std::int64_t{-1} : std::numeric_limits<std::int64_t>::min());
+        } else {
+          sqlite3_bind_value(insert.Get(), key + 1, sqlite3_column_value(last.Get(), key));
+        }
       }
     }
-    for (int column = 0; column < columns; ++column) {
-      int const bound = sqlite3_bind_value(writer, column + 1, sqlite3_column_value(reader, column));
-      if (bound != SQLITE_OK) {
-        to->Connection().Fail(bound, {className, last});
-      }
+    insert.Bind(move.keys + 1, rowsBetweenReports);
+    std::int64_t moved = 0;
+    try {
+      moved = insert.Change();
+    } catch (rfm_Exception const&) {
+      BlameSource(move);
+      throw;
     }
-    sqlite3_step(writer);
-    int const written = sqlite3_reset(writer);
-    if (written != SQLITE_OK) {
-      to->Connection().Fail(written, {className, last});
+    if (moved == 0) {
+      break;
     }
-    if (++copied % rowsBetweenReports == 0 && watch) {
+    copied += moved;
+    from->Connection().statistics.rowsRead += static_cast<std::uint64_t>(moved);
+    if (watch) {
       watch(copied);
     }
   }
-  if (result != SQLITE_DONE) {
-    from->Connection().Fail(result, {className, className ? last + 1 : -1});
-  }
-  from->Connection().statistics.rowsRead += static_cast<std::uint64_t>(copied);
-  to->Connection().statistics.rowsWritten += static_cast<std::uint64_t>(copied);
   return copied;
+}
+
+// The failure of a copy does not tell which of the two files is damaged: walks over what was to be read.
+void rfm_Rebuild::BlameSource(Move const& move) const {
+  rfm_Statement statement;
+  statement.Prepare(from->Connection(), move.walk);
+  std::int64_t row = -1;
+  int result = SQLITE_ROW;
+  while ((result = sqlite3_step(statement.Get())) == SQLITE_ROW) {
+    row = sqlite3_column_int64(statement.Get(), 0);
+  }
+  if (result != SQLITE_DONE) {
+    from->Connection().Fail(result, {move.className, move.className ? row + 1 : -1});
+  }
 }
 
 void rfm_Rebuild::ChangeClass(rfm_ClassEntry const& description) {

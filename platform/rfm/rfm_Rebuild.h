@@ -73,8 +73,18 @@ public:
   void WhileAsking(std::function<void()> const& work, std::function<void()> const& alive);
 
 private:
-  std::int64_t Copy(std::string const& select, std::string const& insert, cow_String const* className,
-                    int columns, Watch const& watch);
+  /// How the rows of one table are copied.
+  struct Move {
+    cow_String const* className = nullptr; // null: entries
+    int keys = 0;                          // how many columns say where a portion begins
+    std::string insert;                    // copies a portion: the keys, and how many rows
+    std::string last;                      // the keys of the last row that was copied
+    std::string walk;                      // reads the same from the old file
+  };
+
+  void CheckRowNumbers(rfm_TableShape const& shape) const;
+  std::int64_t Copy(Move const& move, Watch const& watch);
+  void BlameSource(Move const& move) const;
 
   std::shared_ptr<rfm_DatabaseNode> from;
   std::shared_ptr<rfm_DatabaseNode> to;
