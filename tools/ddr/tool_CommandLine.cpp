@@ -10,6 +10,7 @@
 #include "tool_Path.h"
 #include "tool_RepairName.h"
 #include "tool_Report.h"
+#include "tool_Upgrade.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -121,6 +122,7 @@ int run(int argumentCount, char** arguments) {
   tool_offerChange(app, command, tool_Collection::Models);
   tool_offerChange(app, command, tool_Collection::Results);
   tool_offerChange(app, command, tool_Collection::UserData);
+  tool_offerUpgrade(app, command);
   app.footer(examples); // last, or the verbs would have it too
 
   try {
