@@ -150,6 +150,7 @@ void dbc_ClassPass::ConvertRow() {
   dbc_Row const inputRow(number, *input);
   dbc_Row outputRow(number, *output);
   converter.dropped.clear();
+  converter.OutputDatabase().SetOwner(from.Uid());
   output->ClearRow();
   if (inPlace) {
     to.CopyFieldsFrom(from);

@@ -1,5 +1,6 @@
 #include "dbc_OutputDatabase.h"
 
+#include "cls_Uid.h"
 #include "dbc_Schedule.h"
 #include "dbc_Tables.h"
 #include "rom_Transporter.h"
@@ -31,6 +32,34 @@ std::string madeUpName(unsigned typeId) {
 
 cow_String withSuffix(cow_String const& attribute, std::string_view suffix) {
   return cow_String(std::string(attribute.View()).append(suffix));
+}
+
+// Spreads the bits of a number over all others; no two numbers give the same.
+std::uint64_t mix(std::uint64_t number) {
+  number = (number ^ (number >> 30U)) * 0xbf58476d1ce4e5b9U;
+  number = (number ^ (number >> 27U)) * 0x94d049bb133111ebU;
+  return number ^ (number >> 31U);
+}
+
+// An identity for a row that is added on behalf of an object: another one for each object, class and row.
+rfm_Uid identityOf(rfm_Uid const& owner, unsigned typeId, int row) {
+  std::uint64_t high = 0;
+  std::uint64_t low = 0;
+  for (std::size_t place = 0; place < owner.size() / 2; ++place) {
+    high = high << 8U | owner[place];
+    low = low << 8U | owner[place + owner.size() / 2];
+  }
+  std::uint64_t const added = std::uint64_t{typeId} << 32U | static_cast<std::uint32_t>(row);
+  high = mix(high + mix(low + mix(added)));
+  low = mix(low ^ mix(high ^ added));
+  rfm_Uid uid{};
+  for (std::size_t place = uid.size() / 2; place-- > 0;) {
+    uid[place] = static_cast<std::uint8_t>(high);
+    uid[place + uid.size() / 2] = static_cast<std::uint8_t>(low);
+    high >>= 8U;
+    low >>= 8U;
+  }
+  return uid;
 }
 
 // Adds the attribute that a stored field belongs to.
@@ -196,6 +225,7 @@ void dbc_OutputDatabase::Store(unsigned typeId, dbc_Row& row) {
     row.stored->UpdateRow(row.index);
     return;
   }
+  row.stored->Row().SetUid(owner ? identityOf(*owner, typeId, row.index) : cls_Uid::Allocate().Stored());
   row.stored->InsertRow(row.index);
   row.isNew = false;
   ClassState& state = StateOf(typeId);

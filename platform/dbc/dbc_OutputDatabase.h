@@ -76,6 +76,9 @@ private:
   std::unique_ptr<dbc_Row> ExistingRow(unsigned typeId, int index);
   void Store(unsigned typeId, dbc_Row& row);
   void WantFieldsOf(unsigned typeId, dbc_Row const& row);
+  /// Says which object the rows that are added from now on belong to: their identities follow from its own,
+  /// so that converting a file again gives the same ones.
+  void SetOwner(std::optional<rfm_Uid> const& uid) { owner = uid; }
   /// Takes over what a pass over the rows of a class found out: the next free row.
   void BeginPass(unsigned typeId, int nextRow);
   friend class dbc_ClassPass;
@@ -87,4 +90,5 @@ private:
   std::set<unsigned> nameless;
   std::set<unsigned> touched;
   std::int64_t entriesAdded = 0;
+  std::optional<rfm_Uid> owner;
 };
