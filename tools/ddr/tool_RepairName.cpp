@@ -104,10 +104,10 @@ void repair(Request const& request) {
       rfm_Database::Open(rfm_File::Open(cow_String(request.file), utl_FileAccess::Write, true), "D0");
   opened.Bind();
   rom_UtlDatabase database(opened);
+  Names const names = look(request, database);
   if (!request.json) {
     tool_print(fmt::format("Note: {}\n", notice));
   }
-  Names const names = look(request, database);
   if (names.Wrong() > 0) {
     ddr_FixPS::FixPersistentString(database);
   }

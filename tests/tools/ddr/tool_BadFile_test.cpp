@@ -1,6 +1,7 @@
 // Tests of what every verb says of files that it cannot use.
 #include "tool_Test.h"
 
+#include <algorithm>
 #include <array>
 #include <gmock/gmock.h>
 #include <sqlite3.h>
@@ -121,14 +122,16 @@ TEST_P(BadFileTest, BesideAnotherProcessThatWillChangeItOnlyChangesAreRefused) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Verbs, BadFileTest,
-                         testing::Values(Words{"info", "a.ddr"}, Words{"ls", "a.ddr"},
-                                         Words{"model", "add", "a.ddr", "X"},
+                         testing::Values(Words{"info", "a.ddr"}, Words{"ls", "a.ddr"}, Words{"path", "a.ddr"},
+                                         Words{"repair-name", "a.ddr"}, Words{"model", "add", "a.ddr", "X"},
                                          Words{"model", "rm", "a.ddr", "A"},
                                          Words{"result", "add", "a.ddr", "X"},
                                          Words{"userdata", "add", "a.ddr", "X"}),
                          [](auto const& verb) {
                            Words const& words = verb.param;
-                           return words.size() == 2 ? words[0] : words[0] + "_" + words[1];
+                           std::string name = words.size() == 2 ? words[0] : words[0] + "_" + words[1];
+                           std::replace(name.begin(), name.end(), '-', '_');
+                           return name;
                          });
 
 TEST_F(tool_Test, ANameWithControlCharactersIsEscapedInFailures) {

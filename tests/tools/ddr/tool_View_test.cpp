@@ -46,6 +46,7 @@ TEST_F(ViewTest, InfoShowsEveryRow) {
                            "Analysis version        Unknown Version\n"
                            "Database version        891\n"
                            "Class versions          ddr_Ddb [0-9]+, ddr_Model [0-9]+\n"
+                           "Layout                  current\n"
                            "Models                  3\n"
                            "Results                 2\n"
                            "User data               1\n"
@@ -69,7 +70,8 @@ TEST_F(ViewTest, InfoJsonHasEveryField) {
   EXPECT_EQ(answer["onlyUserDefinedData"], false);
   EXPECT_EQ(answer["upwardsCompatible"], true);
   EXPECT_EQ(answer["writeCompatible"], true);
-  EXPECT_EQ(answer.size(), 13U);
+  EXPECT_EQ(answer["olderLayout"], false);
+  EXPECT_EQ(answer.size(), 14U);
 }
 
 TEST_F(ViewTest, InfoShowsTheClassVersionsOfTheFile) {
@@ -135,6 +137,52 @@ TEST_F(ViewTest, NamesAreEscapedInTextAndExactInJson) {
   EXPECT_THAT(done({"info", "b.ddr"}), HasSubstr("Description             a\\x1b[31m\\n\\u202e\xc3\xa9\n"));
   EXPECT_EQ(json({"ls", "b.ddr"})["models"], nlohmann::json({name}));
   EXPECT_EQ(json({"info", "b.ddr"})["description"], name);
+}
+
+TEST_F(ViewTest, InfoShowsDiagnosticsWhenAsked) {
+  change([](ddr_Ddb& record) {
+    record.GetDiagnosticData().Append(86400, dia_Severity::Information, "begun");
+    record.GetDiagnosticData().Append(-5, dia_Severity::Warning, "a\nb");
+    record.GetDiagnosticData().Append(0x7fffffff, dia_Severity::Error, "");
+  });
+  std::string const text = done({"info", "a.ddr", "--diagnostics"});
+  EXPECT_THAT(text.substr(text.find("Diagnostics")),
+              MatchesRegex("Diagnostics \\(3\\)\n"
+                           "  [A-Za-z]{3} Jan [^\n]+ 1970  information  begun\n"
+                           "  [^\n]+ 19(69|70)  warning      a\\\\nb\n"
+                           "  [^\n]+ 2038  error        \n"));
+  nlohmann::json const messages = json({"info", "a.ddr", "--diagnostics"})["diagnostics"];
+  ASSERT_EQ(messages.size(), 3U);
+  EXPECT_EQ(messages[1]["seconds"], -5);
+  EXPECT_EQ(messages[1]["severity"], "warning");
+  EXPECT_EQ(messages[1]["text"], "a\nb");
+  EXPECT_THAT(messages[2]["time"].get<std::string>(), HasSubstr("2038"));
+  EXPECT_FALSE(json({"info", "a.ddr"}).contains("diagnostics"));
+}
+
+TEST_F(ViewTest, NoMessagesAndNoDiagnosticDataAreToldApart) {
+  EXPECT_THAT(done({"info", "a.ddr", "--diagnostics"}), HasSubstr("\nDiagnostics (0)\n"));
+  EXPECT_EQ(json({"info", "a.ddr", "--diagnostics"})["diagnostics"], nlohmann::json::array());
+  runSql(folder.path("a.ddr"),
+         R"(UPDATE class_ddr_Ddb SET "diagnosticData#ClassID" = NULL, "diagnosticData#OID" = NULL)");
+  EXPECT_THAT(done({"info", "a.ddr", "--diagnostics"}),
+              HasSubstr("\nDiagnostics             (the database has no diagnostic data)\n"));
+  EXPECT_EQ(json({"info", "a.ddr", "--diagnostics"})["diagnostics"], nlohmann::json());
+}
+
+TEST_F(ViewTest, MalformedDiagnosticsAreAnsweredWithASentence) {
+  change([](ddr_Ddb& record) { record.GetDiagnosticData().Append(1, dia_Severity::Error, "x"); });
+  runSql(folder.path("a.ddr"), "UPDATE class_dia_Message SET severity = 7");
+  EXPECT_THAT(refused({"info", "a.ddr", "--diagnostics"}),
+              HasSubstr("severity 7 is none that this release knows"));
+}
+
+TEST_F(ViewTest, TimesBefore1970AreShownAndTimesBeyond2038Refused) {
+  runSql(folder.path("a.ddr"), "UPDATE class_ddr_Ddb SET modifyTime = -100000000");
+  EXPECT_THAT(row("Modified"), HasSubstr("1966"));
+  runSql(folder.path("a.ddr"), "UPDATE class_ddr_Ddb SET modifyTime = 5000000000");
+  EXPECT_THAT(refused({"info", "a.ddr"}),
+              HasSubstr("class 'ddr_Ddb', row 3, field 'modifyTime': it is damaged"));
 }
 
 TEST_F(ViewTest, ViewingWritesNothing) {
