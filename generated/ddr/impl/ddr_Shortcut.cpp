@@ -69,7 +69,7 @@ constexpr char const* pathPattern = R"(ddbCont\[\'(.*?)\'\]\.(.*?)$)";
 
 cow_String pythonPath(ddr_ShortcutBaseImpl const& shortcut) {
   cow_String const path = shortcut.Path();
-  std::string const file(ddr_Root::Instance().GetFileName(shortcut.DdbName()).View());
+  cow_String const file = ddr_Root::Instance().GetFileName(shortcut.DdbName());
   if (!path.View().starts_with(containerPrefix)) {
     return path;
   }
@@ -81,8 +81,10 @@ cow_String pythonPath(ddr_ShortcutBaseImpl const& shortcut) {
   }
   utl_Version const& product = omi_Singleton<utl_Version>::Instance();
   bool const inSession = product.IsProductStudio() || product.IsProductLens();
-  return cow_String(std::string_view((inSession ? "session." : "") + ("openOdb(r'" + file) + "')." +
-                                     std::string(rest.Text())));
+  std::string expression(inSession ? "session." : "");
+  expression.reserve(expression.size() + file.Length() + rest.Text().size() + 16);
+  expression.append("openOdb(r'").append(file.View()).append("').").append(rest.Text());
+  return cow_String(expression);
 }
 
 } // namespace
