@@ -2,6 +2,7 @@
 #include "fault_vfs.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <sqlite3.h>
 #include <stdexcept>
@@ -17,6 +18,7 @@ struct State {
   int errorNumber = 0;
   bool lasting = false;
   int lastError = 0;
+  int killAt = 0;
 };
 
 State state;
@@ -26,6 +28,9 @@ sqlite3_vfs layer{};
 // True when the request shall fail.
 bool count() {
   ++state.changes;
+  if (state.changes == state.killAt) {
+    std::raise(SIGKILL);
+  }
   bool const fails =
       state.failAt > 0 && (state.lasting ? state.changes >= state.failAt : state.changes == state.failAt);
   if (fails) {
@@ -195,6 +200,11 @@ void fault_vfs::fail_at(int request, int errorNumber, bool lasting) noexcept {
   state.failAt = request;
   state.errorNumber = errorNumber;
   state.lasting = lasting;
+}
+
+void fault_vfs::kill_at(int request) noexcept {
+  reset();
+  state.killAt = request;
 }
 
 int fault_vfs::changes() const noexcept {

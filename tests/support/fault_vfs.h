@@ -20,6 +20,10 @@ public:
   /// @param lasting whether all later requests fail too, or this one alone
   void fail_at(int request, int errorNumber, bool lasting) noexcept;
 
+  /// The process is killed instead of the n-th request that changes the device.
+  /// @param request [from 1] of those counted since the last reset
+  void kill_at(int request) noexcept;
+
   /// Requests that change the device: writes, syncs, truncations, deletions, opening of journals.
   int changes() const noexcept;
   /// Requests to write.

@@ -175,6 +175,10 @@ stored_rows stored_file::rows(std::string const& className) const {
   return found;
 }
 
+stored_fields stored_file::row(std::string const& className, long long number) const {
+  return rows(className).at(number);
+}
+
 std::string stored_file::field(std::string const& className, long long row, std::string const& name) const {
   std::string const table = tableOf(className);
   return table.empty() ? "nothing"

@@ -39,6 +39,8 @@ public:
   std::vector<std::string> attributes(std::string const& className) const;
   /// The rows of a class; none for a class that has no table.
   stored_rows rows(std::string const& className) const;
+  /// One row of a class. Throws std::out_of_range when it is not there.
+  stored_fields row(std::string const& className, long long number) const;
   /// One field of one row.
   std::string field(std::string const& className, long long row, std::string const& name) const;
   /// The entries of a collection in order: "Beam 0x220007 0".

@@ -95,7 +95,7 @@ INSERT INTO ddr_entry VALUES
   (4, 0, 'Beam', 0x220007, 0),
   (8, 0, 'Initial', 0x2a50003, 0),
   (8, 1, 'Step-1', 0x2a50003, 1),
-  (9, 0, 'b', 0x2a50010, 5),
+  (9, 0, 'b', 0x2a50010, 0),
   (9, 4, 'a', 0x2a50010, 0);
 
 CREATE TABLE "class_ddr_Ddb"("row" INTEGER PRIMARY KEY, "#uid" BLOB, "models#ClassID" INTEGER,

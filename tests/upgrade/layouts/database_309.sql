@@ -112,7 +112,7 @@ INSERT INTO ddr_entry VALUES
   (7, 1, '', 0x240002, 1),
   (9, 0, 'Initial', 0x2a50003, 0),
   (9, 1, 'Step-1', 0x2a50003, 1),
-  (10, 0, 'b', 0x2a50010, 5),
+  (10, 0, 'b', 0x2a50010, 0),
   (10, 4, 'a', 0x2a50010, 0);
 
 CREATE TABLE "class_ddr_Ddb"("row" INTEGER PRIMARY KEY, "#uid" BLOB, "models#ClassID" INTEGER,

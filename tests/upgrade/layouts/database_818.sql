@@ -5,7 +5,7 @@ BEGIN;
 
 CREATE TABLE ddr_header(name TEXT NOT NULL, description TEXT NOT NULL, creation_time INTEGER,
   next_handle INTEGER NOT NULL);
-INSERT INTO ddr_header VALUES('D0', 'Header of database_818', 951782400, 21);
+INSERT INTO ddr_header VALUES('D0', 'Header of database_818', 951782400, 23);
 
 CREATE TABLE ddr_class("row" INTEGER PRIMARY KEY, "Class Name" TEXT NOT NULL, "Class Table" TEXT,
   "Type Id" INTEGER NOT NULL, "Class Version" INTEGER NOT NULL, "Base Type Id" INTEGER NOT NULL);
@@ -15,16 +15,19 @@ INSERT INTO ddr_class VALUES
   (2, 'ddr_Result', 'class_ddr_Result', 0x220001, 203, 1),
   (3, 'ddr_UserData', 'class_ddr_UserData', 0x220010, 203, 1),
   (4, 'ddr_ExtensionTable', 'class_ddr_ExtensionTable', 0x220018, 401, 1),
-  (5, 'mat_Extension', 'class_mat_Extension', 0x238007d, 401, 1),
-  (6, 'sec_Extension', 'class_sec_Extension', 0x260003b, 401, 1),
-  (7, 'odiK_Thing', 'class_odiK_Thing', 0x2a50011, 12, 1),
-  (8, 'odiK_Note', 'class_odiK_Note', 0x2a50010, 77, 0x2a50011),
-  (9, 'odiK_Unused', NULL, 0x2a50012, 3, 1),
-  (10, 'cls_MapHeader', 'class_cls_MapHeader', 0x230002, 1, 1),
-  (11, 'cls_ListObj', 'class_cls_ListObj', 0x210001, 1, 1),
-  (12, 'dia_DiagnosticData', 'class_dia_DiagnosticData', 0x240001, 1, 1),
-  (13, 'dia_Message', 'class_dia_Message', 0x240002, 1, 1),
-  (14, 'cls_ListHeader', 'class_cls_ListHeader', 0x230001, 1, 1);
+  (5, 'mdl_Extension', NULL, 0x250001, 1, 1),
+  (6, 'mat_Extension', 'class_mat_Extension', 0x238007d, 401, 0x250001),
+  (7, 'sec_Extension', 'class_sec_Extension', 0x260003b, 401, 0x250001),
+  (8, 'kprC_Connectors', 'class_kprC_Connectors', 0x2ac0001, 401, 1),
+  (9, 'kprC_ConnectorProperty', 'class_kprC_ConnectorProperty', 0x2ac0003, 401, 1),
+  (10, 'odiK_Thing', 'class_odiK_Thing', 0x2a50011, 12, 1),
+  (11, 'odiK_Note', 'class_odiK_Note', 0x2a50010, 77, 0x2a50011),
+  (12, 'odiK_Unused', NULL, 0x2a50012, 3, 1),
+  (13, 'cls_MapHeader', 'class_cls_MapHeader', 0x230002, 1, 1),
+  (14, 'cls_ListObj', 'class_cls_ListObj', 0x210001, 1, 1),
+  (15, 'dia_DiagnosticData', 'class_dia_DiagnosticData', 0x240001, 1, 1),
+  (16, 'dia_Message', 'class_dia_Message', 0x240002, 1, 1),
+  (17, 'cls_ListHeader', 'class_cls_ListHeader', 0x230001, 1, 1);
 
 CREATE TABLE ddr_attribute(class INTEGER NOT NULL, position INTEGER NOT NULL, name TEXT NOT NULL,
   kind INTEGER NOT NULL, element INTEGER NOT NULL, collection INTEGER NOT NULL,
@@ -53,42 +56,57 @@ INSERT INTO ddr_attribute VALUES
   (4, 0, 'map', 15, 0x230002, 2);
 -- mat_Extension
 INSERT INTO ddr_attribute VALUES
-  (5, 0, 'text', 11, 1, 0);
+  (6, 0, 'text', 11, 1, 0);
 -- sec_Extension
 INSERT INTO ddr_attribute VALUES
-  (6, 0, 'text', 11, 1, 0);
+  (7, 0, 'text', 11, 1, 0);
+-- kprC_Connectors
+INSERT INTO ddr_attribute VALUES
+  (8, 0, 'connPropCont', 15, 0x230002, 2);
+-- kprC_ConnectorProperty
+INSERT INTO ddr_attribute VALUES
+  (9, 0, 'assmType', 11, 1, 0),
+  (9, 1, 'rotType', 11, 1, 0),
+  (9, 2, 'transType', 11, 1, 0),
+  (9, 3, 'integrationMethod', 11, 1, 0),
+  (9, 4, 'u1ReferenceLength', 7, 1, 0),
+  (9, 5, 'u2ReferenceLength', 7, 1, 0),
+  (9, 6, 'u3ReferenceLength', 7, 1, 0),
+  (9, 7, 'ur1ReferenceAngle', 7, 1, 0),
+  (9, 8, 'ur2ReferenceAngle', 7, 1, 0),
+  (9, 9, 'ur3ReferenceAngle', 7, 1, 0);
 -- odiK_Thing
 INSERT INTO ddr_attribute VALUES
-  (7, 0, 'label', 11, 1, 0);
+  (10, 0, 'label', 11, 1, 0);
 -- odiK_Note
 INSERT INTO ddr_attribute VALUES
-  (8, 0, 'title', 11, 1, 0),
-  (8, 1, 'amount', 7, 1, 0),
-  (8, 2, 'count', 5, 1, 0),
-  (8, 3, 'checked', 13, 1, 0),
-  (8, 4, 'about', 15, 0x2a50010, 0),
-  (8, 5, 'parts', 15, 0x230002, 2),
-  (8, 6, 'raw', 99, 1, 0);
+  (11, 0, 'title', 11, 1, 0),
+  (11, 1, 'amount', 7, 1, 0),
+  (11, 2, 'count', 5, 1, 0),
+  (11, 3, 'checked', 13, 1, 0),
+  (11, 4, 'about', 15, 0x2a50010, 0),
+  (11, 5, 'parts', 15, 0x230002, 2),
+  (11, 6, 'raw', 99, 1, 0);
 -- odiK_Unused
 INSERT INTO ddr_attribute VALUES
-  (9, 0, 'value', 7, 1, 0);
+  (12, 0, 'value', 7, 1, 0);
 -- cls_MapHeader
 INSERT INTO ddr_attribute VALUES
-  (10, 0, 'Target#Handle', 9, 1, 0);
+  (13, 0, 'Target#Handle', 9, 1, 0);
 -- cls_ListObj
 INSERT INTO ddr_attribute VALUES
-  (11, 0, 'Target#Handle', 9, 1, 0);
+  (14, 0, 'Target#Handle', 9, 1, 0);
 -- dia_DiagnosticData
 INSERT INTO ddr_attribute VALUES
-  (12, 0, 'messages', 15, 0x210001, 1);
+  (15, 0, 'messages', 15, 0x210001, 1);
 -- dia_Message
 INSERT INTO ddr_attribute VALUES
-  (13, 0, 'time', 5, 1, 0),
-  (13, 1, 'severity', 5, 1, 0),
-  (13, 2, 'text', 11, 1, 0);
+  (16, 0, 'time', 5, 1, 0),
+  (16, 1, 'severity', 5, 1, 0),
+  (16, 2, 'text', 11, 1, 0);
 -- cls_ListHeader
 INSERT INTO ddr_attribute VALUES
-  (14, 0, 'Target#Handle', 9, 1, 0);
+  (17, 0, 'Target#Handle', 9, 1, 0);
 
 CREATE TABLE ddr_entry(handle INTEGER NOT NULL, position INTEGER NOT NULL, Key TEXT,
   ClassID INTEGER NOT NULL, OID INTEGER NOT NULL, PRIMARY KEY(handle, position)) WITHOUT ROWID;
@@ -106,11 +124,17 @@ INSERT INTO ddr_entry VALUES
   (9, 0, '', 0x240001, 0),
   (11, 0, 'FENTAL', 0x0, -1),
   (11, 1, 'KORU', 0x0, -1),
-  (12, 0, 'material', 0x238007d, 0),
-  (12, 1, 'section', 0x260003b, 0),
+  (12, 0, 'connector', 0x2ac0001, 0),
+  (12, 1, 'material', 0x238007d, 0),
+  (13, 0, 'section', 0x260003b, 0),
+  (13, 1, 'connector', 0x2ac0001, 1),
   (14, 0, 'material', 0x238007d, 1),
-  (15, 0, 'b', 0x2a50010, 5),
-  (15, 4, 'a', 0x2a50010, 0);
+  (15, 0, 'hinge', 0x2ac0003, 2),
+  (15, 1, 'beam', 0x2ac0003, 0),
+  (15, 2, 'axial', 0x2ac0003, 1),
+  (16, 0, 'weld', 0x2ac0003, 3),
+  (17, 0, 'b', 0x2a50010, 0),
+  (17, 4, 'a', 0x2a50010, 0);
 
 CREATE TABLE "class_ddr_Ddb"("row" INTEGER PRIMARY KEY, "#uid" BLOB, "models#ClassID" INTEGER,
   "models#OID" INTEGER, "results#ClassID" INTEGER, "results#OID" INTEGER, "userData#ClassID" INTEGER,
@@ -148,14 +172,34 @@ INSERT INTO "class_ddr_ExtensionTable" VALUES
   (1, X'00000ddb000000000022001800000001', 0x230002, 7),
   (2, X'00000ddb000000000022001800000002', 0x230002, 8);
 
-CREATE TABLE "class_mat_Extension"("row" INTEGER PRIMARY KEY, "#uid" BLOB, "text");
+CREATE TABLE "class_mat_Extension"("row" INTEGER PRIMARY KEY, "#uid" BLOB, "##BaseClassOID", "text");
 INSERT INTO "class_mat_Extension" VALUES
-  (0, X'00000ddb000000000238007d00000000', 'steel'),
-  (1, X'00000ddb000000000238007d00000001', 'wood');
+  (0, X'00000ddb000000000238007d00000000', -1, 'steel'),
+  (1, X'00000ddb000000000238007d00000001', -1, 'wood');
 
-CREATE TABLE "class_sec_Extension"("row" INTEGER PRIMARY KEY, "#uid" BLOB, "text");
+CREATE TABLE "class_sec_Extension"("row" INTEGER PRIMARY KEY, "#uid" BLOB, "##BaseClassOID", "text");
 INSERT INTO "class_sec_Extension" VALUES
-  (0, X'00000ddb000000000260003b00000000', 'box');
+  (0, X'00000ddb000000000260003b00000000', -1, 'box');
+
+CREATE TABLE "class_kprC_Connectors"("row" INTEGER PRIMARY KEY, "#uid" BLOB, "connPropCont#ClassID" INTEGER,
+  "connPropCont#OID" INTEGER);
+INSERT INTO "class_kprC_Connectors" VALUES
+  (0, X'00000ddb0000000002ac000100000000', 0x230002, 9),
+  (1, X'00000ddb0000000002ac000100000001', 0x230002, 10);
+
+CREATE TABLE "class_kprC_ConnectorProperty"("row" INTEGER PRIMARY KEY, "#uid" BLOB, "assmType", "rotType",
+  "transType", "integrationMethod", "u1ReferenceLength", "u2ReferenceLength", "u3ReferenceLength",
+  "ur1ReferenceAngle", "ur2ReferenceAngle", "ur3ReferenceAngle");
+INSERT INTO "class_kprC_ConnectorProperty" VALUES
+  (0, X'00000ddb0000000002ac000300000000', 'BEAM', 'ROTATION', 'LINK', 'IMPLICIT', 0.5, -0.25, 1e+300,
+   5e-324, -1e-300, 3.141592653589793),
+  (1, X'00000ddb0000000002ac000300000001', 'NONE', 'PROJ_FLEX_TORS', 'PROJ_CARTESIAN', 'UNSET',
+   -1.7976931348623157e+308, -1.7976931348623157e+308, -1.7976931348623157e+308, -1.7976931348623157e+308,
+   -1.7976931348623157e+308, -1.7976931348623157e+308),
+  (2, X'00000ddb0000000002ac000300000002', 'HINGE', 'PROJECTION', 'CARTESIAN', NULL, NULL, 0.0, NULL, 1.0,
+   NULL, 2.0),
+  (3, X'00000ddb0000000002ac000300000003', 'WELD', 'ALIGN', 'JOIN', 'EXPLICIT', 1.7976931348623157e+308,
+   -1.7976931348623157e+308, 2.5, 3.5, 4.5, 5.5);
 
 CREATE TABLE "class_odiK_Thing"("row" INTEGER PRIMARY KEY, "#uid" BLOB, "label");
 INSERT INTO "class_odiK_Thing" VALUES
@@ -169,7 +213,7 @@ INSERT INTO "class_odiK_Note" VALUES
   (0, X'00000ddb0000000002a5001000000000', 0, '', -1.7976931348623157e+308, -2147483648, 0, NULL, NULL,
    NULL, NULL, NULL),
   (5, X'00000ddb0000000002a5001000000005', 2, 'it''s "here" · 翼', 0.1, 2147483647, 1, 0x2a50010, 0,
-   0x230002, 9, 'kept as it is');
+   0x230002, 11, 'kept as it is');
 
 CREATE TABLE "class_cls_MapHeader"("row" INTEGER PRIMARY KEY, "#uid" BLOB, "Target#Handle");
 INSERT INTO "class_cls_MapHeader" VALUES
@@ -182,7 +226,9 @@ INSERT INTO "class_cls_MapHeader" VALUES
   (6, X'00000ddb000000000023000200000006', 12),
   (7, X'00000ddb000000000023000200000007', 13),
   (8, X'00000ddb000000000023000200000008', 14),
-  (9, X'00000ddb000000000023000200000009', 15);
+  (9, X'00000ddb000000000023000200000009', 15),
+  (10, X'00000ddb00000000002300020000000a', 16),
+  (11, X'00000ddb00000000002300020000000b', 17);
 
 CREATE TABLE "class_cls_ListObj"("row" INTEGER PRIMARY KEY, "#uid" BLOB, "Target#Handle");
 INSERT INTO "class_cls_ListObj" VALUES
@@ -212,6 +258,8 @@ CREATE INDEX "class_ddr_UserData#uid" ON "class_ddr_UserData"("#uid");
 CREATE INDEX "class_ddr_ExtensionTable#uid" ON "class_ddr_ExtensionTable"("#uid");
 CREATE INDEX "class_mat_Extension#uid" ON "class_mat_Extension"("#uid");
 CREATE INDEX "class_sec_Extension#uid" ON "class_sec_Extension"("#uid");
+CREATE INDEX "class_kprC_Connectors#uid" ON "class_kprC_Connectors"("#uid");
+CREATE INDEX "class_kprC_ConnectorProperty#uid" ON "class_kprC_ConnectorProperty"("#uid");
 CREATE INDEX "class_odiK_Thing#uid" ON "class_odiK_Thing"("#uid");
 CREATE INDEX "class_odiK_Note#uid" ON "class_odiK_Note"("#uid");
 CREATE INDEX "class_cls_MapHeader#uid" ON "class_cls_MapHeader"("#uid");

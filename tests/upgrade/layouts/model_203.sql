@@ -121,7 +121,7 @@ INSERT INTO ddr_entry VALUES
   (11, 1, 'KORU', 0x0, -1),
   (13, 0, 'Initial', 0x2a50003, 0),
   (13, 1, 'Step-1', 0x2a50003, 1),
-  (14, 0, 'b', 0x2a50010, 5),
+  (14, 0, 'b', 0x2a50010, 0),
   (14, 4, 'a', 0x2a50010, 0);
 
 CREATE TABLE "class_ddr_Ddb"("row" INTEGER PRIMARY KEY, "#uid" BLOB, "models#ClassID" INTEGER,
