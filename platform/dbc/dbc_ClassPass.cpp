@@ -1,5 +1,6 @@
 #include "dbc_ClassPass.h"
 
+#include "dbc_InputDatabase.h"
 #include "dbc_OutputDatabase.h"
 #include "dbc_Tables.h"
 #include "rfm_Row.h"
@@ -63,6 +64,7 @@ void dbc_ClassPass::Run(std::int64_t rows, Watch const& watch) {
     throw;
   }
   Finalize();
+  converter.InputDatabase().ReadDuringMove(task.before.typeId, {});
   input.reset();
   output.reset();
   rebuild.DropRetired();
@@ -86,6 +88,7 @@ void dbc_ClassPass::Prepare() {
     input.emplace(made.Table(typeId));
   } else {
     input.emplace(rebuild.RetireTable(typeId));
+    converter.InputDatabase().ReadDuringMove(typeId, [this, typeId] { return rebuild.RetiredTable(typeId); });
   }
   rebuild.ChangeClass(after);
   output.emplace(made.TableForWriting(typeId));

@@ -4,6 +4,7 @@
 #include "dbc_Tables.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -35,8 +36,16 @@ std::unique_ptr<dbc_Table> dbc_InputDatabase::GetInputTable(unsigned typeId) con
   if (!HasInputTable(typeId)) {
     dbc_throwNoClass(source, typeId);
   }
+  if (moving && typeId == movingTypeId) {
+    return std::make_unique<dbc_ReadTable>(moving(), true);
+  }
   bool const inSource = source.FindClass(typeId) && moved.count(typeId) == 0;
   return std::make_unique<dbc_ReadTable>((inSource ? source : working).Table(typeId), inSource);
+}
+
+void dbc_InputDatabase::ReadDuringMove(unsigned typeId, std::function<rfm_Table()> rows) {
+  movingTypeId = typeId;
+  moving = std::move(rows);
 }
 
 std::unique_ptr<dbc_Table> dbc_InputDatabase::GetInputEntries(std::int64_t handle) const {

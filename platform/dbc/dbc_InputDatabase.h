@@ -6,11 +6,13 @@
 #include "rfm_Database.h"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <set>
 #include <string_view>
 
-/// The classes and collections as they are before the step under way. Never changed through it.
+/// The classes and collections as they are before the step under way. Never changed through it. Rows of the
+/// class that the step acts on may show what it did to them already, where they keep their layout.
 class DDR_API dbc_InputDatabase {
 public:
   /// @param source the old file
@@ -30,6 +32,9 @@ public:
   /// order costs one step of a scan each.
   std::unique_ptr<dbc_Table> GetInputEntries(std::int64_t handle) const;
 
+  /// Says where the rows of a class are while they are moved from one layout to the next.
+  /// @param rows gives a handle of its own at each call; empty when the move has ended
+  void ReadDuringMove(unsigned typeId, std::function<rfm_Table()> rows);
   /// Says that the rows of a class are those of the new file from now on.
   void ReadFromWorking(unsigned typeId) { moved.insert(typeId); }
 
@@ -37,4 +42,6 @@ private:
   rfm_Database source;
   rfm_Database working;
   std::set<unsigned> moved;
+  unsigned movingTypeId = 0;
+  std::function<rfm_Table()> moving;
 };

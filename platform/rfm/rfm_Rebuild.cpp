@@ -264,6 +264,15 @@ rfm_Table rfm_Rebuild::RetireTable(unsigned typeId) {
   return rfm_Table(std::make_shared<rfm_TableNode>(to, shape));
 }
 
+rfm_Table rfm_Rebuild::RetiredTable(unsigned typeId) const {
+  for (std::shared_ptr<rfm_TableShape> const& shape : retired) {
+    if (shape->typeId == typeId) {
+      return rfm_Table(std::make_shared<rfm_TableNode>(to, shape));
+    }
+  }
+  nex_Exception::Throw(nex_AssertException("the table is retired"), "platform/rfm/rfm_Rebuild", __LINE__);
+}
+
 void rfm_Rebuild::DropRetired() {
   to->Connection().WantTransaction();
   for (std::shared_ptr<rfm_TableShape> const& shape : retired) {

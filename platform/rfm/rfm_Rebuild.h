@@ -64,6 +64,8 @@ public:
   /// the table may be in the middle of its rows.
   /// @returns the rows that were there; to be let go before DropRetired
   rfm_Table RetireTable(unsigned typeId);
+  /// Another handle of the rows of a table that is retired.
+  rfm_Table RetiredTable(unsigned typeId) const;
   /// Deletes the rows of retired tables.
   void DropRetired();
 
