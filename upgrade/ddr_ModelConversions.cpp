@@ -137,7 +137,6 @@ void moveContainer(rom_Transporter& transporter, dbc_Table& map, dbc_Row const& 
 }
 
 /// The handle of the collection whose header a reference of a row names; nothing when it names none.
-/// @param classField whose value must be that of collections; an old field that is not there is let pass
 std::optional<std::int64_t> handleOf(dbc_Table& headers, int row) {
   static rfm_FieldHandle const target("Target#Handle", wholeField);
   if (row < 0 || row >= headers.Length()) {
