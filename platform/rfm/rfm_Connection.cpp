@@ -18,8 +18,28 @@ namespace {
 // How long a call waits for another process to finish its save [ms].
 constexpr int busyTimeout = 1000;
 
-// No text or blob of a file may be longer [byte]; a damaged length cannot make the process run out of memory.
+// No text or blob may be longer [byte].
 constexpr int largestValue = 256 * 1024 * 1024;
+// While a file is only read, none may be longer than the file is, or than this [byte]: what a file claims
+// cannot make the process run out of memory.
+constexpr int smallestReadLimit = 4 * 1024 * 1024;
+
+// How much one step of a statement may do [program steps of SQLite]: indexing, counting or checking all of a
+// sound file takes a part of it, and walking in a circle of pages takes all of it in a blink.
+constexpr int workPortion = 1000;
+constexpr sqlite3_int64 smallestWork = 500'000;
+constexpr sqlite3_int64 workForEachByte = 16;
+
+// More than our own statements, the largest tables and their indexes need.
+constexpr std::array<std::pair<int, int>, 7> limits{{
+    {SQLITE_LIMIT_ATTACHED, 0},
+    {SQLITE_LIMIT_SQL_LENGTH, 8 * 1024 * 1024},
+    {SQLITE_LIMIT_EXPR_DEPTH, 100},
+    {SQLITE_LIMIT_COMPOUND_SELECT, 2},
+    {SQLITE_LIMIT_FUNCTION_ARG, 8},
+    {SQLITE_LIMIT_LIKE_PATTERN_LENGTH, 100},
+    {SQLITE_LIMIT_TRIGGER_DEPTH, 1},
+}};
 
 // Places in the first bytes of an SQLite file; fixed by its file format.
 constexpr std::size_t headerSize = 100;
@@ -158,6 +178,9 @@ Verdict judge(int result, int number, std::string const& detail) {
     return {rfm_ErrorKind::Damaged, "it is damaged (" + detail + ")", "Restore it from a backup"};
   case SQLITE_NOMEM:
     return {rfm_ErrorKind::Other, "there is not enough memory", "Free some memory, then try again"};
+  case SQLITE_INTERRUPT:
+    return {rfm_ErrorKind::Damaged, "it is damaged: reading it takes more work than a file of its size can",
+            "Restore it from a backup"};
   case SQLITE_TOOBIG:
     return {rfm_ErrorKind::Other, "a value is larger than a database file can hold", "Store a shorter value"};
   default:
@@ -280,7 +303,12 @@ void rfm_Connection::Configure(Mode mode) {
   sqlite3_extended_result_codes(database, 1);
   sqlite3_busy_timeout(database, busyTimeout);
   sqlite3_limit(database, SQLITE_LIMIT_LENGTH, largestValue);
-  sqlite3_limit(database, SQLITE_LIMIT_ATTACHED, 0);
+  for (auto const& [limit, value] : limits) {
+    sqlite3_limit(database, limit, value);
+  }
+  if (mode != Mode::Build) {
+    sqlite3_progress_handler(database, workPortion, &rfm_Connection::OutgrowsFile, this);
+  }
   constexpr std::array<std::pair<int, int>, 8> settings{{
       {SQLITE_DBCONFIG_DEFENSIVE, 1},
       {SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0},
@@ -328,6 +356,25 @@ void rfm_Connection::Close() noexcept {
   ++epoch;
 }
 
+sqlite3_int64 rfm_Connection::FileSize() const noexcept {
+  sqlite3_file* const file = database ? mainFile(database) : nullptr;
+  sqlite3_int64 size = 0;
+  return file && file->pMethods->xFileSize(file, &size) == SQLITE_OK ? size : 0;
+}
+
+// Asked by SQLite after each portion of work; true stops it.
+int rfm_Connection::OutgrowsFile(void* connection) noexcept {
+  auto& self = *static_cast<rfm_Connection*>(connection);
+  self.workDone += workPortion;
+  if (self.workDone <= smallestWork) {
+    return 0;
+  }
+  int inMemory = 0; // what a save has not written yet
+  int highest = 0;
+  sqlite3_db_status(self.database, SQLITE_DBSTATUS_CACHE_USED, &inMemory, &highest, 0);
+  return self.workDone > smallestWork + workForEachByte * (self.FileSize() + inMemory) ? 1 : 0;
+}
+
 void rfm_Connection::Sync() {
   sqlite3_file* const file = mainFile(database);
   int const result = file ? file->pMethods->xSync(file, SQLITE_SYNC_NORMAL) : SQLITE_IOERR_FSYNC;
@@ -342,6 +389,9 @@ void rfm_Connection::Fail(int result, rfm_Subject const& subject) {
       (sqlite3_extended_errcode(database) & 0xff) == (result & 0xff)) {
     result = sqlite3_extended_errcode(database);
   }
+  if ((result & 0xff) == SQLITE_TOOBIG && !inTransaction) {
+    result = SQLITE_CORRUPT; // a value that is longer than the file
+  }
   Verdict const verdict = judge(result, database ? sqlite3_system_errno(database) : 0,
                                 database ? sqlite3_errmsg(database) : sqlite3_errstr(result));
   rfm_throw(verdict.kind, name, subject, verdict.what, verdict.advice);
@@ -349,6 +399,7 @@ void rfm_Connection::Fail(int result, rfm_Subject const& subject) {
 
 void rfm_Connection::Execute(char const* sql) {
   ++statistics.statements;
+  AllowWork();
   int const result = sqlite3_exec(database, sql, nullptr, nullptr, nullptr);
   if (result != SQLITE_OK) {
     Fail(result);
@@ -418,7 +469,7 @@ int rfm_Connection::Step(sqlite3_stmt*& statement, char const* sql) {
     }
   }
   ++statistics.statements;
-  int const result = sqlite3_step(statement);
+  int const result = Advance(statement);
   sqlite3_reset(statement);
   return result == SQLITE_DONE ? SQLITE_OK : result;
 }
@@ -431,7 +482,7 @@ int rfm_Connection::ReadDataVersion() {
       return result;
     }
   }
-  int result = sqlite3_step(version);
+  int result = Advance(version);
   if (result == SQLITE_ROW) {
     // The upper half tells the numbers of different connections apart.
     dataVersion = static_cast<std::uint64_t>(generation) << 32 |
@@ -448,11 +499,17 @@ void rfm_Connection::WantOpen() const {
   }
 }
 
+void rfm_Connection::LimitValues() noexcept {
+  sqlite3_limit(database, SQLITE_LIMIT_LENGTH,
+                static_cast<int>(std::clamp<sqlite3_int64>(FileSize(), smallestReadLimit, largestValue)));
+}
+
 void rfm_Connection::BeginReading() {
   WantOpen();
   if (openMode == Mode::Write && !snapshot && HasMoved()) {
     BecomeSnapshot();
   }
+  LimitValues();
   for (;;) {
     int result = Step(beginRead, "BEGIN");
     if (result == SQLITE_OK) {
@@ -531,6 +588,7 @@ void rfm_Connection::Begin() {
     }
     std::rethrow_exception(failure);
   }
+  sqlite3_limit(database, SQLITE_LIMIT_LENGTH, largestValue);
   inTransaction = true;
   failed = false;
   nextHandle = 0;

@@ -11,6 +11,9 @@
 #include <string_view>
 #include <vector>
 
+/// What a row or an entry counts in rfm_Statistics::bytesRead beside its texts [byte].
+inline constexpr std::uint64_t rfm_RowBytes = 32;
+
 /// What a message is about, beside the file. Borrowed; used at once.
 struct rfm_Subject {
   cow_String const* className = nullptr;
@@ -92,8 +95,18 @@ public:
   void WantTransaction() const;
   /// @}
 
+  /// [byte]; 0 when the device does not tell.
+  sqlite3_int64 FileSize() const noexcept;
   /// Runs statements that give no rows.
   void Execute(char const* sql);
+  /// Begins a new measure of the work done.
+  void AllowWork() noexcept { workDone = 0; }
+  /// Steps a statement. A step that takes more work than the file's size can need, because pages of it lead
+  /// in circles, ends with SQLITE_INTERRUPT.
+  int Advance(sqlite3_stmt* statement) noexcept {
+    AllowWork();
+    return sqlite3_step(statement);
+  }
   /// Throws what a result code means. Inside a transaction, it can no longer be committed.
   [[noreturn]] void Fail(int result, rfm_Subject const& subject = {});
 
@@ -102,10 +115,12 @@ public:
 
 private:
   void Configure(Mode mode);
+  static int OutgrowsFile(void* connection) noexcept;
   void CheckHeader();
   bool HasMoved() const noexcept;
   void BecomeSnapshot();
   void WantOpen() const;
+  void LimitValues() noexcept;
   void BeginReading();
   void EndReading() noexcept;
   void StopScans() noexcept;
@@ -127,6 +142,7 @@ private:
   bool inTransaction = false;
   bool failed = false;
   bool snapshot = false;
+  sqlite3_int64 workDone = 0; // by the running step [program steps of SQLite]
   std::vector<rfm_Scan*> scans;
 };
 

@@ -1,6 +1,7 @@
 // rfm_DatabaseNode.cpp: header, class list and tables of one database.
 #include "rfm_DatabaseNode.h"
 
+#include "rfm_Schema.h"
 #include "utl_Utf8.h"
 
 #include <algorithm>
@@ -82,8 +83,23 @@ std::int64_t rfm_DatabaseNode::CheckedInteger(sqlite3_stmt* statement, int colum
   return number;
 }
 
+// Of what the file defines, SQLite may use plain tables and plain indexes only. Views and triggers are
+// switched off on the connection; what else there is must not stand where our names are.
+void rfm_DatabaseNode::CheckSchema() {
+  if (schemaData == connection.DataVersion()) {
+    return;
+  }
+  for (std::string_view const table : rfm_FixedTables) {
+    if (!TableIsPlain(table)) {
+      ThrowDamaged("it has no table '" + std::string(table) + "'");
+    }
+  }
+  schemaData = connection.DataVersion();
+}
+
 void rfm_DatabaseNode::ReadHeader(cow_String const& wanted) {
   rfm_ScopeGuard const scope(connection);
+  CheckSchema();
   rfm_Statement statement;
   rfm_Run run(connection, statement,
               std::string_view("SELECT name, description, creation_time FROM ddr_header LIMIT 2"));
@@ -145,6 +161,7 @@ void rfm_DatabaseNode::Publish() {
 
 void rfm_DatabaseNode::Bind() {
   rfm_ScopeGuard const scope(connection);
+  CheckSchema();
   TakeClasses(ReadClasses());
   bound = true;
   boundData = connection.DataVersion();
@@ -615,15 +632,27 @@ bool rfm_DatabaseNode::SqlNameIsTaken(std::string_view sqlName) {
   return run.Step();
 }
 
-bool rfm_DatabaseNode::TableIsPlain(std::string_view table) {
-  rfm_Run run(connection, findSchema,
-              std::string_view("SELECT type, rootpage FROM sqlite_schema WHERE name = ?1 COLLATE NOCASE"));
+bool rfm_DatabaseNode::TableIsPlain(std::string_view table, rfm_Subject const& subject) {
+  rfm_Run run(connection, findDefinitions,
+              std::string_view("SELECT type, name, rootpage, sql FROM sqlite_schema "
+                               "WHERE tbl_name = ?1 COLLATE NOCASE AND type <> 'trigger'"),
+              subject);
   run.Bind(1, table);
-  if (!run.Step() || sqlite3_column_type(run.Get(), 0) != SQLITE_TEXT) {
-    return false;
+  bool found = false;
+  while (run.Step()) {
+    std::string const damage = "its schema is not valid";
+    bool const isTable = CheckedText(run.Get(), 0, damage) == cow_String("table");
+    bool const isIndex = CheckedText(run.Get(), 0, damage) == cow_String("index");
+    bool const isOfAKey = isIndex && sqlite3_column_type(run.Get(), 3) == SQLITE_NULL;
+    if (sqlite3_column_int64(run.Get(), 2) <= 0 || (!isTable && !isIndex) ||
+        (!isOfAKey && !rfm_isPlainDefinition(CheckedText(run.Get(), 3, damage).View(), isTable ? 2 : 1))) {
+      ThrowDamaged("'" + utl_Printable(CheckedText(run.Get(), 1, damage).View()) +
+                       "' is no plain table or index",
+                   subject);
+    }
+    found = found || isTable;
   }
-  auto const* const type = reinterpret_cast<char const*>(sqlite3_column_text(run.Get(), 0));
-  return std::strcmp(type, "table") == 0 && sqlite3_column_int64(run.Get(), 1) > 0;
+  return found;
 }
 
 cow_String rfm_DatabaseNode::MakeTableName(std::string_view className) {

@@ -189,7 +189,8 @@ public:
   rfm_Connection& Connection() noexcept { return connection; }
   rfm_File const& File() const noexcept { return file; }
   cow_String const& FileName() const noexcept { return connection.ShownName(); }
-  bool TableIsPlain(std::string_view table);
+  /// Whether a table is there. Throws when what stands under its name, or an index on it, is not plain.
+  bool TableIsPlain(std::string_view table, rfm_Subject const& subject = {});
   /// Makes the index of identities of a table that was made in the running transaction.
   void MakeUidIndex(rfm_TableShape& shape);
   /// Whether the file has the index of the entries by key.
@@ -229,6 +230,7 @@ private:
   void AddColumns(rfm_TableShape& shape, std::vector<cow_String> const& columns);
   std::vector<rfm_ClassEntry> ReadClasses();
   void CheckClass(rfm_ClassEntry const& entry) const;
+  void CheckSchema();
   void TakeClasses(std::vector<rfm_ClassEntry> read);
   void IndexClasses();
   void Refresh();
@@ -243,6 +245,7 @@ private:
   std::shared_ptr<rfm_TableShape> classListShape;
   bool bound = false;
   std::uint64_t boundData = 0;
+  std::optional<std::uint64_t> schemaData; // as of when the schema was checked
   std::uint64_t boundClassList = 0;
   std::uint32_t ownCommits = 0;    // that changed the file
   std::uint32_t commitsBefore = 0; // as the transaction began
@@ -260,4 +263,5 @@ private:
   rfm_Statement readNextHandle;
   rfm_Statement writeNextHandle;
   rfm_Statement findSchema;
+  rfm_Statement findDefinitions;
 };

@@ -72,14 +72,15 @@ sqlite3_stmt* rfm_EntryScan::Next() {
     database->idleEntryScans.reserve(database->idleEntryScans.size() + 2);
     rfm_Run run(connection, statement,
                 std::string_view("SELECT position, Key, ClassID, OID FROM ddr_entry "
-                                 "WHERE handle = ?1 AND position > ?2 ORDER BY position"));
+                                 "WHERE handle = ?1 AND position >= ?2 ORDER BY position"));
     run.Bind(1, handle);
-    run.Bind(2, position);
+    // From the very first, so that places that cannot be are met and refused.
+    run.Bind(2, position < 0 ? std::numeric_limits<std::int64_t>::min() : std::int64_t{position} + 1);
     connection.Add(*this);
     run.Keep();
     running = true;
   }
-  int const result = sqlite3_step(statement.Get());
+  int const result = connection.Advance(statement.Get());
   if (result == SQLITE_ROW) {
     return statement.Get();
   }
@@ -111,7 +112,7 @@ bool rfm_EntryCursor::Next() {
   rfm_DatabaseNode& database = scan->Database();
   ++database.Connection().statistics.rowsRead;
   std::int64_t const stored = sqlite3_column_int64(statement, 0);
-  if (stored < 0 || stored >= mostInt) {
+  if (stored < 0 || stored >= mostInt || stored <= scan->position) { // pages that lead in circles
     database.ThrowDamaged(describe(scan->Handle(), stored) + " has no valid place");
   }
   position = static_cast<int>(stored);
@@ -127,6 +128,7 @@ bool rfm_EntryCursor::Next() {
   if (!utl_IsUtf8(key) || std::memchr(key.data(), 0, key.size()) != nullptr) {
     database.ThrowDamaged(describe(scan->Handle(), position) + " has a key that is not UTF-8");
   }
+  database.Connection().statistics.bytesRead += rfm_RowBytes + key.size();
   readTarget(database, statement, 2, scan->Handle(), position, classId, oid);
   return true;
 }
@@ -166,6 +168,19 @@ std::optional<rfm_Entry> rfm_Entries::Find(std::int64_t handle, std::string_view
   found.position = static_cast<int>(
       database.CheckedInteger(run.Get(), 0, 0, mostInt - 1, "an entry of a collection has no valid place"));
   readTarget(database, run.Get(), 1, handle, found.position, found.classId, found.oid);
+  return found;
+}
+
+std::optional<rfm_Entry> rfm_Entries::FindListed(std::int64_t handle, std::string_view key) const {
+  std::optional<rfm_Entry> found = Find(handle, key);
+  if (!found && database.HasEntryIndex()) {
+    for (rfm_EntryCursor walk = Scan(handle); walk.Next();) {
+      if (walk.Key() == key) {
+        database.ThrowDamaged(describe(handle, walk.Position()) + ", '" + utl_Printable(key) +
+                              "', is missing from the index of entries");
+      }
+    }
+  }
   return found;
 }
 

@@ -71,6 +71,9 @@ public:
   rfm_EntryCursor Scan(std::int64_t handle) const;
   /// The first entry of a key, or nothing. Costs one look-up, independent of the number of entries.
   std::optional<rfm_Entry> Find(std::int64_t handle, std::string_view key) const;
+  /// The same for a key that a walk has met. Throws when it is there but the index by key does not lead to
+  /// it. O(entries of the collection) for a key that is gone.
+  std::optional<rfm_Entry> FindListed(std::int64_t handle, std::string_view key) const;
   /// How many entries the collection has. Costs a walk over it.
   int Count(std::int64_t handle) const;
 

@@ -24,3 +24,7 @@ utl_FileAccess rfm_File::Access() const noexcept {
 rfm_Statistics const& rfm_File::Statistics() const noexcept {
   return node->Connection().statistics;
 }
+
+std::uint64_t rfm_File::Size() const noexcept {
+  return static_cast<std::uint64_t>(node->Connection().FileSize());
+}

@@ -38,6 +38,8 @@ public:
   bool ReadOnly() const noexcept;
   /// As given to Open.
   utl_FileAccess Access() const noexcept;
+  /// How long the file is [byte]; 0 when the device does not tell.
+  std::uint64_t Size() const noexcept;
   /// What the file has done since it was opened.
   rfm_Statistics const& Statistics() const noexcept;
 

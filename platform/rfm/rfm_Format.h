@@ -1,6 +1,7 @@
 // rfm_Format.h: the stored numbers and names that make a file one of ours.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <string_view>
 
@@ -29,6 +30,8 @@ inline constexpr std::string_view rfm_OidSuffix = "#OID";
 
 /// @{ Stored names of tables and indexes.
 inline constexpr std::string_view rfm_ClassListTable = "ddr_class";
+inline constexpr std::array<std::string_view, 4> rfm_FixedTables{"ddr_header", "ddr_class", "ddr_attribute",
+                                                                 "ddr_entry"};
 inline constexpr std::string_view rfm_ClassTablePrefix = "class_";
 inline constexpr std::string_view rfm_EntryKeyIndex = "ddr_entry_key";
 /// @}

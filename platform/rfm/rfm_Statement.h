@@ -76,7 +76,7 @@ public:
 
   /// Whether there is a next row.
   bool Step() {
-    int const result = sqlite3_step(statement);
+    int const result = connection.Advance(statement);
     if (result == SQLITE_ROW) {
       return true;
     }

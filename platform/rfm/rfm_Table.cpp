@@ -95,7 +95,7 @@ void rfm_TableShape::WantColumns() {
     return;
   }
   rfm_Subject const subject{&className};
-  if (!database.TableIsPlain(table.View())) {
+  if (!database.TableIsPlain(table.View(), subject)) {
     database.ThrowDamaged("its table is missing", subject);
   }
   rfm_Statement probe;
@@ -201,7 +201,8 @@ void rfm_TableNode::ThrowNoRow(int number) const {
 }
 
 void rfm_TableNode::ThrowBadRowNumber(std::int64_t number) const {
-  database->ThrowDamaged("a row number that cannot be is stored there", {&shape->className, number});
+  database->ThrowDamaged("a row number that cannot be is stored there, " + std::to_string(number),
+                         {&shape->className, number});
 }
 
 int rfm_TableNode::CheckedRow(std::int64_t number) const {
@@ -248,11 +249,17 @@ int rfm_TableNode::Length() {
   shape->WantColumns();
   rfm_Run run(connection, shape->lastRow,
               [this] {
-                return "SELECT max(" + rfm_quote(rfm_RowColumn) + ") FROM " + rfm_quote(shape->table.View());
+                std::string const rowColumn = rfm_quote(rfm_RowColumn);
+                std::string const from = " FROM " + rfm_quote(shape->table.View());
+                return "SELECT (SELECT max(" + rowColumn + ")" + from + "), (SELECT min(" + rowColumn + ")" +
+                       from + ")";
               },
               {&shape->className});
   run.Step();
   bool const isEmpty = sqlite3_column_type(run.Get(), 0) == SQLITE_NULL;
+  if (!isEmpty) {
+    CheckedRow(sqlite3_column_int64(run.Get(), 1)); // no walk would meet a negative one
+  }
   shape->nextRow = isEmpty ? 0 : CheckedRow(sqlite3_column_int64(run.Get(), 0)) + 1;
   shape->nextRowEpoch = connection.Epoch();
   return shape->nextRow;
@@ -310,9 +317,12 @@ void rfm_TableNode::StartScan(int from) {
 }
 
 bool rfm_TableNode::StepScan(int& number) {
-  int const result = sqlite3_step(scan.Get());
+  int const result = database->Connection().Advance(scan.Get());
   if (result == SQLITE_ROW) {
     number = CheckedRow(sqlite3_column_int64(scan.Get(), 0));
+    if (number < scanNext) { // pages that lead in circles
+      database->ThrowDamaged("its rows are not in order", {&shape->className, number});
+    }
     scanNext = number + 1;
     return true;
   }
@@ -366,7 +376,9 @@ rfm_Row const& rfm_TableNode::ReadRow(int number) {
 }
 
 void rfm_TableNode::Fill(sqlite3_stmt* statement, int number) {
-  ++database->Connection().statistics.rowsRead;
+  rfm_Statistics& statistics = database->Connection().statistics;
+  ++statistics.rowsRead;
+  statistics.bytesRead += rfm_RowBytes;
   int const uidType = sqlite3_column_type(statement, 1);
   std::string_view const uidBytes = uidType == SQLITE_BLOB ? columnBytes(statement, 1) : std::string_view();
   if (uidType != SQLITE_NULL && uidBytes.size() != row.uid.size()) {
@@ -394,6 +406,7 @@ void rfm_TableNode::Fill(sqlite3_stmt* statement, int number) {
       break;
     case SQLITE_TEXT: {
       std::string_view const text = columnText(statement, column);
+      statistics.bytesRead += text.size();
       if (holdsText(text)) {
         value.type = rfm_Row::Value::Type::Text;
         value.text = cow_String(text);
@@ -406,6 +419,7 @@ void rfm_TableNode::Fill(sqlite3_stmt* statement, int number) {
     case SQLITE_BLOB:
       value.type = rfm_Row::Value::Type::Blob;
       value.bytes = columnBytes(statement, column);
+      statistics.bytesRead += value.bytes.size();
       break;
     default:
       value = rfm_Row::Value();

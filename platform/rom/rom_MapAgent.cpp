@@ -90,7 +90,7 @@ std::unique_ptr<cls_RowSource> rom_MapAgent::OpenRecord(cow_String const& key) {
     return nullptr;
   }
   rfm_ReadScope const scope(from.database);
-  std::optional<rfm_Entry> const entry = from.database.Entries().Find(handle, key.View());
+  std::optional<rfm_Entry> const entry = from.database.Entries().FindListed(handle, key.View());
   if (!entry) {
     auto const removed = removedEntries.find(key);
     return removed == removedEntries.end() ? nullptr

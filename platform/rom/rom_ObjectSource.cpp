@@ -9,6 +9,11 @@ namespace {
 
 constexpr char const* sourcePath = "platform/rom/rom_ObjectSource";
 
+// One object, with all that is read together with it, may take this much and three times what the file holds
+// [byte]. One that takes more leads to the same rows many times, which no save does.
+constexpr std::uint64_t smallestObject = 4U * 1024U * 1024U;
+constexpr std::uint64_t mostReadings = 3;
+
 rfm_FieldHandle handleOf(cls_FieldHandle const& field) {
   return rfm_FieldHandle(field.Name());
 }
@@ -67,9 +72,27 @@ rom_ObjectSource::rom_ObjectSource(rom_Store& ofStore, rom_RowId rowId, rfm_Tabl
                " levels; the file holds a circle of references.",
            __LINE__);
   }
+  if (store.openSources == 0) {
+    store.bytesReadBefore = store.file.Statistics().bytesRead;
+    store.bytesAllowed = smallestObject;
+  }
   std::optional<rfm_Uid> const stored = table->ReadRow(id.row).Uid();
+  RequireMeasure();
   uid = stored ? cls_Uid(*stored) : cls_Uid::Allocate();
   ++store.openSources;
+}
+
+void rom_ObjectSource::RequireMeasure() const {
+  std::uint64_t const taken = store.file.Statistics().bytesRead - store.bytesReadBefore;
+  if (taken <= store.bytesAllowed) {
+    return;
+  }
+  store.bytesAllowed = smallestObject + mostReadings * store.file.Size();
+  if (taken > store.bytesAllowed) {
+    refuse(Where() + ": the object that is read takes more than the file holds; the file leads to the same"
+                     " rows many times.",
+           __LINE__);
+  }
 }
 
 rom_ObjectSource::rom_ObjectSource(rom_Store& ofStore)

@@ -49,6 +49,7 @@ public:
 private:
   rfm_Row const& Row() const noexcept { return std::as_const(*table).Row(); }
   std::int64_t StoredHandle() const;
+  void RequireMeasure() const;
 
   rom_Store& store;
   rfm_ReadScope scope;

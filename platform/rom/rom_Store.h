@@ -63,7 +63,9 @@ public:
   rfm_File file;
   rfm_Database database;
   rom_CowBarn cache;
-  std::uint32_t foreignCommits = 0; ///< commits of others when the file was opened here
+  std::uint32_t foreignCommits = 0;  ///< commits of others when the file was opened here
+  std::uint64_t bytesReadBefore = 0; ///< what the file had delivered when the outermost of them was opened
+  std::uint64_t bytesAllowed = 0;    ///< how much may be delivered until it is closed [byte]
   int openSources = 0; ///< stored objects that are open for reading at this moment, nested in each other
 
 private:
