@@ -1,0 +1,310 @@
+// damage_corpus.cpp: damages copies and looks them over in child processes.
+#include "damage_corpus.h"
+
+#include "child_process.h"
+#include "file_probe.h"
+#include "stored_file.h"
+#include "temporary_folder.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <memory>
+#include <random>
+#include <sstream>
+#include <stdexcept>
+#include <sys/mman.h>
+#include <sys/resource.h>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define DDR_MEMORY_IS_NOT_MEASURED
+#endif
+#endif
+#if defined(__SANITIZE_ADDRESS__)
+#define DDR_MEMORY_IS_NOT_MEASURED
+#endif
+#ifdef DDR_MEMORY_IS_NOT_MEASURED
+constexpr bool memoryIsMeasured = false; // a sanitizer keeps what was freed
+#else
+constexpr bool memoryIsMeasured = true;
+#endif
+
+constexpr double longestLook = 1.0;  // [processor seconds]
+constexpr unsigned longestWait = 60; // [seconds] until a look that never ends is stopped
+constexpr std::uint64_t looksOfAChild = 2000;
+constexpr std::size_t mostFaults = 20;
+
+/// What parent and child both see.
+struct Shared {
+  std::uint64_t next; // in the list of numbers
+  std::uint64_t identical;
+  std::uint64_t noticed;
+  std::uint64_t other;
+  double slowest;
+  long long memory;
+  std::size_t faultsLength;
+  char faults[64 * 1024];
+
+  void AddFault(std::string const& text) {
+    std::string const line = text.substr(0, 2000) + '\n';
+    if (faultsLength + line.size() <= sizeof faults) {
+      std::memcpy(faults + faultsLength, line.data(), line.size());
+      faultsLength += line.size();
+    }
+  }
+};
+
+struct Unmap {
+  void operator()(Shared* shared) const { munmap(shared, sizeof(Shared)); }
+};
+using SharedHolder = std::unique_ptr<Shared, Unmap>;
+
+SharedHolder share() {
+  void* const made = mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  if (made == MAP_FAILED) {
+    throw std::runtime_error("no memory to share");
+  }
+  return SharedHolder(new (made) Shared{});
+}
+
+double processorSeconds() {
+  timespec now{};
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+  return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+}
+
+long long largestResidentSize() {
+  rusage usage{};
+  getrusage(RUSAGE_SELF, &usage);
+  return static_cast<long long>(usage.ru_maxrss) * 1024;
+}
+
+std::string everythingIn(std::string const& path) {
+  try {
+    return stored_file(path).everything();
+  } catch (std::exception const& failure) {
+    return failure.what();
+  }
+}
+
+/// The work of one process: the numbers from `shared.next` on.
+class Worker {
+public:
+  Worker(damage_family const& itsFamily, std::string const& soundBytes, std::string filePath,
+         bool alsoChanges, Shared& itsShared)
+      : family(itsFamily), sound(soundBytes), path(std::move(filePath)), change(alsoChanges),
+        shared(itsShared) {}
+
+  std::string Run(std::vector<std::uint64_t> const& numbers) {
+    file_probe probe;
+    writeFile(path, sound);
+    expected = probe.look(path);
+    expectedInFile = everythingIn(path);
+    if (!expected.refusals.empty() || !expected.faults.empty()) {
+      shared.AddFault("the sound file is not sound");
+      return "";
+    }
+    long long const before = largestResidentSize();
+    std::uint64_t const end = std::min<std::uint64_t>(numbers.size(), shared.next + looksOfAChild);
+    for (; shared.next < end; ++shared.next) {
+      Look(probe, numbers[shared.next]);
+    }
+    if (memoryIsMeasured) {
+      shared.memory = std::max(shared.memory, largestResidentSize() - before);
+    }
+    return "";
+  }
+
+private:
+  void Look(file_probe& probe, std::uint64_t number) {
+    std::string damaged = sound;
+    family.apply(number, damaged);
+    writeFile(path, damaged);
+    alarm(longestWait);
+    double const before = processorSeconds();
+    probe_result const found = probe.look(path);
+    double const taken = processorSeconds() - before;
+    shared.slowest = std::max(shared.slowest, taken);
+    if (taken > longestLook) {
+      Fault(number, "it took " + std::to_string(taken) + " processor seconds");
+    }
+    for (std::string const& fault : found.faults) {
+      Fault(number, fault);
+    }
+    if (readFile(path) != damaged) {
+      Fault(number, "reading changed the file");
+    }
+    Judge(number, found);
+    if (change) {
+      for (std::string const& fault : probe.change(path).faults) {
+        Fault(number, "while it was changed: " + fault);
+      }
+      unlink((path + "-journal").c_str());
+    }
+    alarm(0);
+  }
+
+  void Judge(std::uint64_t number, probe_result const& found) {
+    if (found.contents == expected.contents) {
+      ++shared.identical;
+    } else if (!found.refusals.empty()) {
+      ++shared.noticed;
+    } else {
+      ++shared.other;
+      if (everythingIn(path) == expectedInFile) {
+        Fault(number, "other contents are read than the file holds: " + found.contents);
+      }
+    }
+  }
+
+  void Fault(std::uint64_t number, std::string const& what) {
+    shared.AddFault(family.describe(number) + ": " + what);
+  }
+
+  damage_family const& family;
+  std::string const& sound;
+  std::string path;
+  bool change;
+  Shared& shared;
+  probe_result expected;
+  std::string expectedInFile;
+};
+
+/// One row of processes after each other, over one list of numbers.
+class Strand {
+public:
+  Strand(std::vector<std::uint64_t> itsNumbers, std::string filePath)
+      : numbers(std::move(itsNumbers)), path(std::move(filePath)), shared(share()) {}
+
+  bool HasWork() const { return shared->next < numbers.size(); }
+  void Start(damage_family const& family, std::string const& sound, bool change) {
+    child = std::make_unique<child_process>(
+        [&](child_process&) { return Worker(family, sound, path, change, *shared).Run(numbers); });
+  }
+  void Finish(damage_family const& family) {
+    std::uint64_t const before = shared->next;
+    std::string const answer = child->result();
+    child.reset();
+    if (!answer.empty()) {
+      shared->AddFault(family.describe(numbers[shared->next]) + ": the process ended: " + answer);
+      ++shared->next;
+    } else if (shared->next == before && shared->faultsLength > 0) {
+      shared->next = numbers.size(); // the sound file itself failed
+    }
+  }
+  void AddTo(corpus_result& result) const {
+    result.looked += numbers.size();
+    result.identical += shared->identical;
+    result.noticed += shared->noticed;
+    result.other += shared->other;
+    result.slowest = std::max(result.slowest, shared->slowest);
+    result.memory = std::max(result.memory, shared->memory);
+    std::istringstream lines(std::string(shared->faults, shared->faultsLength));
+    for (std::string line; std::getline(lines, line) && result.faults.size() < mostFaults;) {
+      result.faults.push_back(line);
+    }
+  }
+
+private:
+  std::vector<std::uint64_t> numbers;
+  std::string path;
+  SharedHolder shared;
+  std::unique_ptr<child_process> child;
+};
+
+} // namespace
+
+damage_family every_byte(std::string const& sound) {
+  constexpr std::uint64_t values = 3;
+  damage_family family;
+  family.count = sound.size() * values;
+  family.apply = [](std::uint64_t number, std::string& bytes) {
+    char& byte = bytes[number / values];
+    auto const old = static_cast<unsigned char>(byte);
+    unsigned const others[values] = {old == 0 ? 1U : 0U, old == 0xff ? 0xfeU : 0xffU, old ^ 0x10U};
+    byte = static_cast<char>(others[number % values]);
+  };
+  family.describe = [](std::uint64_t number) {
+    return "byte " + std::to_string(number / values) + ", value " + std::to_string(number % values);
+  };
+  return family;
+}
+
+damage_family every_page(std::string const& sound, std::size_t pageSize) {
+  damage_family family;
+  family.count = sound.size() / pageSize;
+  family.apply = [pageSize](std::uint64_t number, std::string& bytes) {
+    bytes.replace(number * pageSize, pageSize, pageSize, '\0');
+  };
+  family.describe = [](std::uint64_t number) { return "zeroed page " + std::to_string(number + 1); };
+  return family;
+}
+
+damage_family every_cut(std::string const& sound) {
+  constexpr std::size_t step = 512;
+  damage_family family;
+  family.count = (sound.size() + step - 1) / step;
+  family.apply = [](std::uint64_t number, std::string& bytes) { bytes.resize(number * step); };
+  family.describe = [](std::uint64_t number) { return "cut at byte " + std::to_string(number * step); };
+  return family;
+}
+
+std::string corpus_result::text() const {
+  return std::to_string(looked) + " looked at, " + std::to_string(identical) + " identical, " +
+         std::to_string(noticed) + " noticed, " + std::to_string(other) + " with other values, slowest " +
+         std::to_string(slowest) + " s, memory " + std::to_string(memory / 1024) + " KiB";
+}
+
+corpus_result run_corpus(damage_family const& family, std::string const& sound, std::string const& folder,
+                         corpus_settings const& settings) {
+  std::mt19937 random(settings.seed);
+  bool const all = settings.limit == 0 || settings.limit >= family.count;
+  std::size_t const strandCount = all ? std::max(1U, std::thread::hardware_concurrency()) : 1;
+  std::vector<std::vector<std::uint64_t>> lists(strandCount);
+  for (std::uint64_t number = 0; number < (all ? family.count : settings.limit); ++number) {
+    lists[number % strandCount].push_back(
+        all ? number : std::uniform_int_distribution<std::uint64_t>(0, family.count - 1)(random));
+  }
+  std::vector<Strand> strands;
+  for (std::size_t index = 0; index < strandCount; ++index) {
+    strands.emplace_back(std::move(lists[index]), folder + "/damaged-" + std::to_string(index));
+  }
+  for (bool working = true; working;) {
+    std::vector<Strand*> started;
+    for (Strand& strand : strands) {
+      if (strand.HasWork()) {
+        strand.Start(family, sound, settings.change);
+        started.push_back(&strand);
+      }
+    }
+    for (Strand* const strand : started) {
+      strand->Finish(family);
+    }
+    working = !started.empty();
+  }
+  corpus_result result;
+  for (Strand const& strand : strands) {
+    strand.AddTo(result);
+  }
+  long long const most = 64LL * 1024 * 1024 + 16 * static_cast<long long>(sound.size());
+  if (result.memory > most) {
+    result.faults.push_back("it took " + std::to_string(result.memory) + " bytes of memory");
+  }
+  return result;
+}
+
+bool whole_corpus() {
+  char const* const wish = std::getenv("DDR_HOSTILE");
+  return wish != nullptr && std::strcmp(wish, "all") == 0;
+}
+
+unsigned corpus_seed() {
+  char const* const given = std::getenv("DDR_HOSTILE_SEED");
+  return given != nullptr ? static_cast<unsigned>(std::strtoul(given, nullptr, 10)) : std::random_device()();
+}

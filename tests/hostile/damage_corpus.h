@@ -1,0 +1,51 @@
+// damage_corpus: many damaged copies of one file, each looked over in a process that may die of it.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+/// A family of damages, by number.
+struct damage_family {
+  std::uint64_t count = 0;
+  std::function<void(std::uint64_t number, std::string& bytes)> apply; ///< does it to a sound file
+  std::function<std::string(std::uint64_t number)> describe;
+};
+
+/// Every byte replaced by three other values.
+damage_family every_byte(std::string const& sound);
+/// Every page filled with zeros.
+damage_family every_page(std::string const& sound, std::size_t pageSize);
+/// The file cut at every multiple of 512 bytes.
+damage_family every_cut(std::string const& sound);
+
+/// What came of looking over damaged copies.
+struct corpus_result {
+  std::uint64_t looked = 0;
+  std::uint64_t identical = 0; ///< read as the sound file
+  std::uint64_t noticed = 0;   ///< refused as a whole or in part, by an exception or a check
+  std::uint64_t other = 0;     ///< other values are stored, and were read; SQLite reads the same ones
+  double slowest = 0;          ///< [processor seconds]
+  long long memory = 0;        ///< the most that a process grew by [byte]; 0 where it is not measured
+  std::vector<std::string> faults;
+
+  std::string text() const;
+};
+
+/// How damaged copies are looked over.
+struct corpus_settings {
+  std::uint64_t limit = 0; ///< how many are drawn; 0: all of them
+  unsigned seed = 0;       ///< for the drawing
+  bool change = false;     ///< also opens each for writing, changes and saves it
+};
+
+/// The damages of a family, drawn or all, done to copies of a sound file.
+/// @param folder where the copies are made
+corpus_result run_corpus(damage_family const& family, std::string const& sound, std::string const& folder,
+                         corpus_settings const& settings);
+
+/// Whether the environment asks for all of every family: DDR_HOSTILE=all.
+bool whole_corpus();
+/// The seed of this run: DDR_HOSTILE_SEED, or a new one.
+unsigned corpus_seed();

@@ -1,0 +1,258 @@
+// Files made to do harm, row by row: the answer names file, class and row, and comes soon and in little
+// memory.
+#include "file_probe.h"
+#include "stored_file.h"
+#include "temporary_folder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+using testing::AllOf;
+using testing::Contains;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+namespace {
+
+class hostile_Rows : public testing::Test {
+protected:
+  hostile_Rows() {
+    make_small_database(path, 512);
+    sound = probe.look(path).contents;
+  }
+  /// What is found in the file after SQL has changed it.
+  probe_result after(std::string const& sql) {
+    change_stored_file(path, sql);
+    return checked(probe.look(path));
+  }
+  static probe_result checked(probe_result found) {
+    EXPECT_THAT(found.faults, IsEmpty());
+    return found;
+  }
+  /// Expects that the file is refused, in whole or in part, with words about it.
+  void expectRefused(std::string const& sql, std::string const& className, std::string const& words) {
+    probe_result const found = after(sql);
+    EXPECT_NE(found.contents, sound) << sql;
+    EXPECT_THAT(found.refusals, Contains(AllOf(HasSubstr(path), HasSubstr(className), HasSubstr(words))))
+        << sql;
+  }
+  temporary_folder folder;
+  std::string path = folder.path("small.ddr");
+  file_probe probe;
+  std::string sound;
+};
+
+TEST_F(hostile_Rows, TheSmallDatabaseIsSoundAndHoldsSomethingOfEveryKind) {
+  probe_result const found = checked(probe.look(path));
+  EXPECT_THAT(found.refusals, IsEmpty());
+  for (char const* const part :
+       {"A small database", "FENTAL", "model Plate 9: Plate 9 note of Plate 9", "result Step-2",
+        "user data Session", "second message", "path of database 0: ddbCont['", "path of models 0: ddbCont['",
+        "path of results 0: ddbCont['", "path of user data 0: ddbCont['", "'].models['nowhere']"}) {
+    EXPECT_THAT(found.contents, HasSubstr(part));
+  }
+}
+
+TEST_F(hostile_Rows, ReferenceToARowThatIsNotThere) {
+  expectRefused(R"(UPDATE class_ddr_Ddb SET "models#OID" = 4711)", "class 'cls_MapHeader'", "4711");
+}
+
+TEST_F(hostile_Rows, EntryToARowThatIsNotThere) {
+  expectRefused("UPDATE ddr_entry SET OID = 4711 WHERE Key = 'Beam'", "class 'ddr_Model'", "4711");
+}
+
+TEST_F(hostile_Rows, BaseClassThatIsItsOwnBase) {
+  change_stored_file(path, R"(UPDATE ddr_class SET "Base Type Id" = "Type Id")");
+  EXPECT_NE(checked(probe.look(path)).contents, "");
+}
+
+TEST_F(hostile_Rows, BaseClassesInACircle) {
+  change_stored_file(path, R"(UPDATE ddr_class SET "Base Type Id" = (SELECT other."Type Id" FROM ddr_class
+    AS other WHERE other."row" = (ddr_class."row" + 1) % (SELECT count(*) FROM ddr_class)))");
+  EXPECT_NE(checked(probe.look(path)).contents, "");
+}
+
+TEST_F(hostile_Rows, ShortcutThatLeadsThroughItself) {
+  expectRefused(R"(UPDATE class_ddr_ModelContainerInDdbShortcut SET
+      "parent#ClassID" = (SELECT "Type Id" FROM ddr_class WHERE "Class Name" = 'ddr_ModelContainerShortcut'),
+      "parent#OID" = 0)",
+                "ddr_ModelContainerShortcut", "row 0");
+}
+
+TEST_F(hostile_Rows, ReferenceToAnObjectOfAnotherClass) {
+  expectRefused(R"(UPDATE class_ddr_Ddb SET "models#ClassID" = (SELECT "Type Id" FROM ddr_class
+      WHERE "Class Name" = 'ddr_Model'), "models#OID" = 0)",
+                "class 'ddr_Model'", "row 0");
+}
+
+TEST_F(hostile_Rows, EntryOfAnotherClass) {
+  expectRefused(R"(UPDATE ddr_entry SET ClassID = (SELECT "Type Id" FROM ddr_class
+      WHERE "Class Name" = 'ddr_Result'), OID = 0 WHERE Key = 'Beam')",
+                "class 'ddr_Result'", "row 0");
+}
+
+TEST_F(hostile_Rows, EntriesSharedByTwoCollections) {
+  probe_result const found =
+      after(R"(UPDATE class_cls_MapHeader SET "Target#Handle" = (SELECT min("Target#Handle")
+      FROM class_cls_MapHeader))");
+  EXPECT_THAT(found.refusals, Contains(AllOf(HasSubstr(path), HasSubstr("class 'cls_MapHeader', row "),
+                                             HasSubstr("shares its entries"))));
+}
+
+TEST_F(hostile_Rows, NegativeAndHugeReferences) {
+  for (char const* const row : {"-5", "2147483647", "2147483648", "-2147483649", "9223372036854775807",
+                                "-9223372036854775808", "1.5", "'one'", "x'01'", "NULL"}) {
+    make_small_database(path, 512);
+    for (char const* const column : {"models", "results", "userData", "diagnosticData", "productAddOns"}) {
+      after(std::string("UPDATE class_ddr_Ddb SET \"").append(column).append("#OID\" = ").append(row));
+      after(std::string("UPDATE class_ddr_Ddb SET \"").append(column).append("#ClassID\" = ").append(row));
+    }
+    after(std::string("UPDATE class_note_Extension SET \"##BaseClassOID\" = ").append(row));
+  }
+}
+
+TEST_F(hostile_Rows, NegativeAndHugeRowNumbers) {
+  for (char const* const table : {"class_ddr_Ddb", "class_ddr_Model", "class_ddr_ModelShortcut",
+                                  "class_cls_MapHeader", "class_dia_Message"}) {
+    for (char const* const row :
+         {"-1", "2147483647", "4294967296", "9223372036854775807", "-9223372036854775808"}) {
+      make_small_database(path, 512);
+      probe_result const found = after(std::string("UPDATE ")
+                                           .append(table)
+                                           .append(R"( SET "row" = )")
+                                           .append(row)
+                                           .append(R"( WHERE "row" = 0)"));
+      EXPECT_THAT(found.refusals, Contains(AllOf(HasSubstr(path), HasSubstr("class '"))))
+          << table << " " << row;
+    }
+  }
+}
+
+TEST_F(hostile_Rows, NegativeAndHugePlacesOfEntries) {
+  for (char const* const place : {"-1", "2147483647", "9223372036854775807", "-9223372036854775808"}) {
+    make_small_database(path, 512);
+    expectRefused(std::string("UPDATE ddr_entry SET position = ") + place + " WHERE Key = 'Beam'",
+                  "collection", "no valid place");
+  }
+}
+
+TEST_F(hostile_Rows, NegativeAndHugeHandles) {
+  for (char const* const handle : {"-1", "0", "2147483648", "9223372036854775807", "'x'", "1.5", "NULL"}) {
+    make_small_database(path, 512);
+    probe_result const found =
+        after(std::string(R"(UPDATE class_cls_MapHeader SET "Target#Handle" = )").append(handle));
+    EXPECT_THAT(found.refusals, Contains(HasSubstr("class 'cls_MapHeader'"))) << handle;
+    checked(probe.change(path));
+  }
+}
+
+TEST_F(hostile_Rows, NextHandleThatCannotBe) {
+  for (char const* const handle : {"-1", "9223372036854775807", "'x'", "1.5", "x'00'"}) {
+    make_small_database(path, 512);
+    change_stored_file(path, std::string("UPDATE ddr_header SET next_handle = ").append(handle));
+    checked(probe.change(path));
+  }
+}
+
+TEST_F(hostile_Rows, ClassListThatIsNotInOrder) {
+  expectRefused(R"(UPDATE ddr_class SET "row" = 2147483647 WHERE "row" = 3)", "", "row of its class list");
+}
+
+TEST_F(hostile_Rows, AttributeOfAClassThatIsNotListed) {
+  expectRefused("UPDATE ddr_attribute SET class = 4711 WHERE class = 0", "", "not listed");
+}
+
+TEST_F(hostile_Rows, AttributeAtAHugePlace) {
+  expectRefused("UPDATE ddr_attribute SET position = 9223372036854775807 WHERE class = 0", "",
+                "not in order");
+}
+
+TEST_F(hostile_Rows, TextsWithZeroBytes) {
+  expectRefused("UPDATE class_ddr_Ddb SET description = CAST(x'410042' AS TEXT)", "class 'ddr_Ddb'",
+                "description");
+  make_small_database(path, 512);
+  expectRefused("UPDATE ddr_entry SET Key = CAST(x'410042' AS TEXT) WHERE Key = 'Beam'", "collection",
+                "not UTF-8");
+}
+
+TEST_F(hostile_Rows, TextsThatAreNotUtf8) {
+  expectRefused("UPDATE class_ddr_Model SET modelName = CAST(x'41ff42' AS TEXT)", "class 'ddr_Model', row ",
+                "modelName");
+  make_small_database(path, 512);
+  expectRefused("UPDATE ddr_entry SET Key = CAST(x'c0af' AS TEXT) WHERE Key = 'Beam'", "collection",
+                "not UTF-8");
+}
+
+TEST_F(hostile_Rows, ViewsAndTriggersAreNotRun) {
+  EXPECT_EQ(after("CREATE VIEW ddr_view AS WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n) "
+                  "SELECT i FROM n;"
+                  "CREATE TRIGGER gone AFTER INSERT ON ddr_entry BEGIN DELETE FROM ddr_entry; END;"
+                  "CREATE TRIGGER gone2 AFTER UPDATE ON class_ddr_Ddb BEGIN DELETE FROM ddr_entry; END;")
+                .contents,
+            sound);
+  EXPECT_THAT(checked(probe.change(path)).refusals, IsEmpty());
+  EXPECT_THAT(checked(probe.look(path)).contents, HasSubstr("model Plate 9: Plate 9"));
+}
+
+TEST_F(hostile_Rows, TableThatIsMissing) {
+  expectRefused("DROP TABLE class_ddr_Model", "class 'ddr_Model'", "table is missing");
+}
+
+TEST_F(hostile_Rows, ColumnThatIsMissing) {
+  probe_result const found = after(R"(ALTER TABLE class_ddr_Model DROP COLUMN modelName)");
+  EXPECT_THAT(found.refusals, Contains(AllOf(HasSubstr(path), HasSubstr("class 'ddr_Model'"))));
+}
+
+TEST_F(hostile_Rows, ColumnOfAnotherType) {
+  expectRefused("CREATE TABLE kept AS SELECT * FROM class_ddr_Ddb; DROP TABLE class_ddr_Ddb;"
+                R"(CREATE TABLE class_ddr_Ddb("row" INTEGER PRIMARY KEY, "#uid" BLOB, "models#ClassID" TEXT,
+                "models#OID" TEXT, name INTEGER, modifyTime TEXT);
+                INSERT INTO class_ddr_Ddb SELECT "row", "#uid", "models#ClassID", "models#OID", name, modifyTime
+                FROM kept)",
+                "class 'ddr_Ddb'", "row 1");
+}
+
+// A model that was copied under another name keeps its identity, so this is no damage.
+TEST_F(hostile_Rows, TwoRowsOfOneIdentity) {
+  probe_result const found =
+      after(R"(UPDATE class_ddr_Model SET "#uid" = (SELECT "#uid" FROM class_ddr_Model WHERE "row" = 0))");
+  EXPECT_THAT(found.contents, AllOf(HasSubstr("model Plate 10: Plate 10 note of Plate 10"),
+                                    HasSubstr("model Plate 9: Plate 9 note of Plate 9")));
+  EXPECT_THAT(checked(probe.change(path)).refusals, IsEmpty());
+  EXPECT_THAT(checked(probe.look(path)).contents,
+              AllOf(HasSubstr("model Plate 10: Plate 10 note of Plate 10"),
+                    HasSubstr("model Plate 9: Plate 9 note of Plate 9"),
+                    HasSubstr("model another: another")));
+}
+
+TEST_F(hostile_Rows, ATextOfAHundredMegabytes) {
+  probe_result const found = after("UPDATE class_ddr_Ddb SET description = printf('%.*c', 100000000, 'x')");
+  EXPECT_TRUE(found.contents.size() > 100000000 || !found.refusals.empty());
+}
+
+TEST_F(hostile_Rows, AKeyOfAHundredMegabytes) {
+  probe_result const found =
+      after("UPDATE ddr_entry SET Key = printf('%.*c', 100000000, 'x') WHERE Key = 'Step-1'");
+  EXPECT_TRUE(found.contents.size() > 100000000 || !found.refusals.empty());
+}
+
+TEST_F(hostile_Rows, AValueThatIsMadeWhenItIsRead) {
+  expectRefused("ALTER TABLE class_ddr_Model ADD COLUMN more AS (zeroblob(250000000))", "class 'ddr_Model'",
+                "no plain table");
+}
+
+// Twenty thousand entries of a list that all lead to one long message: gigabytes, were they all read.
+TEST_F(hostile_Rows, OneLongMessageReadManyTimes) {
+  change_stored_file(path, R"(
+      UPDATE class_dia_Message SET text = printf('%.*c', 300000, 'x');
+      WITH RECURSIVE n(i) AS (SELECT 100 UNION ALL SELECT i + 1 FROM n WHERE i < 20000)
+      INSERT INTO ddr_entry SELECT handle, i, '', ClassID, OID FROM n,
+        (SELECT handle, ClassID, OID FROM ddr_entry WHERE ClassID = (SELECT "Type Id" FROM ddr_class
+         WHERE "Class Name" = 'dia_Message') LIMIT 1);)");
+  probe_result const found = checked(probe.look(path));
+  EXPECT_EQ(found.contents, "refused");
+  EXPECT_THAT(found.refusals, Contains(AllOf(HasSubstr(path), HasSubstr("class 'dia_Message', row "),
+                                             HasSubstr("the same rows many times"))));
+}
+
+} // namespace

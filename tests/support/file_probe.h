@@ -1,0 +1,36 @@
+// file_probe: everything that a program does with a file that it was given, whatever the file holds.
+#pragma once
+
+#include <string>
+#include <vector>
+
+/// What came of it.
+struct probe_result {
+  std::string contents;              ///< all that could be read, a line a thing; "refused" for the whole file
+  std::vector<std::string> refusals; ///< texts of exceptions, and "where: what" of each finding of a check
+  /// What must not be: exceptions that are none of ours, messages that do not name the file. Empty in a
+  /// program without defects.
+  std::vector<std::string> faults;
+};
+
+/// Looks files over, in a running module of its own. One thread at a time.
+class file_probe {
+public:
+  file_probe();
+  ~file_probe();
+  file_probe(file_probe const&) = delete;
+  file_probe& operator=(file_probe const&) = delete;
+
+  /// Opens a file for reading; lists its record, models, results, user data and messages; resolves and prints
+  /// the shortcuts in it; checks it quickly and deeply. Changes nothing of it.
+  probe_result look(std::string const& path);
+  /// Opens a file for writing, changes something of each kind, saves and closes.
+  probe_result change(std::string const& path);
+
+private:
+  int libraries = 0;
+};
+
+/// Makes a small database file that holds something of every kind, in pages of that size.
+/// @param pageSize [byte] a power of two from 512
+void make_small_database(std::string const& path, int pageSize);
