@@ -136,7 +136,11 @@ void dbc_Run::Carry(rfm_Rebuild& rebuild) {
   }
   Ask(dbc_Progress::Phase::Copying, 0, cow_String(), done, total);
   report.entriesOut = rebuild.CopyEntries(watch(cow_String()));
-  Ask(dbc_Progress::Phase::Copying, 0, cow_String(), done + report.entriesOut, total);
+  auto const ask = [&] {
+    Ask(dbc_Progress::Phase::Copying, 0, cow_String(), done + report.entriesOut, total);
+  };
+  report.leftBehind = rebuild.CopyFurtherTables(ask);
+  ask();
 }
 
 void dbc_Run::Convert(rfm_Database& made, rfm_Rebuild& rebuild) {

@@ -53,8 +53,8 @@ struct dbc_ConversionReport {
   std::vector<dbc_ClassReport> classes; ///< in the order of the class list; classes added come last
   std::int64_t entriesIn = 0;           ///< entries of all collections in the old file
   std::int64_t entriesOut = 0;          ///< entries of all collections in the new file; 0 in a plan
-  /// What is in the old file beside classes and collections: "table 'NAME'". Not part of the stored format,
-  /// and not carried.
+  /// What is not carried, because it is not part of the stored format and cannot be copied: "view 'NAME'".
+  /// Tables beside the format are carried with their row numbers and indexes.
   std::vector<std::string> leftBehind;
 };
 

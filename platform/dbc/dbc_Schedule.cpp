@@ -151,6 +151,6 @@ dbc_ConversionReport dbc_Schedule::Plan(rfm_Database const& file, std::vector<db
     report.classes.push_back(std::move(planned));
   }
   report.entriesIn = rfm_Rebuild::CountEntries(file);
-  report.leftBehind = rfm_Rebuild::ForeignObjects(file);
+  report.leftBehind = rfm_Rebuild::FurtherThings(file);
   return report;
 }

@@ -4,6 +4,7 @@
 #include "rfm_DatabaseNode.h"
 #include "utl_Utf8.h"
 
+#include <algorithm>
 #include <exception>
 #include <limits>
 #include <sys/stat.h>
@@ -21,6 +22,21 @@ constexpr char const* cacheSize = "PRAGMA cache_size = -8192";
 constexpr char const* attachedName = "old.";
 
 constexpr std::string_view retiredName = "retired_rows";
+
+// Conditions on sqlite_schema AS thing: what the format describes; tables of others that can be copied. Names
+// that begin like ours are kept for ours.
+constexpr char const* isOurs = "name IN ('ddr_header', 'ddr_class', 'ddr_attribute', 'ddr_entry') OR EXISTS "
+                               "(SELECT 1 FROM ddr_class WHERE "
+                               "\"Class Table\" = thing.name COLLATE NOCASE)";
+constexpr char const* isCopied =
+    "type = 'table' AND rootpage > 0 AND sql LIKE 'CREATE TABLE%' AND name NOT LIKE 'sqlite\\_%' ESCAPE '\\' "
+    "AND name NOT LIKE 'ddr\\_%' ESCAPE '\\' AND name NOT LIKE 'class\\_%' ESCAPE '\\' "
+    "AND name NOT LIKE 'retired\\_rows%' ESCAPE '\\'";
+
+std::string columnText(sqlite3_stmt* statement, int column) {
+  auto const* const text = reinterpret_cast<char const*>(sqlite3_column_text(statement, column));
+  return text ? text : "";
+}
 
 struct Question {
   std::function<void()> const& alive;
@@ -106,27 +122,112 @@ std::int64_t rfm_Rebuild::CountEntries(rfm_Database const& database) {
   return count(*database.node, "ddr_entry", nullptr);
 }
 
-std::vector<std::string> rfm_Rebuild::ForeignObjects(rfm_Database const& database) {
-  rfm_DatabaseNode& node = *database.node;
-  rfm_ScopeGuard const scope(node.Connection());
+std::vector<std::string> rfm_Rebuild::FurtherThings(rfm_Database const& database) {
+  rfm_ScopeGuard const scope(database.node->Connection());
   rfm_Statement statement;
-  rfm_Run run(node.Connection(), statement,
-              std::string_view("SELECT type, name FROM sqlite_schema AS thing "
-                               "WHERE type <> 'index' AND name NOT LIKE 'sqlite\\_%' ESCAPE '\\' "
-                               "AND name NOT IN ('ddr_header', 'ddr_class', 'ddr_attribute', 'ddr_entry') "
-                               "AND NOT EXISTS (SELECT 1 FROM ddr_class WHERE \"Class Table\" = "
-                               "thing.name COLLATE NOCASE) ORDER BY rowid"));
+  rfm_Run run(database.node->Connection(), statement,
+              "SELECT type, name FROM sqlite_schema AS thing WHERE type <> 'index' AND name NOT LIKE "
+              "'sqlite\\_%' ESCAPE '\\' AND NOT (" +
+                  std::string(isOurs) + ") AND NOT (" + isCopied + ") ORDER BY rowid");
   std::vector<std::string> found;
   while (run.Step()) {
-    std::string text;
-    for (int column = 0; column < 2; ++column) {
-      auto const* const value = reinterpret_cast<char const*>(sqlite3_column_text(run.Get(), column));
-      std::string const printable = utl_Printable(value ? value : "");
-      text += column == 0 ? printable + " '" : printable + "'";
-    }
-    found.push_back(std::move(text));
+    found.push_back(columnText(run.Get(), 0) + " '" + utl_Printable(columnText(run.Get(), 1)) + "'");
   }
   return found;
+}
+
+std::vector<std::string> rfm_Rebuild::CopyFurtherTables(std::function<void()> const& alive) {
+  std::vector<std::string> names;
+  {
+    rfm_Statement statement;
+    rfm_Run run(from->Connection(), statement,
+                "SELECT name FROM sqlite_schema AS thing WHERE " + std::string(isCopied) + " AND NOT (" +
+                    isOurs + ") ORDER BY rowid");
+    while (run.Step()) {
+      names.push_back(columnText(run.Get(), 0));
+    }
+  }
+  std::vector<std::string> failed = FurtherThings(rfm_Database(from));
+  for (std::string const& name : names) {
+    bool copied = false;
+    WhileAsking([&] { copied = CopyFurtherTable(name); }, alive);
+    if (!copied) {
+      TryToExecute("DROP TABLE IF EXISTS main." + rfm_quote(name));
+      failed.push_back("table '" + utl_Printable(name) + "'");
+    }
+  }
+  return failed;
+}
+
+// Makes the table as its writer did. The row number is copied by a name that no column hides.
+bool rfm_Rebuild::CopyFurtherTable(std::string const& name) {
+  std::vector<std::string> make;
+  {
+    rfm_Statement statement;
+    rfm_Run run(from->Connection(), statement,
+                std::string_view("SELECT sql FROM sqlite_schema WHERE tbl_name = ?1 AND sql IS NOT NULL AND "
+                                 "type IN ('table', 'index') ORDER BY type DESC, rowid"));
+    run.Bind(1, std::string_view(name));
+    while (run.Step()) {
+      make.push_back(columnText(run.Get(), 0));
+    }
+  }
+  std::string columns;
+  std::vector<std::string> rowNames{"rowid", "_rowid_", "oid"};
+  bool hasRowNumber = false;
+  {
+    rfm_Statement statement;
+    rfm_Run run(
+        from->Connection(), statement,
+        std::string_view("SELECT name, hidden, (SELECT wr FROM pragma_table_list(?1) WHERE schema = "
+                         "'main'), type = 'INTEGER' COLLATE NOCASE AND pk = 1 AND (SELECT count(*) FROM "
+                         "pragma_table_info(?1) WHERE pk > 0) = 1 FROM pragma_table_xinfo(?1)"));
+    run.Bind(1, std::string_view(name));
+    hasRowNumber = true;
+    while (run.Step()) {
+      std::string const column = columnText(run.Get(), 0);
+      std::erase_if(rowNames, [&](std::string const& rowName) {
+        return sqlite3_stricmp(rowName.c_str(), column.c_str()) == 0;
+      });
+      bool const isComputed = sqlite3_column_int(run.Get(), 1) != 0;
+      bool const isRowNumber = sqlite3_column_int(run.Get(), 3) != 0;
+      hasRowNumber = hasRowNumber && sqlite3_column_int(run.Get(), 2) == 0 && !isRowNumber;
+      if (!isComputed) {
+        columns += (columns.empty() ? "" : ", ") + rfm_quote(column);
+      }
+    }
+  }
+  if (hasRowNumber && !rowNames.empty()) {
+    columns = rowNames.front() + ", " + columns;
+  }
+  make.insert(make.begin() + 1, "INSERT INTO main." + rfm_quote(name) + "(" + columns + ") SELECT " +
+                                    columns + " FROM " + attachedName + rfm_quote(name));
+  return std::all_of(make.begin(), make.end(), [this](std::string const& sql) { return TryToExecute(sql); });
+}
+
+// Runs one statement of the old file's own.
+// @returns whether it could be run; what is wrong with the device, or with the pages of the old file, throws
+bool rfm_Rebuild::TryToExecute(std::string const& sql) {
+  rfm_Connection& connection = to->Connection();
+  sqlite3_stmt* statement = nullptr;
+  char const* rest = nullptr;
+  int result = sqlite3_prepare_v2(connection.Database(), sql.c_str(), -1, &statement, &rest);
+  bool const isOne = result == SQLITE_OK && *rest == 0;
+  if (isOne) {
+    sqlite3_step(statement);
+  }
+  int const ended = sqlite3_finalize(statement);
+  result = result == SQLITE_OK ? ended : result;
+  switch (result & 0xff) {
+  case SQLITE_FULL:
+  case SQLITE_IOERR:
+  case SQLITE_CORRUPT:
+  case SQLITE_NOMEM:
+  case SQLITE_INTERRUPT:
+    connection.Fail(result);
+  default:
+    return isOne && result == SQLITE_OK;
+  }
 }
 
 std::int64_t rfm_Rebuild::CopyRows(unsigned typeId, Watch const& watch) {

@@ -43,9 +43,9 @@ public:
   static std::int64_t CountRows(rfm_Database const& database, unsigned typeId);
   /// How many entries all collections hold. O(pages of the table).
   static std::int64_t CountEntries(rfm_Database const& database);
-  /// What the file of a database holds beside what the format describes: "table 'NAME'". Such things are read
-  /// by nobody and not copied; indexes are left out.
-  static std::vector<std::string> ForeignObjects(rfm_Database const& database);
+  /// What the file of a database holds beside what the format describes and CopyFurtherTables would not copy:
+  /// "view 'NAME'". Indexes are left out.
+  static std::vector<std::string> FurtherThings(rfm_Database const& database);
 
   /// Copies the rows of a class that both class lists have: all columns of the stored table, values,
   /// identities and row numbers as they are.
@@ -54,6 +54,11 @@ public:
   /// Copies the entries of all collections, and sees to it that handles go on behind those of the old file.
   /// @returns how many entries there were
   std::int64_t CopyEntries(Watch const& watch);
+
+  /// Copies the tables that the format does not know, with their indexes and row numbers.
+  /// @param alive asked again and again; may throw to stop
+  /// @returns what could not be copied because this process cannot use it: "table 'NAME'"
+  std::vector<std::string> CopyFurtherTables(std::function<void()> const& alive);
 
   /// Gives a class of the new file another description: name, version, base and attributes. A table that it
   /// has by then keeps its columns and gets those that it lacks; for another layout see RetireTable.
@@ -84,6 +89,8 @@ private:
     std::string walk;                      // reads the same from the old file
   };
 
+  bool CopyFurtherTable(std::string const& name);
+  bool TryToExecute(std::string const& sql);
   void CheckRowNumbers(rfm_TableShape const& shape) const;
   std::int64_t Copy(Move const& move, Watch const& watch);
   void BlameSource(Move const& move) const;

@@ -170,9 +170,29 @@ TEST_F(dbc_Conversion_, ALossThatAFunctionExplainsIsReportedOnce) {
   EXPECT_EQ(said.find("no such field"), std::string::npos) << said;
 }
 
+TEST_F(dbc_Conversion_, CarriesTablesThatTheFormatDoesNotKnow) {
+  make("CREATE TABLE plain(a, b); INSERT INTO plain(rowid, a, b) VALUES(7, 'x', NULL), (9, 2.5, x'00');"
+       "CREATE UNIQUE INDEX plain_a ON plain(a);"
+       "CREATE TABLE \"odd \"\"name\"(rowid TEXT, c INTEGER PRIMARY KEY, twice AS (c * 2));"
+       "INSERT INTO \"odd \"\"name\"(rowid, c) VALUES('r', 40);"
+       "CREATE TABLE bare(k PRIMARY KEY, v) WITHOUT ROWID; INSERT INTO bare VALUES('k', 1);");
+  EXPECT_EQ(convert().leftBehind, std::vector<std::string>());
+  EXPECT_EQ(converted().lines("SELECT rowid, a, b FROM plain ORDER BY 1"),
+            (std::vector<std::string>{"7 'x' NULL", "9 2.5000000000000000 x'00'"}));
+  EXPECT_EQ(converted().value("SELECT count(*) FROM sqlite_schema WHERE name = 'plain_a'"), "1");
+  EXPECT_EQ(converted().lines("SELECT rowid, c, twice FROM \"odd \"\"name\""),
+            std::vector<std::string>{"'r' 40 80"});
+  EXPECT_EQ(converted().lines("SELECT k, v FROM bare"), std::vector<std::string>{"'k' 1"});
+  EXPECT_EQ(converted().integrity(), "ok");
+}
+
 TEST_F(dbc_Conversion_, NamesWhatIsLeftBehind) {
-  make("CREATE TABLE foreign_notes(a); CREATE VIEW seen AS SELECT 1;");
-  EXPECT_EQ(convert().leftBehind, (std::vector<std::string>{"table 'foreign_notes'", "view 'seen'"}));
+  make("CREATE TABLE class_of_nobody(a); CREATE VIEW seen AS SELECT 1;"
+       "CREATE TRIGGER t AFTER INSERT ON class_of_nobody BEGIN SELECT 1; END;");
+  std::vector<std::string> const left{"table 'class_of_nobody'", "view 'seen'", "trigger 't'"};
+  EXPECT_EQ(dbc_Conversion::Plan(cow_String(oldPath)).leftBehind, left);
+  EXPECT_EQ(convert().leftBehind, left);
+  EXPECT_EQ(converted().integrity(), "ok");
 }
 
 TEST_F(dbc_Conversion_, PlansWithoutDoing) {
