@@ -214,28 +214,36 @@ void wantSection(dbc_Row const& model) {
   converter().Supplied("instanceTable", "a section extension");
 }
 
-/// A text of an old connector property; renamed where it has another name now.
-cow_String textOf(dbc_Row const& property, char const* field, char const* oldText, char const* newText) {
-  cow_String const text = property.ReadFieldString(rfm_FieldHandle(field, wholeField));
-  return text == cow_String(oldText) ? cow_String(newText) : text;
-}
+/// A text that has another name now.
+struct Renamed {
+  char const* before;
+  char const* now;
+};
 
-void setEnum(dbc_Row& row, char const* field, char const* enumeration, cow_String const& value) {
-  utils().SetEnum(field, row, utils().CreateEnum(enumeration, value));
+/// Takes a text of an old connector property over; one that is not set stays so.
+void takeText(dbc_Row const& property, char const* oldField, dbc_Row& section, char const* newField,
+              Renamed const& renamed) {
+  rfm_FieldHandle const field(oldField, wholeField);
+  if (!property.IsPresent(field)) {
+    return;
+  }
+  cow_String const text = property.ReadFieldString(field);
+  utils().SetEnum(
+      newField, section,
+      utils().CreateEnum(newField, text == cow_String(renamed.before) ? cow_String(renamed.now) : text));
 }
 
 void convertConnectorProperty(dbc_Row const& property, dbc_Row& section) {
   static rfm_FieldHandle const integration("integrationMethod", wholeField);
   section.WriteFieldInt(baseField(), noBasePart);
-  setEnum(section, "assembledType", "assembledType",
-          property.ReadFieldString(rfm_FieldHandle("assmType", wholeField)));
-  setEnum(section, "rotationalType", "rotationalType",
-          textOf(property, "rotType", "PROJ_FLEX_TORS", "PROJECTION_FLEXION_TORSION"));
-  setEnum(section, "translationalType", "translationalType",
-          textOf(property, "transType", "PROJ_CARTESIAN", "PROJECTION_CARTESIAN"));
-  setEnum(section, "integration", "integration",
-          property.IsPresent(integration) ? textOf(property, "integrationMethod", "UNSET", unspecified)
-                                          : cow_String(unspecified));
+  takeText(property, "assmType", section, "assembledType", {"", ""});
+  takeText(property, "rotType", section, "rotationalType", {"PROJ_FLEX_TORS", "PROJECTION_FLEXION_TORSION"});
+  takeText(property, "transType", section, "translationalType", {"PROJ_CARTESIAN", "PROJECTION_CARTESIAN"});
+  if (property.IsPresent(integration)) {
+    takeText(property, "integrationMethod", section, "integration", {"UNSET", unspecified});
+  } else {
+    utils().SetEnum("integration", section, utils().CreateEnum("integration", unspecified));
+  }
   for (char const* const name : referenceLengths) {
     rfm_FieldHandle const field(name, wholeField);
     double const value = property.IsPresent(field) ? property.ReadFieldDouble(field) : oldUnset;

@@ -116,6 +116,24 @@ TEST_F(DdrConversions, WhatTheStepOfModels203KeepsEndsWithAFailureToo) {
   EXPECT_EQ(converted().value("SELECT group_concat(\"extension#OID\") FROM class_0x238007d"), "'5,5,5'");
 }
 
+TEST_F(DdrConversions, ConnectorPropertiesThatLackFieldsBecomeSections) {
+  convert("model_401",
+          "ALTER TABLE class_kprC_ConnectorProperty DROP COLUMN assmType;"
+          "ALTER TABLE class_kprC_ConnectorProperty DROP COLUMN u1ReferenceLength;"
+          "DELETE FROM ddr_attribute WHERE name IN ('assmType', 'u1ReferenceLength');"
+          "UPDATE ddr_attribute AS one SET position = (SELECT count(*) FROM ddr_attribute AS other "
+          "WHERE other.class = one.class AND other.position < one.position);"
+          "UPDATE class_kprC_ConnectorProperty SET rotType = NULL, integrationMethod = NULL;");
+  stored_file const file = converted();
+  ASSERT_FALSE(file.rows("0x2600045").empty());
+  for (auto const& [row, fields] : file.rows("0x2600045")) {
+    EXPECT_EQ(fields.count("assembledType"), 0U) << row;
+    EXPECT_EQ(fields.count("rotationalType"), 0U) << row;
+    EXPECT_EQ(fields.at("integration"), "'UNSPECIFIED'") << row;
+    EXPECT_EQ(std::stod(fields.at("u1ReferenceLength")), 1.7976931348623157e308) << row;
+  }
+}
+
 TEST_F(DdrConversions, ExtensionsFitAClassThatTheFileHasInANarrowerLayout) {
   convert("model_203",
           "INSERT INTO ddr_class VALUES((SELECT count(*) FROM ddr_class), 'mat_Old', "

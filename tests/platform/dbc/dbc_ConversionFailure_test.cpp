@@ -53,6 +53,20 @@ TEST_F(dbc_ConversionFailure, CancelAtEveryQuestionLeavesNothing) {
   }
 }
 
+TEST_F(dbc_ConversionFailure, CancelWhileAnIndexIsMadeLeavesNothing) {
+  make("WITH RECURSIVE n(i) AS (SELECT 10 UNION ALL SELECT i + 1 FROM n WHERE i < 200000) "
+       "INSERT INTO class_Box(\"row\", label) SELECT i, i FROM n;");
+  remember();
+  int finishing = 0;
+  EXPECT_EQ(failure([&](dbc_Progress const& now) {
+              finishing += now.phase == dbc_Progress::Phase::Finishing;
+              return finishing < 3 || now.done == now.total; // in the middle, not between the steps
+            }),
+            "The conversion was cancelled; nothing was changed.");
+  EXPECT_EQ(finishing, 3);
+  expectUntouched();
+}
+
 TEST_F(dbc_ConversionFailure, CancelIsAnExceptionOfItsOwn) {
   EXPECT_THROW(convert([](dbc_Progress const&) { return false; }), dbc_CancelledException);
 }

@@ -1,6 +1,8 @@
 // dbc_OldClassRegistrar: the older layouts of all modules.
 #include "dbc_OldClassRegistrar.h"
 
+#include "dbc_DatabaseConverter.h"
+
 #include <gtest/gtest.h>
 #include <string>
 
@@ -64,6 +66,26 @@ TEST(dbc_OldClassRegistrar, SharedHolderOutlivesTheRegistrar) {
     EXPECT_EQ(alive(), before + 1);
   }
   EXPECT_EQ(alive(), before);
+}
+
+TEST(dbc_OldClassRegistrar, AVersionDeclaresNothingByItself) {
+  dbc_DatabaseConverter converter;
+  OldThing<1> const version;
+  version.SchemaChanges(converter);
+  version.ClassesToDelete(converter);
+  version.ClassesToRename(converter);
+  version.TablesToRename(converter);
+  EXPECT_TRUE(converter.Converters().empty());
+}
+
+TEST(dbc_OldClassRegistrar, AStepKnowsAClassAndVersionOnce) {
+  dbc_DatabaseConverter converter;
+  dbc_ClassConverter& first = converter.GetConverter(7).Upgrade("Thing", 500, 1);
+  EXPECT_EQ(&converter.GetConverter(7).Upgrade("Thing", 500, 1), &first);
+  EXPECT_NE(&converter.GetConverter(7).Upgrade("Thing", 500, 2), &first);
+  EXPECT_NE(&converter.GetConverter(8).Upgrade("Thing", 500, 1), &first);
+  EXPECT_EQ(first.ConversionFunction(), nullptr);
+  EXPECT_EQ(first.FinalizeFunction(), nullptr);
 }
 
 TEST(dbc_OldClassRegistrar, IsOneObjectPerProcess) {
