@@ -19,6 +19,10 @@
 #                   [SMOKE_FILTER regex])
 #   One Google Benchmark program ddr_bench_btree, and a ctest that runs the filtered part of it briefly.
 #
+# ddr_add_fuzzer(NAME file SOURCES x_fuzz.cpp ... DEPENDS rom ... [EXTERNAL target ...])
+#   A libFuzzer program ddr_fuzz_file where DDR_FUZZERS is on, and a ctest that gives each input of the folder
+#   corpus/file to the same function in a plain program, whatever the compiler.
+#
 # ddr_add_program(NAME ddr SOURCES main.cpp ... [EXTERNAL target ...] [UNINSTALLED])
 #   A client of the shared library and the installed headers only; installed unless UNINSTALLED.
 #
@@ -286,6 +290,36 @@ function(ddr_add_benchmark)
     _ddr_test_environment(environment)
     set_tests_properties(benchmark.${arg_NAME}.smoke PROPERTIES LABELS benchmark TIMEOUT 180 ENVIRONMENT
                                                                 "${environment}")
+  endif()
+endfunction()
+
+option(DDR_FUZZERS "Build the libFuzzer programs; wants clang++ and DDR_SANITIZE with fuzzer-no-link" OFF)
+
+function(ddr_add_fuzzer)
+  cmake_parse_arguments(PARSE_ARGV 0 arg "" "NAME" "SOURCES;DEPENDS;EXTERNAL")
+  _ddr_check_arguments(ddr_add_fuzzer NAME SOURCES)
+  _ddr_require_dependencies(ddr_add_fuzzer ${arg_NAME} ${arg_DEPENDS})
+  list(TRANSFORM arg_DEPENDS PREPEND ddr_)
+  add_library(ddr_fuzz_${arg_NAME}_target OBJECT ${arg_SOURCES})
+  set(replay ddr_replay_${arg_NAME})
+  add_executable(${replay} ${CMAKE_CURRENT_SOURCE_DIR}/replay_main.cpp)
+  set(programs ${replay})
+  if(DDR_FUZZERS)
+    add_executable(ddr_fuzz_${arg_NAME} ${CMAKE_CURRENT_SOURCE_DIR}/empty.cpp)
+    target_link_options(ddr_fuzz_${arg_NAME} PRIVATE -fsanitize=fuzzer)
+    list(APPEND programs ddr_fuzz_${arg_NAME})
+  endif()
+  foreach(target ddr_fuzz_${arg_NAME}_target ${programs})
+    _ddr_set_up(${target})
+    target_link_libraries(${target} PRIVATE ${arg_DEPENDS} ${arg_EXTERNAL})
+  endforeach()
+  foreach(target ${programs})
+    target_link_libraries(${target} PRIVATE ddr_fuzz_${arg_NAME}_target)
+  endforeach()
+  if(BUILD_TESTING)
+    add_test(NAME fuzz.${arg_NAME}.replay COMMAND ${replay} ${CMAKE_CURRENT_SOURCE_DIR}/corpus/${arg_NAME})
+    _ddr_test_environment(environment)
+    set_tests_properties(fuzz.${arg_NAME}.replay PROPERTIES LABELS fuzz TIMEOUT 180 ENVIRONMENT "${environment}")
   endif()
 endfunction()
 

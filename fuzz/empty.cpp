@@ -1,0 +1,1 @@
+// empty.cpp: libFuzzer brings the main program.

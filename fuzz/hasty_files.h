@@ -1,0 +1,5 @@
+// hasty_files: SQLite files that are never synced, for programs whose files need not survive anything.
+#pragma once
+
+/// Makes SQLite leave out every sync from now on.
+void use_hasty_files();
