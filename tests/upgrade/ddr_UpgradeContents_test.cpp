@@ -594,8 +594,10 @@ TEST_F(DdrUpgradeModel, Of203KeepsAnInstanceTableThatItHasAlready) {
   EXPECT_EQ(after().rows(nameOf(instanceTable)).size(), 2U);
 }
 
-TEST_F(DdrUpgradeModel, Of203WithoutAnOlderAnalysisModelGetsNothingNew) {
+TEST_F(DdrUpgradeModel, Of203WithoutAnOlderAnalysisModelGetsAnEmptyTable) {
   upgrade("model_203", "DELETE FROM class_odiK_Model;");
+  EXPECT_EQ(keysOf(0), Texts{});
+  EXPECT_EQ(keysOf(3), Texts{});
   EXPECT_EQ(after().field("ddr_Model", 0, "modelName"), "'Beam'");
 }
 
