@@ -136,6 +136,16 @@ TEST_F(hostile_Rows, NegativeAndHugePlacesOfEntries) {
   }
 }
 
+// The index is taken out of the schema while a key changes, and put back.
+TEST_F(hostile_Rows, IndexThatLacksAnEntry) {
+  change_stored_file(path, "PRAGMA writable_schema = on;"
+                           "CREATE TABLE kept AS SELECT * FROM sqlite_schema WHERE name = 'ddr_entry_key';"
+                           "DELETE FROM sqlite_schema WHERE name = 'ddr_entry_key'");
+  change_stored_file(path, "UPDATE ddr_entry SET Key = 'Girder' WHERE Key = 'Beam'");
+  expectRefused("PRAGMA writable_schema = on; INSERT INTO sqlite_schema SELECT * FROM kept",
+                "entry 0 of collection", "'Girder', is missing from the index of entries");
+}
+
 TEST_F(hostile_Rows, NegativeAndHugeHandles) {
   for (char const* const handle : {"-1", "0", "2147483648", "9223372036854775807", "'x'", "1.5", "NULL"}) {
     make_small_database(path, 512);
