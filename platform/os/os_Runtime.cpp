@@ -6,6 +6,7 @@
 #include <pthread.h>
 #include <time.h>
 
+#include <mutex>
 #include <type_traits>
 
 static_assert(std::is_same_v<pthread_key_t, unsigned>, "a slot is a pthread key");
@@ -21,19 +22,26 @@ std::int64_t realTime64(std::int64_t* seconds) {
   return now;
 }
 
+// The C library keeps one zone for all threads. Each of these calls may read it anew from the environment,
+// while another thread looks at what it held before.
+constinit std::mutex zoneMutex;
+
 std::tm* realLocaltime64(std::int64_t const* seconds) {
   static thread_local std::tm buffer;
   std::time_t const moment = *seconds;
+  std::scoped_lock const lock(zoneMutex);
   ::tzset(); // localtime_r need not look at the environment again
   return ::localtime_r(&moment, &buffer);
 }
 
 long realTimezone() {
+  std::scoped_lock const lock(zoneMutex);
   ::tzset();
   return ::timezone;
 }
 
 std::size_t realStrftime(char* text, std::size_t size, char const* format, std::tm const* time) {
+  std::scoped_lock const lock(zoneMutex);
   return std::strftime(text, size, format, time);
 }
 

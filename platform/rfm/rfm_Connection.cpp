@@ -2,6 +2,7 @@
 #include "rfm_Connection.h"
 
 #include "rfm_Format.h"
+#include "rfm_LockHolder.h"
 #include "rfm_Statement.h"
 #include "utl_Utf8.h"
 
@@ -67,6 +68,10 @@ sqlite3_file* mainFile(sqlite3* database) {
 
 bool isSpaceError(int number) {
   return number == ENOSPC || number == EDQUOT || number == EFBIG;
+}
+
+bool isBusy(int result) {
+  return (result & 0xff) == SQLITE_BUSY || (result & 0xff) == SQLITE_LOCKED;
 }
 
 // Where an exception was raised, as a text that stays.
@@ -392,8 +397,12 @@ void rfm_Connection::Fail(int result, rfm_Subject const& subject) {
   if ((result & 0xff) == SQLITE_TOOBIG && !inTransaction) {
     result = SQLITE_CORRUPT; // a value that is longer than the file
   }
-  Verdict const verdict = judge(result, database ? sqlite3_system_errno(database) : 0,
-                                database ? sqlite3_errmsg(database) : sqlite3_errstr(result));
+  Verdict verdict = judge(result, database ? sqlite3_system_errno(database) : 0,
+                          database ? sqlite3_errmsg(database) : sqlite3_errstr(result));
+  char const* const path = database ? sqlite3_db_filename(database, "main") : nullptr;
+  if (isBusy(result) && path) {
+    verdict.what = "it is in use " + rfm_lockHolder(path, inTransaction);
+  }
   rfm_throw(verdict.kind, name, subject, verdict.what, verdict.advice);
 }
 
