@@ -7,10 +7,10 @@
 #include <sqlite3.h>
 #include <sys/stat.h>
 
-using testing::StartsWith;
 using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::StartsWith;
 
 namespace {
 

@@ -12,10 +12,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-using testing::StartsWith;
 using testing::AllOf;
 using testing::EndsWith;
 using testing::HasSubstr;
+using testing::StartsWith;
 
 namespace {
 
