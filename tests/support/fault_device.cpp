@@ -1,0 +1,430 @@
+// fault_device.cpp: takes the calls of the C library over.
+#include "fault_device.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdarg>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <map>
+#include <stdexcept>
+#include <sys/types.h>
+#include <unistd.h>
+
+namespace {
+
+using Effect = device_fault::Effect;
+using Kind = device_event::Kind;
+
+struct Watch {
+  std::string folder;
+  bool counting = false;
+  bool recording = false;
+  bool hasFault = false;
+  device_fault fault;
+  std::array<int, device_callKinds> calls{};
+  int faults = 0;
+  std::vector<device_event> events;
+  std::map<std::string, int> fileOfName;
+  int nextFile = 0;
+  std::map<int, int> fileOfDescriptor; // -1: the folder, or not known by number
+};
+
+Watch* watch = nullptr;
+
+template <class Function>
+Function real(char const* name) {
+  void* const found = dlsym(RTLD_NEXT, name);
+  return reinterpret_cast<Function>(found);
+}
+
+// What becomes of one call.
+enum class Fate { Pass, Fail, Short, FailLate };
+
+[[noreturn]] void die() {
+  _exit(device_stopped);
+}
+
+bool concerns(char const* path) {
+  if (!watch || !path) {
+    return false;
+  }
+  std::string_view const name(path);
+  return name.starts_with(watch->folder) &&
+         (name.size() == watch->folder.size() || name[watch->folder.size()] == '/');
+}
+
+bool concerns(int descriptor) {
+  return watch && watch->fileOfDescriptor.contains(descriptor);
+}
+
+bool happensNow(device_call call) {
+  int const number = ++watch->calls[static_cast<std::size_t>(call)];
+  device_fault const& fault = watch->fault;
+  return watch->hasFault && fault.call == call &&
+         (fault.lasting ? number >= fault.number : number == fault.number);
+}
+
+Fate fateOf(device_call call) {
+  if (!watch->counting || !happensNow(call)) {
+    return Fate::Pass;
+  }
+  ++watch->faults;
+  switch (watch->fault.effect) {
+  case Effect::Stop:
+    die();
+  case Effect::StopHalfway:
+    if (call != device_call::Write) {
+      die();
+    }
+    return Fate::Short;
+  case Effect::Error:
+    errno = watch->fault.errorNumber;
+    return Fate::Fail;
+  case Effect::LateError:
+    return Fate::FailLate;
+  case Effect::Short:
+    return Fate::Short;
+  case Effect::StopAfter:
+    return Fate::FailLate;
+  }
+  return Fate::Pass;
+}
+
+// The call has done its work.
+template <class Result>
+Result after(Fate fate, Result result) {
+  if (fate == Fate::FailLate) {
+    if (watch->fault.effect == Effect::StopAfter) {
+      die();
+    }
+    errno = watch->fault.errorNumber;
+    return static_cast<Result>(-1);
+  }
+  return result;
+}
+
+std::string inFolder(std::string_view path) {
+  return path.size() > watch->folder.size() ? std::string(path.substr(watch->folder.size() + 1))
+                                            : std::string();
+}
+
+void note(device_event event) {
+  if (watch->recording) {
+    int const number = errno;
+    watch->events.push_back(std::move(event));
+    errno = number;
+  }
+}
+
+int openWatched(char const* path, int flags, mode_t mode, int (*pass)(char const*, int, ...)) {
+  if (!concerns(path)) {
+    return pass(path, flags, mode);
+  }
+  Fate const fate = fateOf(device_call::Open);
+  if (fate == Fate::Fail) {
+    return -1;
+  }
+  std::string const name = inFolder(path);
+  bool const isNew = (flags & O_CREAT) != 0 && access(path, F_OK) != 0;
+  int const descriptor = pass(path, flags, mode);
+  if (descriptor < 0) {
+    return descriptor;
+  }
+  int file = -1;
+  if (!name.empty()) {
+    auto const known = watch->fileOfName.find(name);
+    file = isNew || known == watch->fileOfName.end() ? watch->nextFile++ : known->second;
+    watch->fileOfName[name] = file;
+  }
+  if (isNew) {
+    note({Kind::Create, file, name, {}, 0, {}});
+  }
+  if (after(fate, descriptor) < 0) {
+    int const number = errno;
+    close(descriptor);
+    errno = number;
+    return -1;
+  }
+  watch->fileOfDescriptor[descriptor] = file;
+  return descriptor;
+}
+
+template <class Call>
+ssize_t readWatched(int descriptor, std::size_t size, Call const& pass) {
+  if (!concerns(descriptor)) {
+    return pass(size);
+  }
+  Fate const fate = fateOf(device_call::Read);
+  if (fate == Fate::Fail) {
+    return -1;
+  }
+  return after(fate, pass(fate == Fate::Short ? std::max<std::size_t>(size / 2, 1) : size));
+}
+
+template <class Call>
+ssize_t writeWatched(int descriptor, void const* bytes, std::size_t size, off_t place, Call const& pass) {
+  if (!concerns(descriptor)) {
+    return pass(size);
+  }
+  Fate const fate = fateOf(device_call::Write);
+  if (fate == Fate::Fail) {
+    return -1;
+  }
+  ssize_t const written = pass(fate == Fate::Short ? std::max<std::size_t>(size / 2, 1) : size);
+  if (fate == Fate::Short && watch->fault.effect == Effect::StopHalfway) {
+    die();
+  }
+  if (written > 0) {
+    note({Kind::Write,
+          watch->fileOfDescriptor[descriptor],
+          {},
+          {},
+          static_cast<std::uint64_t>(place),
+          std::string(static_cast<char const*>(bytes), static_cast<std::size_t>(written))});
+  }
+  return after(fate, written);
+}
+
+int syncWatched(int descriptor, int (*pass)(int)) {
+  if (!concerns(descriptor)) {
+    return pass(descriptor);
+  }
+  Fate const fate = fateOf(device_call::Sync);
+  if (fate == Fate::Fail) {
+    return -1;
+  }
+  int const file = watch->fileOfDescriptor[descriptor];
+  note({file < 0 ? Kind::SyncFolder : Kind::SyncFile, file, {}, {}, 0, {}});
+  return after(fate, 0);
+}
+
+int truncateWatched(int descriptor, off_t size, int (*pass)(int, off_t)) {
+  if (!concerns(descriptor)) {
+    return pass(descriptor, size);
+  }
+  Fate const fate = fateOf(device_call::Truncate);
+  if (fate == Fate::Fail) {
+    return -1;
+  }
+  int const result = pass(descriptor, size);
+  note({Kind::Truncate, watch->fileOfDescriptor[descriptor], {}, {}, static_cast<std::uint64_t>(size), {}});
+  return after(fate, result);
+}
+
+bool isLockRequest(int command, void const* argument) {
+  return (command == F_SETLK || command == F_SETLKW) && argument &&
+         static_cast<struct flock const*>(argument)->l_type != F_UNLCK;
+}
+
+int controlWatched(int descriptor, int command, void* argument, int (*pass)(int, int, ...)) {
+  if (!concerns(descriptor) || !isLockRequest(command, argument)) {
+    return pass(descriptor, command, argument);
+  }
+  Fate const fate = fateOf(device_call::Lock);
+  if (fate == Fate::Fail) {
+    return -1;
+  }
+  return after(fate, pass(descriptor, command, argument));
+}
+
+} // namespace
+
+// The names of the C library, for this program and, being visible, for the libraries that it uses.
+#pragma GCC visibility push(default)
+extern "C" {
+
+int open(char const* path, int flags, ...) {
+  static auto const pass = real<int (*)(char const*, int, ...)>("open");
+  va_list rest;
+  va_start(rest, flags);
+  auto const mode = static_cast<mode_t>(va_arg(rest, int));
+  va_end(rest);
+  return openWatched(path, flags, mode, pass);
+}
+
+int open64(char const* path, int flags, ...) {
+  static auto const pass = real<int (*)(char const*, int, ...)>("open64");
+  va_list rest;
+  va_start(rest, flags);
+  auto const mode = static_cast<mode_t>(va_arg(rest, int));
+  va_end(rest);
+  return openWatched(path, flags, mode, pass);
+}
+
+int close(int descriptor) {
+  static auto const pass = real<int (*)(int)>("close");
+  if (watch) {
+    watch->fileOfDescriptor.erase(descriptor);
+  }
+  return pass(descriptor);
+}
+
+ssize_t read(int descriptor, void* bytes, std::size_t size) {
+  static auto const pass = real<ssize_t (*)(int, void*, std::size_t)>("read");
+  return readWatched(descriptor, size, [&](std::size_t part) { return pass(descriptor, bytes, part); });
+}
+
+ssize_t pread(int descriptor, void* bytes, std::size_t size, off_t place) {
+  static auto const pass = real<ssize_t (*)(int, void*, std::size_t, off_t)>("pread");
+  return readWatched(descriptor, size,
+                     [&](std::size_t part) { return pass(descriptor, bytes, part, place); });
+}
+
+ssize_t pread64(int descriptor, void* bytes, std::size_t size, off64_t place) {
+  return pread(descriptor, bytes, size, place);
+}
+
+ssize_t pwrite(int descriptor, void const* bytes, std::size_t size, off_t place) {
+  static auto const pass = real<ssize_t (*)(int, void const*, std::size_t, off_t)>("pwrite");
+  return writeWatched(descriptor, bytes, size, place,
+                      [&](std::size_t part) { return pass(descriptor, bytes, part, place); });
+}
+
+ssize_t pwrite64(int descriptor, void const* bytes, std::size_t size, off64_t place) {
+  return pwrite(descriptor, bytes, size, place);
+}
+
+int fsync(int descriptor) {
+  static auto const pass = real<int (*)(int)>("fsync");
+  return syncWatched(descriptor, pass);
+}
+
+int fdatasync(int descriptor) {
+  static auto const pass = real<int (*)(int)>("fdatasync");
+  return syncWatched(descriptor, pass);
+}
+
+int ftruncate(int descriptor, off_t size) noexcept {
+  static auto const pass = real<int (*)(int, off_t)>("ftruncate");
+  return truncateWatched(descriptor, size, pass);
+}
+
+int ftruncate64(int descriptor, off64_t size) noexcept {
+  return ftruncate(descriptor, size);
+}
+
+int fcntl(int descriptor, int command, ...) {
+  static auto const pass = real<int (*)(int, int, ...)>("fcntl");
+  va_list rest;
+  va_start(rest, command);
+  void* const argument = va_arg(rest, void*);
+  va_end(rest);
+  return controlWatched(descriptor, command, argument, pass);
+}
+
+int fcntl64(int descriptor, int command, ...) {
+  static auto const pass = real<int (*)(int, int, ...)>("fcntl64");
+  va_list rest;
+  va_start(rest, command);
+  void* const argument = va_arg(rest, void*);
+  va_end(rest);
+  return controlWatched(descriptor, command, argument, pass);
+}
+
+int unlink(char const* path) noexcept {
+  static auto const pass = real<int (*)(char const*)>("unlink");
+  if (!concerns(path)) {
+    return pass(path);
+  }
+  Fate const fate = fateOf(device_call::Delete);
+  if (fate == Fate::Fail) {
+    return -1;
+  }
+  int const result = pass(path);
+  if (result == 0) {
+    note({Kind::Delete, -1, inFolder(path), {}, 0, {}});
+    watch->fileOfName.erase(inFolder(path));
+  }
+  return after(fate, result);
+}
+
+int rename(char const* from, char const* to) noexcept {
+  static auto const pass = real<int (*)(char const*, char const*)>("rename");
+  if (!concerns(from)) {
+    return pass(from, to);
+  }
+  Fate const fate = fateOf(device_call::Rename);
+  if (fate == Fate::Fail) {
+    return -1;
+  }
+  int const result = pass(from, to);
+  if (result == 0) {
+    note({Kind::Rename, -1, inFolder(from), inFolder(to), 0, {}});
+    watch->fileOfName[inFolder(to)] = watch->fileOfName[inFolder(from)];
+    watch->fileOfName.erase(inFolder(from));
+  }
+  return after(fate, result);
+}
+
+} // extern "C"
+#pragma GCC visibility pop
+
+char const* nameOf(device_call call) {
+  constexpr std::array<char const*, device_callKinds> names{"open",     "read",   "write",  "sync",
+                                                            "truncate", "delete", "rename", "lock"};
+  return names[static_cast<std::size_t>(call)];
+}
+
+fault_device::fault_device(std::string const& folder) {
+  if (watch) {
+    throw std::logic_error("one fault_device at a time");
+  }
+  auto* const made = new Watch;
+  made->folder = folder;
+  watch = made;
+}
+
+fault_device::~fault_device() {
+  delete watch;
+  watch = nullptr;
+}
+
+void fault_device::start() {
+  watch->calls = {};
+  watch->faults = 0;
+  watch->hasFault = false;
+  watch->recording = false;
+  watch->counting = true;
+}
+
+void fault_device::start(device_fault const& fault) {
+  start();
+  watch->fault = fault;
+  watch->hasFault = true;
+}
+
+std::map<std::string, int> fault_device::record(std::vector<std::string> const& files) {
+  start();
+  watch->events.clear();
+  std::map<std::string, int> numbers;
+  for (std::string const& name : files) {
+    auto const known = watch->fileOfName.find(name);
+    numbers[name] = known == watch->fileOfName.end() ? watch->nextFile++ : known->second;
+    watch->fileOfName[name] = numbers[name];
+  }
+  watch->recording = true;
+  return numbers;
+}
+
+void fault_device::mark(std::string const& text) {
+  note({Kind::Mark, -1, text, {}, 0, {}});
+}
+
+void fault_device::stop() noexcept {
+  watch->counting = false;
+  watch->recording = false;
+  watch->hasFault = false;
+}
+
+int fault_device::calls(device_call call) const noexcept {
+  return watch->calls[static_cast<std::size_t>(call)];
+}
+
+int fault_device::faults() const noexcept {
+  return watch->faults;
+}
+
+std::vector<device_event> const& fault_device::events() const noexcept {
+  return watch->events;
+}
