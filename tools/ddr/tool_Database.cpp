@@ -1,7 +1,11 @@
 #include "tool_Database.h"
 
 #include "cls_MetadataRegistrar.h"
+#include "nex_Exception.h"
 #include "tool_Report.h"
+#include "utl_Utf8.h"
+
+#include <fmt/format.h>
 
 namespace {
 
@@ -17,7 +21,20 @@ ddr_Root& registry() {
 } // namespace
 
 tool_Database::tool_Database(std::string const& fileName, utl_FileAccess access) : root(registry()) {
-  persistentName = root.OpenDdb(rfm_File::Open(fileName, access, true), "");
+  rfm_File const file = rfm_File::Open(fileName, access, true);
+  try {
+    persistentName = root.OpenDdb(file, "");
+  } catch (nex_TextException const& failure) {
+    if (std::string_view(failure.what()).find(fileName) != std::string_view::npos) {
+      throw;
+    }
+    // Objects that read themselves do not know from which file.
+    nex_Exception::Throw(
+        nex_TextException(fmt::format("Database file '{}': it cannot be read ({}). Restore it from a backup; "
+                                      "'ddr check --deep' shows what is damaged.",
+                                      utl_Printable(fileName), failure.what())),
+        "tools/ddr/tool_Database", __LINE__);
+  }
 }
 
 tool_Database::tool_Database(std::string const& fileName, std::string const& description) : root(registry()) {

@@ -1,6 +1,7 @@
 #include "tool_Info.h"
 
 #include "nex_Exception.h"
+#include "rfm_Exception.h"
 #include "tool_Collection.h"
 #include "tool_Database.h"
 #include "tool_Diagnostics.h"
@@ -126,13 +127,19 @@ void showHeader(Request const& request, tool_Layout const& layout, char const* r
              versionRows(layout) + tool_row("Not readable as it is", reason));
 }
 
+/// Whether a failure has another cause than the older layout.
+bool isTrouble(nex_Exception const& failure) {
+  auto const* const ofFile = dynamic_cast<rfm_Exception const*>(&failure);
+  return ofFile != nullptr && ofFile->Kind() != rfm_ErrorKind::Other;
+}
+
 void show(Request const& request) {
   tool_Layout const layout(request.file);
   std::optional<tool_Database> database;
   try {
     database.emplace(request.file, utl_FileAccess::Read);
   } catch (nex_Exception const& failure) {
-    if (!layout.IsOlder()) {
+    if (!layout.IsOlder() || isTrouble(failure)) {
       throw;
     }
     showHeader(request, layout, failure.what());

@@ -49,6 +49,11 @@ Rows count(rfm_Table rows, cow_String const& newest) {
   return counted;
 }
 
+std::string_view shortName(cow_String const& name) {
+  std::string_view const text = name.View();
+  return text.substr(0, text.find_last_not_of(' ') + 1);
+}
+
 /// What the repair would do now.
 Names look(Request const& request, rom_UtlDatabase& database) {
   rfm_ReadScope const scope(database.Database());
@@ -56,7 +61,7 @@ Names look(Request const& request, rom_UtlDatabase& database) {
   rfm_Table records = database.GetTable(ddr_Ddb::TypeId());
   int const last = std::max(records.Length() - 1, 0);
   names.newest = records.ReadRow(last).ReadFieldString("name");
-  if (names.newest.IsEmpty()) {
+  if (shortName(names.newest).empty()) {
     nex_Exception::Throw(nex_TextException(fmt::format(
                              "Database file '{}', class 'ddr_Ddb', row {}: it has no name to give to "
                              "others; nothing was changed. Save the database again from the "
@@ -67,11 +72,6 @@ Names look(Request const& request, rom_UtlDatabase& database) {
   names.records = count(database.GetTable(ddr_Ddb::TypeId()), names.newest);
   names.shortcuts = count(database.GetTable(ddr_DdbShortcutImpl::TypeId()), names.newest);
   return names;
-}
-
-std::string_view shortName(cow_String const& name) {
-  std::string_view const text = name.View();
-  return text.substr(0, text.find_last_not_of(' ') + 1);
 }
 
 nlohmann::ordered_json json(Rows const& rows) {

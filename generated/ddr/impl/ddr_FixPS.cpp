@@ -15,9 +15,11 @@ void ddr_FixPS::FixPersistentString(rom_UtlDatabase& database) {
   int const last = records.Length() - 1; // asked again, now that nobody else can save
   cow_String const newest = records.ReadRow(last).ReadFieldString(nameField);
   for (int row = 0; row < last; ++row) {
-    records.ReadRow(row);
-    records.Row().WriteFieldString(nameField, newest);
-    records.UpdateRow(row);
+    if (records.RowExists(row)) {
+      records.ReadRow(row);
+      records.Row().WriteFieldString(nameField, newest);
+      records.UpdateRow(row);
+    }
   }
   rfm_Table shortcuts = database.GetTable(ddr_DdbShortcutImpl::TypeId());
   shortcuts.Seek(0);

@@ -39,13 +39,14 @@ std::string counterOf(int writer) {
 
 /// What one process has met, as it tells the test: counts by name, and the first thing that was wrong.
 struct Report {
-  long long done = 0;     ///< saves or reads that succeeded
-  long long locked = 0;   ///< refused because another process held the file
+  long long done = 0;      ///< saves or reads that succeeded
+  long long locked = 0;    ///< refused because another process held the file
   long long overtaken = 0; ///< saves refused because another process had saved since the file was opened
   std::string wrong = "nothing";
 
   std::string Text() const {
-    return std::to_string(done) + " " + std::to_string(locked) + " " + std::to_string(overtaken) + " " + wrong;
+    return std::to_string(done) + " " + std::to_string(locked) + " " + std::to_string(overtaken) + " " +
+           wrong;
   }
   static Report Of(std::string const& text) {
     Report read;
@@ -84,7 +85,8 @@ Report repeat(std::string const& path, std::chrono::milliseconds time,
       }
     } catch (nex_TextException const& failure) {
       std::string const text = failure.what();
-      if (text.find(path) != std::string::npos && text.find("was changed by another user since") != std::string::npos) {
+      if (text.find(path) != std::string::npos &&
+          text.find("was changed by another user since") != std::string::npos) {
         ++report.overtaken;
       } else {
         report.Wrong(text);
@@ -203,13 +205,15 @@ TEST_F(ProcessesTest, NoReadIsTornAndNoSaveIsLost) {
     readers.push_back(std::make_unique<child_process>([this, reader](child_process&) {
       module_client const client;
       long long seen = 0;
-      return repeat(path, runTime(), [&](Report& report) {
-               long long const now = reader % 2 == 0 ? readAtOnce(path, report) : readAfterOpening(path, report);
-               if (now < seen) {
-                 report.Wrong(numbered("back from ", seen) + numbered(" to ", now));
-               }
-               seen = now;
-             })
+      return repeat(path, runTime(),
+                    [&](Report& report) {
+                      long long const now =
+                          reader % 2 == 0 ? readAtOnce(path, report) : readAfterOpening(path, report);
+                      if (now < seen) {
+                        report.Wrong(numbered("back from ", seen) + numbered(" to ", now));
+                      }
+                      seen = now;
+                    })
           .Text();
     }));
   }
@@ -255,8 +259,9 @@ TEST_F(ProcessesTest, ASaveOverTheSaveOfAnotherProcessIsRefused) {
     module_client::edit(opening.name, [](ddr_Ddb& record) { record.SetDescription("mine"); });
     other.go();
     EXPECT_EQ(other.result(), "saved");
-    EXPECT_THAT(failureOf([&] { module_client::save(opening.name); }),
-                testing::AllOf(HasSubstr(path), HasSubstr("was changed by another user since it was opened")));
+    EXPECT_THAT(
+        failureOf([&] { module_client::save(opening.name); }),
+        testing::AllOf(HasSubstr(path), HasSubstr("was changed by another user since it was opened")));
   }
   Report report;
   EXPECT_EQ(readAtOnce(path, report), 1);
@@ -278,9 +283,7 @@ TEST_F(ProcessesTest, WhatAKilledProcessSavedIsWholeForTheOthers) {
       writer.wait_until_ready();
     } // in the middle of its next saves
     Report report;
-    {
-      Opening const recovered(path, utl_FileAccess::Write);
-    }
+    { Opening const recovered(path, utl_FileAccess::Write); }
     long long const now = readAtOnce(path, report);
     EXPECT_EQ(report.wrong, "nothing");
     EXPECT_GT(now, seen);
@@ -302,7 +305,8 @@ TEST_F(ProcessesTest, ALockErrorNamesTheFileAndTheProcessThatHoldsIt) {
   std::string const refused = writingElsewhere();
   holder.go();
   std::string const process = holder.result();
-  EXPECT_THAT(refused, StartsWith("Database file '" + path + "': it is in use by another process (" + process + ", '"));
+  EXPECT_THAT(refused, StartsWith("Database file '" + path + "': it is in use by another process (" +
+                                  process + ", '"));
   EXPECT_THAT(refused, testing::EndsWith("'). Try again when the other one has finished."));
   EXPECT_EQ(writingElsewhere(), "nothing");
 }
@@ -326,7 +330,8 @@ TEST_F(ProcessesTest, ALockOutlivesAnotherUseOfTheFileThroughSqliteInTheSameProc
   {
     rfm_Transaction const transaction(database);
     EXPECT_NE(runSql(path, "SELECT count(*) FROM sqlite_schema"), "0"); // opens, reads and closes it
-    EXPECT_THAT(writingElsewhere(), HasSubstr("it is in use by another process (" + std::to_string(getpid()) + ", '"));
+    EXPECT_THAT(writingElsewhere(),
+                HasSubstr("it is in use by another process (" + std::to_string(getpid()) + ", '"));
   }
   EXPECT_EQ(writingElsewhere(), "nothing");
 }
@@ -346,7 +351,8 @@ TEST_F(ProcessesTest, ALockOutlivesEveryOtherUseThatTheModuleMakesOfTheFile) {
     EXPECT_EQ(ddr_check(file, ddr_CheckDepth::Deep).status, ddr_CheckStatus::Sound);
     EXPECT_THAT(failureOf([&] { module_client::create(path); }), HasSubstr(path));
   }
-  EXPECT_THAT(writingElsewhere(), HasSubstr("it is in use by another process (" + std::to_string(getpid()) + ", '"));
+  EXPECT_THAT(writingElsewhere(),
+              HasSubstr("it is in use by another process (" + std::to_string(getpid()) + ", '"));
 }
 
 } // namespace

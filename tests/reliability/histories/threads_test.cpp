@@ -146,7 +146,10 @@ TEST_F(ThreadsTest, ThreadsThatReadOneFileSeeTheSame) {
   std::atomic<int> same{0};
   onThreads([&](int) {
     module_client const client;
-    same += contentsOf(module_client::record(module_client::open(fileOf(0), utl_FileAccess::Read))) == expected ? 1 : 0;
+    same +=
+        contentsOf(module_client::record(module_client::open(fileOf(0), utl_FileAccess::Read))) == expected
+            ? 1
+            : 0;
   });
   EXPECT_EQ(same, threadCount);
 }

@@ -110,6 +110,22 @@ TEST_F(ViewTest, AFileOfOlderClassesIsNotWritableHere) {
   EXPECT_EQ(json({"info", "a.ddr"})["writeCompatible"], false);
 }
 
+TEST_F(ViewTest, ADamagedFileOfOlderClassesIsRefused) {
+  runSql(folder.path("a.ddr"),
+         R"(UPDATE ddr_class SET "Class Version" = 309 WHERE "Class Name" = 'ddr_Ddb')");
+  runSql(folder.path("a.ddr"), "UPDATE class_ddr_Ddb SET modifyTime = 5000000000");
+  EXPECT_THAT(refused({"info", "a.ddr"}), HasSubstr("field 'modifyTime': it is damaged"));
+}
+
+TEST_F(ViewTest, AnUnknownAddOnIsToldWithTheFileAndWhatToDo) {
+  runSql(folder.path("a.ddr"),
+         R"(INSERT INTO ddr_entry SELECT max("Target#Handle"), 0, 'OTHER', 0, -1 FROM class_cls_ListHeader)");
+  EXPECT_EQ(refused({"info", "a.ddr"}),
+            "ddr: Database file 'a.ddr': it cannot be read (omu_PrimEnum(const cls_ReadVisitor&) - str not "
+            "allowed: OTHER  Permissible: KORU, FENTAL). Restore it from a backup; 'ddr check --deep' shows "
+            "what is damaged.");
+}
+
 TEST_F(ViewTest, AnEmptyDescriptionIsSaid) {
   done({"create", "a.ddr", "--force"});
   EXPECT_EQ(row("Description"), "(none)");
@@ -192,6 +208,8 @@ TEST_F(ViewTest, ViewingWritesNothing) {
     json({verb, "a.ddr"});
     EXPECT_EQ(everything(), before);
   }
+  done({"info", "--diagnostics", "a.ddr"});
+  EXPECT_EQ(everything(), before);
 }
 
 TEST_F(ViewTest, ViewingWorksWhereNothingCanBeWritten) {

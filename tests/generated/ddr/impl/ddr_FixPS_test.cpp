@@ -113,6 +113,15 @@ TEST_F(DdrFixPS, RowsWithGapsBetweenThemAreRepaired) {
   EXPECT_EQ(shortcutNames("a.odb"), (Texts{"two", "two"}));
 }
 
+TEST_F(DdrFixPS, RecordsWithGapsBetweenThemAreRepaired) {
+  make("a.odb", {"one", "two", "three", "four"}, {"five"});
+  runSql(path("a.odb").Text(),
+         "DELETE FROM " + tableOf(path("a.odb").Text(), ddr_Ddb::TypeId()) + " WHERE row = 1");
+  fix("a.odb");
+  EXPECT_EQ(recordNames("a.odb"), (Texts{"four", "four", "four"}));
+  EXPECT_EQ(shortcutNames("a.odb"), Texts{"four"});
+}
+
 TEST_F(DdrFixPS, EverythingElseInTheRowsStays) {
   setClock(100);
   cow_String const database = create("a.odb");
