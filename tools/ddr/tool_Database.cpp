@@ -24,7 +24,7 @@ tool_Database::tool_Database(std::string const& fileName, utl_FileAccess access)
   rfm_File const file = rfm_File::Open(fileName, access, true);
   try {
     persistentName = root.OpenDdb(file, "");
-  } catch (nex_TextException const& failure) {
+  } catch (nex_Exception const& failure) {
     if (std::string_view(failure.what()).find(fileName) != std::string_view::npos) {
       throw;
     }
