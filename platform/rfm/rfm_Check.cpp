@@ -1,5 +1,8 @@
 // rfm_Check.cpp: looking over a file as a whole.
+#include "rfm_Check.h"
+
 #include "rfm_DatabaseNode.h"
+#include "rfm_FileNode.h"
 
 namespace {
 // More would say no more about a file that is damaged.
@@ -33,4 +36,17 @@ std::vector<std::int64_t> rfm_Database::EntryHandles() const {
     handles.push_back(sqlite3_column_int64(run.Get(), 0));
   }
   return handles;
+}
+
+std::int64_t rfm_nextHandle(rfm_File const& file) {
+  rfm_Connection& connection = rfm_FileNode::Of(file).Connection();
+  rfm_ScopeGuard const scope(connection);
+  rfm_Statement statement;
+  rfm_Run run(connection, statement, std::string_view("SELECT next_handle FROM ddr_header"));
+  if (!run.Step() || sqlite3_column_type(run.Get(), 0) != SQLITE_INTEGER) {
+    rfm_throw(rfm_ErrorKind::Damaged, file.FileName(), {},
+              "it is damaged: the next collection handle in its header is not valid",
+              "Restore it from a backup");
+  }
+  return sqlite3_column_int64(run.Get(), 0);
 }

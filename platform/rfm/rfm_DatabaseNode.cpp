@@ -669,7 +669,30 @@ cow_String rfm_DatabaseNode::MakeTableName(std::string_view className) {
   return cow_String(candidate);
 }
 
-// The counter is read with the first handle of a transaction and written back at its end.
+std::int64_t rfm_DatabaseNode::HighestHandle(char const* rows) {
+  std::int64_t highest = 0;
+  for (rfm_ClassEntry const& entry : classes) {
+    for (rfm_AttributeEntry const& attribute : entry.attributes) {
+      rfm_TableShape& shape = *ShapeOf(entry.typeId);
+      if (attribute.kind != rfm_AttributeKind_Handle || !shape.Exists()) {
+        continue;
+      }
+      rfm_Statement statement;
+      rfm_Run run(connection, statement,
+                  "SELECT max(used) FROM (SELECT rows." + rfm_quote(attribute.name.View()) +
+                      " AS used FROM " + rfm_quote(shape.table.View()) + " AS rows " + rows +
+                      ") WHERE typeof(used) = 'integer'",
+                  {&entry.name});
+      if (run.Step()) {
+        highest = std::max(highest, static_cast<std::int64_t>(sqlite3_column_int64(run.Get(), 0)));
+      }
+    }
+  }
+  return highest;
+}
+
+// The counter is read with the first handle of a transaction and written back at its end. Handles grow with
+// the rows that hold them, so a counter that the last rows contradict is wrong, and all rows are asked.
 std::int64_t rfm_DatabaseNode::NewHandle() {
   connection.WantTransaction();
   if (connection.nextHandle == 0) {
@@ -682,6 +705,10 @@ std::int64_t rfm_DatabaseNode::NewHandle() {
     }
     connection.nextHandle = CheckedInteger(run.Get(), 0, 1, largestHandle,
                                            "the next collection handle in its header is not valid");
+    if (HighestHandle("ORDER BY \"row\" DESC LIMIT 1") >= connection.nextHandle) {
+      std::int64_t const highest = HighestHandle("");
+      connection.nextHandle = highest < largestHandle ? highest + 1 : highest;
+    }
   }
   if (connection.nextHandle > largestHandle) {
     ThrowDamaged("the next collection handle in its header is not valid");

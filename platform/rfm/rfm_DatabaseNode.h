@@ -198,6 +198,9 @@ public:
   /// Makes the index of the entries by key unless the file has it.
   void WantEntryIndex();
 
+  /// The highest handle that collections have, be they empty or not; 0 without any.
+  /// @param rows which rows of their tables are asked: the end of an SQL query, empty for all
+  std::int64_t HighestHandle(char const* rows);
   [[noreturn]] void ThrowDamaged(std::string_view what, rfm_Subject const& subject = {}) const;
   cow_String CheckedText(sqlite3_stmt* statement, int column, std::string_view what) const;
   std::int64_t CheckedInteger(sqlite3_stmt* statement, int column, std::int64_t least, std::int64_t most,

@@ -163,7 +163,7 @@ void rfm_FileNode::OpenExisting() {
     Refuse(rfm_ErrorKind::IsDirectory, "it is a folder", "Give the name of a file");
   }
   if (!S_ISREG(status.st_mode)) {
-    Refuse(rfm_ErrorKind::NotADatabase, "it is not an ordinary file", "Check the name");
+    Refuse(rfm_ErrorKind::Other, "it is not an ordinary file", "Check the name");
   }
   std::optional<std::string> resolved = resolve(given);
   if (!resolved) {

@@ -97,7 +97,7 @@ void printText(std::vector<Checked> const& checked, std::vector<Namesakes> const
     for (ddr_Finding const& finding : one.result.findings) {
       std::string const line =
           fmt::format("{}: {}. {} {}", finding.where, finding.what, finding.consequence, finding.remedy);
-      text += fmt::format("  {}\n", utl_Printable(line));
+      text += fmt::format("  {}{}\n", finding.isWarning ? "Warning: " : "", utl_Printable(line));
     }
     if (one.result.moreFindings) {
       text += "  More was found than these lines tell.\n";
@@ -135,7 +135,8 @@ nlohmann::ordered_json fileJson(Checked const& one) {
     answer["findings"].push_back(nlohmann::ordered_json{{"where", finding.where},
                                                         {"what", finding.what},
                                                         {"consequence", finding.consequence},
-                                                        {"remedy", finding.remedy}});
+                                                        {"remedy", finding.remedy},
+                                                        {"isWarning", finding.isWarning}});
   }
   return answer;
 }

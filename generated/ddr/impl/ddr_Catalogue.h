@@ -5,6 +5,9 @@
 
 #include <array>
 
+/// The schema of new databases, and the newest that this release reads. Stored.
+inline constexpr int ddr_currentSchema = 891;
+
 using ddr_ClassRoutine = void (*)(cls_ClassRegistrar&);
 
 /// The routines that describe the module's twenty classes, in the order of their registration.

@@ -1,7 +1,10 @@
 #include "ddr_Check.h"
 
+#include "cls_ClassRegistrar.h"
+#include "ddr_Catalogue.h"
 #include "ddr_CheckNesting.h"
 #include "ddr_Ddb.h"
+#include "rfm_Check.h"
 #include "rfm_Database.h"
 #include "rfm_Entries.h"
 #include "rfm_Exception.h"
@@ -13,6 +16,7 @@
 #include <algorithm>
 #include <map>
 #include <optional>
+#include <set>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -20,9 +24,11 @@ namespace {
 
 constexpr char const* restoreRemedy =
     "Restore the file from a backup, or save the database again from the application.";
+constexpr char const* newerRemedy = "Use the newer program that wrote it, or restore a backup.";
 constexpr char const* objectIsLost = "The object cannot be read.";
 constexpr char const* handleField = "Target#Handle";
 constexpr char const* baseField = "##BaseClassOID";
+constexpr char const* addOnsField = "productAddOns";
 // What the reader of objects takes before it says that they hold each other in a circle.
 constexpr int mostLevels = 1000;
 
@@ -39,6 +45,25 @@ ddr_CheckStatus statusOf(rfm_ErrorKind kind) {
   default:
     return ddr_CheckStatus::CannotTell;
   }
+}
+
+/// Adds a finding unless it is there already. Damage that was found stays found.
+void note(ddr_CheckResult& result, ddr_CheckStatus status, ddr_Finding finding) {
+  if (result.status == ddr_CheckStatus::Sound && !finding.isWarning) {
+    result.status = status;
+  }
+  bool const isKnown =
+      std::any_of(result.findings.begin(), result.findings.end(), [&finding](ddr_Finding const& known) {
+        return known.where == finding.where && known.what == finding.what;
+      });
+  if (isKnown) {
+    return;
+  }
+  if (result.findings.size() >= ddr_CheckResult::mostFindings) {
+    result.moreFindings = true;
+    return;
+  }
+  result.findings.push_back(std::move(finding));
 }
 
 std::string fileText(cow_String const& fileName) {
@@ -75,6 +100,32 @@ struct Class {
   bool isCollection = false; ///< whether its rows are the headers of collections
 };
 
+/// What a collection holds, as those say that refer to it.
+struct Use {
+  unsigned entryClass = 0; ///< class of the objects in it; 0 when any may be
+  bool isAddOns = false;   ///< whether its texts are names of add-on products
+
+  friend auto operator<=>(Use const&, Use const&) = default;
+};
+
+/// The classes that this release writes.
+cls_ClassRegistrar knownClasses() {
+  cls_ClassRegistrar known;
+  for (ddr_ClassRoutine const routine : ddr_classRoutines()) {
+    routine(known);
+  }
+  dia_registerClasses(known);
+  return known;
+}
+
+bool isAddOn(std::string_view text) {
+  omu_PrimEnumEntry const* entry = ddr_ProductAddOn::EnumTable();
+  while (entry->text != nullptr && text != entry->text) {
+    ++entry;
+  }
+  return entry->text != nullptr;
+}
+
 class Checker {
 public:
   Checker(rfm_Database const& checked, ddr_CheckResult& checkResult)
@@ -89,23 +140,33 @@ public:
     for (auto const& [typeId, checked] : classes) {
       Try({typeId, -1}, "Its objects cannot be read.", [&, &described = checked] { CheckClass(described); });
     }
-    if (RecordCount() == 0) {
+    if (RecordCount() > 0) {
+      return;
+    }
+    if (HoldsRows()) { // every save writes a record, so there was one
+      Add(wholeFile, "its database records cannot be found", "It cannot be opened.", restoreRemedy);
+    } else {
       Add(wholeFile, "it holds no database record", "It cannot be opened.",
           "Save the database once from the application that created the file, or create it anew.");
     }
   }
 
-  /// The last record, and the objects that it names itself.
+  /// The last record, and all that opening it reads: not the models, they are read when they are asked for.
   void LastRecord() {
     Place const record{ddr_Ddb::TypeId(), RecordCount() - 1};
     if (record.row < 0) {
       return;
     }
     CheckRow(record);
-    for (ddr_CheckEdge const& edge : std::vector<ddr_CheckEdge>(edges)) {
-      CheckRow(edge.held);
+    CheckRecord(record);
+    std::set<Place> seen{record};
+    for (std::size_t index = 0; index < edges.size(); ++index) { // what is checked adds more
+      auto const [holder, held] = edges[index];
+      if (IsReadWithItsHolder(holder) && seen.insert(held).second) {
+        CheckRow(held);
+        CheckEntriesUnlessModels(held);
+      }
     }
-    CheckNameAndTimes(record);
   }
 
   /// Everything.
@@ -124,11 +185,12 @@ public:
           [&, number = handle, &owner = header] { CheckEntries(owner, number); });
     }
     CheckEntriesWithoutHeader();
+    CheckNextHandle();
     CheckIdentities();
     CheckNesting();
     Place const record{ddr_Ddb::TypeId(), RecordCount() - 1};
     if (record.row >= 0) {
-      CheckNameAndTimes(record);
+      CheckRecord(record);
     }
   }
 
@@ -154,12 +216,13 @@ private:
     Add(Where(place), std::move(what), std::move(consequence), std::move(remedy));
   }
   void Add(std::string where, std::string what, std::string consequence, std::string remedy) {
-    result.status = ddr_CheckStatus::Damaged;
-    if (result.findings.size() == ddr_CheckResult::mostFindings) {
-      result.moreFindings = true;
-      return;
-    }
-    result.findings.push_back({std::move(where), std::move(what), std::move(consequence), std::move(remedy)});
+    note(result, ddr_CheckStatus::Damaged,
+         {std::move(where), std::move(what), std::move(consequence), std::move(remedy)});
+  }
+  /// Adds what the user should know of a file that is sound.
+  void Warn(Place const& place, std::string what, std::string consequence, std::string remedy) {
+    note(result, ddr_CheckStatus::Damaged,
+         {Where(place), std::move(what), std::move(consequence), std::move(remedy), true});
   }
 
   /// Does a step. Damage that it meets is a finding; a file that cannot be looked at any more ends the check.
@@ -189,8 +252,20 @@ private:
     }
   }
 
+  /// Whether any class has rows; also when that cannot be told.
+  bool HoldsRows() {
+    return std::any_of(classes.begin(), classes.end(), [this](auto const& listed) {
+      try {
+        return TableOf(listed.first).Length() > 0;
+      } catch (rfm_Exception const&) {
+        return true; // it is a finding already
+      }
+    });
+  }
+
   void CheckClass(Class const& described) {
     Place const place{described.entry.typeId, -1};
+    CheckDescription(place, described.entry);
     if (described.HasBase() && IsA(described.entry.baseTypeId, described.entry.typeId)) {
       Add(place, "it is among its own base classes", "Its objects cannot be read.", restoreRemedy);
     }
@@ -204,6 +279,38 @@ private:
       if (!isThere) {
         Add(place, "its table has no column for '" + utl_Printable(field.attribute.name.View()) + "'",
             "The values read as empty.", restoreRemedy);
+      }
+    }
+  }
+
+  /// Compares a class of ours with what this release writes.
+  void CheckDescription(Place const& place, rfm_ClassEntry const& entry) {
+    cls_ClassMetadata const* const ours = known.Find(entry.typeId);
+    if (ours == nullptr ||
+        entry.version < ours->Version()) { // an older layout is converted before it is read
+      return;
+    }
+    if (entry.version > ours->Version()) {
+      Warn(place,
+           "its version, " + std::to_string(entry.version) + ", is newer than this release knows, " +
+               std::to_string(ours->Version()),
+           "This release cannot read its objects.", newerRemedy);
+      return;
+    }
+    if (entry.baseTypeId != ours->BaseTypeId()) {
+      Add(place,
+          "its base class, " + std::to_string(entry.baseTypeId) + ", is not that of version " +
+              std::to_string(entry.version),
+          "Its objects cannot be read.", restoreRemedy);
+    }
+    for (cls_AttributeMetadata const& attribute : ours->Attributes()) {
+      rfm_AttributeEntry const wanted{attribute.name, static_cast<int>(attribute.kind),
+                                      attribute.elementTypeId, static_cast<int>(attribute.collection)};
+      if (std::find(entry.attributes.begin(), entry.attributes.end(), wanted) == entry.attributes.end()) {
+        Add(place,
+            "its attribute '" + utl_Printable(attribute.name.View()) +
+                "' is missing in the class list or differs from version " + std::to_string(entry.version),
+            "The database cannot be opened.", restoreRemedy);
       }
     }
   }
@@ -322,8 +429,8 @@ private:
       Add(place, what + " is only half set", "It reads as empty.", restoreRemedy);
       return;
     }
-    if (!row.FieldIsSet(field.oid) || row.ReadFieldInt(field.oid) < 0) {
-      return; // not set
+    if (IsUnset(row, field)) {
+      return;
     }
     Place const target{row.ReadFieldUnsigned(field.classId), row.ReadFieldInt(field.oid)};
     if (!CheckTarget(place, what, target)) {
@@ -332,12 +439,38 @@ private:
     bool const isRight = field.attribute.collection == 0
                              ? field.attribute.elementTypeId <= rfm_NoBaseTypeId ||
                                    IsA(target.typeId, field.attribute.elementTypeId)
-                             : Find(target.typeId)->isCollection;
+                             : IsHeaderFor(field.attribute, *Find(target.typeId));
     if (!isRight) {
       Add(place, what + " leads to an object of the wrong class, " + Text(target),
           "What it leads to cannot be read.", restoreRemedy);
     } else if (field.attribute.collection != 0) {
-      entryClasses.emplace(target, EntryClass(place.typeId, field.attribute));
+      NoteUse(place, what, target,
+              {EntryClass(place.typeId, field.attribute),
+               place.typeId == ddr_Ddb::TypeId() && field.attribute.name == cow_String(addOnsField)});
+    }
+  }
+
+  /// Whether a reference says that there is nothing. It is unset, or names row -1.
+  static bool IsUnset(rfm_Row const& row, Field const& field) {
+    return !row.FieldIsSet(field.oid) || row.ReadFieldInt(field.oid) == -1;
+  }
+
+  /// Whether the rows of a class are headers of the kind of collection that an attribute is.
+  bool IsHeaderFor(rfm_AttributeEntry const& attribute, Class const& header) const {
+    Class const* const element = Find(attribute.elementTypeId);
+    if (element != nullptr && element->isCollection) {
+      return header.entry.typeId == attribute.elementTypeId;
+    }
+    bool const wantsMap = attribute.collection == static_cast<int>(cls_CollectionType::StringMap);
+    return header.isCollection && wantsMap == (header.entry.typeId == cls_MapHeaderTypeId);
+  }
+
+  /// Notes what a collection is used for. Two uses do not go together, not even while it is empty.
+  void NoteUse(Place const& holder, std::string const& what, Place const& header, Use const& use) {
+    std::set<Use>& found = uses[header];
+    if (found.insert(use).second && found.size() > 1) {
+      Add(holder, what + " leads to a collection that serves another purpose, " + Text(header),
+          "What one of the two puts into it, the other cannot read.", restoreRemedy);
     }
   }
 
@@ -396,8 +529,11 @@ private:
   }
 
   void CheckEntries(Place const& header, std::int64_t handle) {
-    auto const expected = entryClasses.find(header);
-    unsigned const entryClass = expected == entryClasses.end() ? 0 : expected->second;
+    std::set<Use> const& expected = uses[header];
+    bool const isTyped =
+        std::any_of(expected.begin(), expected.end(), [](Use const& use) { return use.entryClass != 0; });
+    bool const isAddOns =
+        std::any_of(expected.begin(), expected.end(), [](Use const& use) { return use.isAddOns; });
     bool const isMap = header.typeId == cls_MapHeaderTypeId;
     std::unordered_set<std::string> keys;
     rfm_EntryCursor walk = database.Entries().Scan(handle);
@@ -407,19 +543,71 @@ private:
                                           : "the entry at place " + std::to_string(walk.Position());
       Place const target{walk.ClassId(), walk.Oid()};
       bool const isSet = target.typeId != 0 && target.row >= 0;
-      bool const mustBeSet = isMap || entryClass != 0;
+      bool const mustBeSet = isMap || isTyped;
       bool const isNew = !isMap || keys.emplace(walk.Key()).second;
       if (!isNew) {
         Add(header, entryText + " is there twice", "Only one of the two can be reached.", restoreRemedy);
       }
+      if (isMap && walk.Key().empty()) {
+        CheckNameless(header, handle, walk.Position());
+      }
+      if (isAddOns && !isAddOn(walk.Key())) {
+        Add(header, entryText + ", '" + utl_Printable(walk.Key()) + "', is no add-on product of this release",
+            "The database cannot be opened.", newerRemedy);
+      }
       if (!isSet && mustBeSet) {
         Add(header, entryText + " leads to no object", "It cannot be read.", restoreRemedy);
-      } else if (isSet && CheckTarget(header, entryText, target) && entryClass != 0 &&
-                 !IsA(target.typeId, entryClass)) {
+      } else if (isSet && CheckTarget(header, entryText, target) && !IsOfAll(expected, target.typeId)) {
         Add(header, entryText + " leads to an object of the wrong class, " + Text(target),
             "It cannot be read.", restoreRemedy);
       }
     }
+  }
+
+  /// An entry whose name is the empty text can be reached. One that has no name cannot.
+  void CheckNameless(Place const& header, std::int64_t handle, int position) {
+    std::string const what = "the entry at place " + std::to_string(position) + " has no name";
+    if (database.Entries().Find(handle, "")) {
+      Warn(header, what, "It is hard to reach: few programs take an empty name.",
+           "Give the object a name in the application.");
+    } else {
+      Add(header, what, "It cannot be read.", restoreRemedy);
+    }
+  }
+
+  bool IsOfAll(std::set<Use> const& expected, unsigned typeId) const {
+    return std::all_of(expected.begin(), expected.end(),
+                       [&](Use const& use) { return use.entryClass == 0 || IsA(typeId, use.entryClass); });
+  }
+
+  /// Whether opening a database goes on from an object to those that it holds.
+  bool IsReadWithItsHolder(Place const& holder) const {
+    return holder.typeId == ddr_Ddb::TypeId() || Find(holder.typeId)->isCollection ||
+           IsA(holder.typeId, dia_DiagnosticData::TypeId());
+  }
+
+  void CheckEntriesUnlessModels(Place const& header) {
+    for (auto const& [handle, owner] : headers) {
+      if (owner == header && !uses[header].contains({ddr_Model::TypeId()})) {
+        Try(header, "The collection cannot be read.", [&, number = handle] { CheckEntries(header, number); });
+      }
+    }
+  }
+
+  /// That the file will not give a handle out that a collection has.
+  void CheckNextHandle() {
+    Try(wholeFile, "No collection can be added.", [&] {
+      std::vector<std::int64_t> const used = database.EntryHandles();
+      std::int64_t const highest =
+          std::max(used.empty() ? 0 : used.back(), headers.empty() ? 0 : headers.rbegin()->first);
+      std::int64_t const next = rfm_nextHandle(database.File());
+      if (next <= highest) {
+        Add(wholeFile,
+            "its header gives collections handles from " + std::to_string(next) + ", and those up to " +
+                std::to_string(highest) + " are in use",
+            "A program that trusts the header mixes up the entries of two collections.", restoreRemedy);
+      }
+    });
   }
 
   void CheckEntriesWithoutHeader() {
@@ -451,46 +639,78 @@ private:
     if (severity && (*severity < static_cast<int>(dia_Severity::Information) ||
                      *severity > static_cast<int>(dia_Severity::Error))) {
       Add(place, "its severity " + std::to_string(*severity) + " is none that this release knows",
-          "The database cannot be opened.", "Use the newer program that wrote it, or restore a backup.");
+          "The database cannot be opened.", newerRemedy);
     }
   }
 
-  /// A number, where there is one that can be read; others are a finding of their own.
+  /// A number, 0 when it is not set; nothing when it cannot be read, which is a finding of its own.
   static std::optional<int> Number(rfm_Row const& row, char const* field) {
     try {
-      return row.FieldIsSet(field) ? std::optional<int>(row.ReadFieldInt(field)) : std::nullopt;
+      return row.FieldIsSet(field) ? row.ReadFieldInt(field) : 0;
     } catch (rfm_Exception const&) {
       return std::nullopt;
     }
   }
 
-  /// Name and times of the last record.
-  void CheckNameAndTimes(Place const& place) {
+  /// What is asked of the last record beside what is asked of every row.
+  void CheckRecord(Place const& place) {
     try {
       rfm_Row const& row = TableOf(place.typeId).ReadRow(place.row);
-      result.persistentName = row.FieldIsSet("name") ? row.ReadFieldString("name") : cow_String();
-      if (result.persistentName.IsEmpty()) {
-        Add(place, "it has no persistent name", "No shortcut can lead into the database.", restoreRemedy);
-      }
-      for (char const* const field : {"creationTime", "modifyTime"}) {
-        std::optional<int> const time = Number(row, field);
-        if (time && *time < 0) {
-          Add(place, std::string("its ") + field + ", " + std::to_string(*time) + ", lies before 1970",
-              "A wrong time is shown.", "Check the clock of the computer, then save the database again.");
-        }
-      }
-      std::optional<int> const created = Number(row, "creationTime");
-      std::int64_t const inHeader = database.CreationTime();
-      if (created && inHeader != 0 && inHeader != *created) {
-        Add(place,
-            "its creationTime, " + std::to_string(*created) + ", is not that of the file's header, " +
-                std::to_string(inHeader),
-            "The file is taken for another one when it is opened a second time.", restoreRemedy);
-      }
+      CheckNameAndTimes(place, row);
+      CheckVersion(place, row);
+      CheckCollections(place, row);
     } catch (rfm_Exception const& error) {
       if (statusOf(error.Kind()) == ddr_CheckStatus::CannotTell) {
         throw;
       } // otherwise it is a finding already
+    }
+  }
+
+  void CheckCollections(Place const& place, rfm_Row const& row) {
+    for (Field const& field : Find(place.typeId)->fields) {
+      // A record without add-ons of its own is read as one that has none.
+      bool const isWanted = field.IsReference() && field.attribute.collection != 0 &&
+                            field.attribute.name != cow_String(addOnsField);
+      bool const isHalfSet = row.FieldIsSet(field.classId) != row.FieldIsSet(field.oid);
+      if (isWanted && row.HasField(field.oid) && !isHalfSet && IsUnset(row, field)) {
+        std::string const name = utl_Printable(field.attribute.name.View());
+        Add(place, "the reference '" + name + "' is not set", "Its " + name + " cannot be reached.",
+            restoreRemedy);
+      }
+    }
+  }
+
+  void CheckVersion(Place const& place, rfm_Row const& row) {
+    std::optional<int> const version = Number(row, "ddbVersion");
+    if (version && *version > ddr_currentSchema) {
+      Warn(place,
+           "its ddbVersion, " + std::to_string(*version) + ", is newer than this release knows, " +
+               std::to_string(ddr_currentSchema),
+           "This release may misread it.", newerRemedy);
+    }
+  }
+
+  void CheckNameAndTimes(Place const& place, rfm_Row const& row) {
+    result.persistentName = row.FieldIsSet("name") ? row.ReadFieldString("name") : cow_String();
+    if (result.persistentName.IsEmpty()) {
+      Add(place, "it has no persistent name", "No shortcut can lead into the database.", restoreRemedy);
+    }
+    for (char const* const field : {"creationTime", "modifyTime"}) {
+      std::optional<int> const time = Number(row, field);
+      if (time && *time < 0) {
+        Warn(place,
+             std::string("its ") + field + ", " + std::to_string(*time) +
+                 ", lies before 1970 or after January 2038",
+             "A wrong time is shown.", "Nothing needs to be done if the computer's clock was right.");
+      }
+    }
+    std::optional<int> const created = Number(row, "creationTime");
+    std::int64_t const inHeader = database.CreationTime();
+    if (created && inHeader != 0 && static_cast<int>(inHeader) != *created) { // as opening compares them
+      Add(place,
+          "its creationTime, " + std::to_string(*created) + ", is not that of the file's header, " +
+              std::to_string(inHeader),
+          "The file is taken for another one when it is opened a second time.", restoreRemedy);
     }
   }
 
@@ -506,8 +726,9 @@ private:
   ddr_CheckResult& result;
   std::map<unsigned, Class> classes;
   std::map<unsigned, rfm_Table> tables;
-  std::map<std::int64_t, Place> headers;  // which collection owns which entries
-  std::map<Place, unsigned> entryClasses; // what a collection may hold, by its header
+  cls_ClassRegistrar const known = knownClasses();
+  std::map<std::int64_t, Place> headers; // which collection owns which entries
+  std::map<Place, std::set<Use>> uses;   // what collections are used for, by their headers
   std::vector<ddr_CheckEdge> edges;
   std::vector<std::pair<rfm_Uid, Place>> identities;
 };
@@ -530,21 +751,17 @@ void look(cow_String const& fileName, ddr_CheckDepth depth, ddr_CheckResult& res
 
 ddr_CheckResult ddr_check(cow_String const& fileName, ddr_CheckDepth depth) {
   ddr_CheckResult result;
-  auto const add = [&result](ddr_CheckStatus status, ddr_Finding const& finding) {
-    if (result.status == ddr_CheckStatus::Sound) { // damage that was found stays found
-      result.status = status;
-    }
-    result.findings.push_back(finding);
-  };
   try {
     look(fileName, depth, result);
   } catch (rfm_Exception const& error) {
     ddr_CheckStatus const status = statusOf(error.Kind());
-    add(status, {error.Where(), error.What(),
-                 status == ddr_CheckStatus::Damaged ? "It cannot be opened." : "It cannot be looked at.",
-                 error.Advice() + "."});
+    note(result, status,
+         {error.Where(), error.What(),
+          status == ddr_CheckStatus::Damaged ? "It cannot be opened." : "It cannot be looked at.",
+          error.Advice() + "."});
   } catch (nex_Exception const& error) {
-    add(ddr_CheckStatus::Damaged, {fileText(fileName), error.what(), "It cannot be opened.", restoreRemedy});
+    note(result, ddr_CheckStatus::Damaged,
+         {fileText(fileName), error.what(), "It cannot be opened.", restoreRemedy});
   }
   return result;
 }

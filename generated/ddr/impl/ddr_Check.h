@@ -9,7 +9,8 @@
 
 /// How much of a file is looked at.
 enum class ddr_CheckDepth {
-  Quick, ///< header, class list, the tables it names, the last record and the objects that it names itself
+  Quick, ///< header, class list, the tables it names, the last record and what opening reads with it: all but
+         ///< the models
   Deep,  ///< every row, every reference, every collection, every identity, and the pages of the file: O(file)
 };
 
@@ -27,6 +28,7 @@ struct ddr_Finding {
   std::string what;        ///< what is wrong there; no full stop
   std::string consequence; ///< a sentence: what will not work because of it
   std::string remedy;      ///< a sentence: what the user can do
+  bool isWarning = false;  ///< whether the file is sound all the same
 };
 
 /// The outcome of a check.

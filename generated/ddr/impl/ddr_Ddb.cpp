@@ -1,5 +1,6 @@
 #include "ddr_Ddb.h"
 
+#include "ddr_Catalogue.h"
 #include "ddr_Root.h"
 #include "nex_Exception.h"
 #include "os_Time.h"
@@ -16,9 +17,6 @@ namespace {
 
 constexpr char const* sourcePath = "generated/ddr/impl/ddr_Ddb";
 
-/// The schema of new databases, and the newest that this release reads. Stored.
-constexpr int currentSchema = 891;
-
 int now() {
   return static_cast<int>(_time64(nullptr));
 }
@@ -27,7 +25,7 @@ int now() {
 
 ddr_Ddb::ddr_Ddb(cow_String const& persistentName, cow_String const& identity, cow_String const& text)
     : name(persistentName), dbId(identity), modifyTime(now()), creationTime(modifyTime), description(text),
-      ddbVersion(currentSchema), updateModifyTime(true), onlyHasUserDefinedData(false),
+      ddbVersion(ddr_currentSchema), updateModifyTime(true), onlyHasUserDefinedData(false),
       uid(cls_Uid::Allocate()) {
   diagnosticData.Append(dia_DiagnosticData());
 }
@@ -100,7 +98,7 @@ void ddr_Ddb::DBWrite(cls_WriteVisitor const& writer) const {
 }
 
 bool ddr_Ddb::checkUpwardsCompatibility() const noexcept {
-  return ddbVersion <= currentSchema;
+  return ddbVersion <= ddr_currentSchema;
 }
 
 bool ddr_Ddb::checkWriteCompatibility() const {

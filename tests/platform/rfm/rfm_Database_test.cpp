@@ -1,4 +1,5 @@
 // Tests of rfm_Database, rfm_Table, rfm_Row and rfm_Entries on sound and on damaged files.
+#include "rfm_Check.h"
 #include "rfm_TestFiles.h"
 
 #include "child_process.h"
@@ -631,6 +632,38 @@ TEST_F(DatabaseTest, HandlesOfCollectionsAreNeverGivenTwice) {
   EXPECT_EQ(database.NewHandle(), 3);
   database.Entries().Append(50, "of a file whose counter lies", 1, 1);
   EXPECT_EQ(database.NewHandle(), 51);
+}
+
+// An empty collection has no entry that would tell that its handle is taken.
+TEST_F(DatabaseTest, ACounterThatEmptyCollectionsContradictIsNotTrusted) {
+  {
+    rfm_Transaction transaction(database);
+    rfm_ClassEntry entry;
+    entry.name = "header";
+    entry.typeId = 99;
+    entry.attributes = {{"Target#Handle", rfm_AttributeKind_Handle, 1, 0}};
+    database.AddClass(entry);
+    rfm_Table headers = database.TableForWriting(99);
+    for (std::int64_t const handle : {7, 9, 8}) {
+      headers.Row().WriteFieldHandle("Target#Handle", handle);
+      headers.AppendRow();
+    }
+    transaction.Commit();
+  }
+  runSql(path, "UPDATE ddr_header SET next_handle = 2");
+  rfm_Transaction transaction(database);
+  EXPECT_EQ(database.NewHandle(), 10);
+  EXPECT_EQ(database.NewHandle(), 11);
+  transaction.Commit();
+  EXPECT_EQ(runSql(path, "SELECT next_handle FROM ddr_header"), "12");
+}
+
+TEST_F(DatabaseTest, TheNextHandleIsThatOfTheHeader) {
+  runSql(path, "UPDATE ddr_header SET next_handle = 77");
+  EXPECT_EQ(rfm_nextHandle(database.File()), 77);
+  runSql(path, "UPDATE ddr_header SET next_handle = 'x'");
+  EXPECT_THAT(failureOf([&] { rfm_nextHandle(database.File()); }),
+              AllOf(StartsWith("Damaged: "), HasSubstr("handle")));
 }
 
 TEST_F(DatabaseTest, AHandleCounterThatCannotBeIsDamage) {

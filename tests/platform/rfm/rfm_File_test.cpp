@@ -83,7 +83,7 @@ TEST_F(FileTest, AFolderIsRefused) {
 
 TEST_F(FileTest, AFileThatIsNotOrdinaryIsRefusedWithoutWaiting) {
   ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
-  EXPECT_THAT(read(), StartsWith("NotADatabase: "));
+  EXPECT_THAT(read(), StartsWith("Other: "));
   EXPECT_THAT(create(), StartsWith("NotADatabase: "));
 }
 

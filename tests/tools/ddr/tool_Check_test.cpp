@@ -83,9 +83,19 @@ TEST_F(CheckTest, TheWorstOfSeveralFilesCounts) {
 }
 
 TEST_F(CheckTest, OnlyTheDeepCheckLooksAtEveryEntry) {
-  harmFile("a.ddr", "UPDATE ddr_entry SET OID = 5 WHERE Key = 'R'");
+  harmFile("a.ddr", "UPDATE ddr_entry SET OID = 5 WHERE Key = 'M'");
   EXPECT_EQ(status({"a.ddr"}), 0);
   EXPECT_EQ(status({"a.ddr", "--deep"}), 1);
+}
+
+TEST_F(CheckTest, AWarningDoesNotCountForTheVerdict) {
+  harmFile("a.ddr", "UPDATE class_ddr_Ddb SET modifyTime = -5");
+  EXPECT_EQ(status({"a.ddr"}), 0);
+  EXPECT_THAT(check({"a.ddr"}).out,
+              AllOf(StartsWith("a.ddr: sound ("), HasSubstr("\n  Warning: Database file ")));
+  nlohmann::json const answer = checkJson({"a.ddr"});
+  EXPECT_EQ(answer["verdict"], "sound");
+  EXPECT_EQ(answer["files"][0]["findings"][0]["isWarning"], true);
 }
 
 TEST_F(CheckTest, JsonHasAnEntryForEachFinding) {
@@ -110,8 +120,8 @@ TEST_F(CheckTest, JsonHasAnEntryForEachFinding) {
           {{{"where", "Database file 'b.ddr', class 'ddr_Ddb', row 2"},
             {"what", "the reference 'results' leads to row 77 of class 'cls_MapHeader', which is not there"},
             {"consequence", "What it leads to cannot be read."},
-            {"remedy",
-             "Restore the file from a backup, or save the database again from the application."}}}));
+            {"remedy", "Restore the file from a backup, or save the database again from the application."},
+            {"isWarning", false}}}));
 }
 
 TEST_F(CheckTest, JsonSaysWhichCheckAndWhatCannotBeTold) {
