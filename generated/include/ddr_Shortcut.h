@@ -8,11 +8,15 @@
 #include "ddr_Forward.h"
 #include "mdl_Container.h"
 #include "mdl_MapString2Obj.h"
+#include "nex_Exception.h"
 #include "omu_Exceptions.h"
 #include "omu_Shortcut.h"
 #include "os_Export.h"
 
+#include <new>
 #include <string>
+#include <utility>
+#include <vector>
 
 /// The open databases of a thread by persistent name.
 using ddr_DdbContainer = mdl_Container<cow_String, ddr_Ddb>;
@@ -94,7 +98,7 @@ public:
 /// A shortcut names its target; it finds it anew each time in the container of databases that it is given, so
 /// it outlives databases being closed and opened again. It can be stored as an attribute of any object.
 /// Copying costs one increment; copies share the implementation, which never changes. An unset shortcut leads
-/// nowhere: asking it for a path or a target throws nex_TextException. One thread at a time.
+/// nowhere: asking it for a name, a path or a target throws nex_TextException. One thread at a time.
 template <class T>
 class DDR_API ddr_Shortcut : public omu_ShortcutBase {
 public:
@@ -137,6 +141,7 @@ private:
   using ImplHandle = cow_COW<Impl, cow_Virtual<Impl>>;
 
   static ImplHandle ReadImplementation(cls_ReadVisitor const& reader);
+  static void LetGo(ImplHandle last) noexcept;
 
   ImplHandle impl;
   cls_Uid uid;
@@ -253,7 +258,33 @@ template <class T>
 ddr_ShortcutImpl<T>::~ddr_ShortcutImpl() = default;
 
 template <class T>
-ddr_Shortcut<T>::~ddr_Shortcut() = default;
+ddr_Shortcut<T>::~ddr_Shortcut() {
+  if (impl.Count() == 1 && !impl.IsEmpty()) {
+    LetGo(std::move(impl));
+  }
+}
+
+// An implementation may hold the last shortcut to another one, and so on: a chain of any length goes link by
+// link without the stack growing with it.
+template <class T>
+void ddr_Shortcut<T>::LetGo(ImplHandle last) noexcept {
+  static thread_local std::vector<ImplHandle>* waiting = nullptr; // of the call that is at work
+  if (waiting != nullptr) {
+    try {
+      waiting->push_back(std::move(last));
+    } catch (std::bad_alloc const&) { // `last` is as it was, and goes now
+    }
+    return;
+  }
+  std::vector<ImplHandle> links;
+  waiting = &links;
+  { ImplHandle const first(std::move(last)); }
+  while (!links.empty()) {
+    ImplHandle const next(std::move(links.back()));
+    links.pop_back();
+  }
+  waiting = nullptr;
+}
 
 template <class Owner, class Coll, int Kind>
 ddr_MemberShortcut<Owner, Coll, Kind>::~ddr_MemberShortcut() = default;

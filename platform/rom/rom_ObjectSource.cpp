@@ -5,6 +5,8 @@
 #include "rfm_Entries.h"
 #include "rom_MapAgent.h"
 
+#include <cstdio>
+
 namespace {
 
 constexpr char const* sourcePath = "platform/rom/rom_ObjectSource";
@@ -69,7 +71,7 @@ rom_ObjectSource::rom_ObjectSource(rom_Store& ofStore, rom_RowId rowId, rfm_Tabl
   store.StoredClass(id.classId);
   if (store.openSources >= rom_Store::mostNestedInReading) {
     refuse(Where() + ": objects nest deeper than " + std::to_string(rom_Store::mostNestedInReading) +
-               " levels; the file holds a circle of references.",
+               " levels; the file holds a circle of references, or a chain of objects too long to be read.",
            __LINE__);
   }
   if (store.openSources == 0) {
@@ -131,11 +133,29 @@ cow_String rom_ObjectSource::ReadString(cls_FieldHandle const& field, cow_String
 std::optional<rom_RowId> rom_ObjectSource::Reference(cls_FieldHandle const& field) const {
   rfm_FieldHandle const classField(withSuffix(field, "#ClassID").c_str());
   rfm_FieldHandle const rowField(withSuffix(field, "#OID").c_str());
-  if (!present || !Row().FieldIsSet(classField) || !Row().FieldIsSet(rowField)) {
+  if (!present || !Row().FieldIsSet(rowField)) {
     return std::nullopt;
   }
-  rom_RowId const found{static_cast<unsigned>(Row().ReadFieldInt(classField)), Row().ReadFieldInt(rowField)};
-  return found.row < 0 ? std::nullopt : std::optional(found);
+  int const row = Row().ReadFieldInt(rowField);
+  if (row < 0) {
+    return std::nullopt;
+  }
+  if (!Row().FieldIsSet(classField)) {
+    RefuseReference(field, "leads to row " + std::to_string(row) + " of no class", __LINE__);
+  }
+  auto const classId = static_cast<unsigned>(Row().ReadFieldInt(classField));
+  if (store.database.FindClass(classId) == nullptr) {
+    char text[80];
+    std::snprintf(text, sizeof text, "refers to class 0x%x, which the class list of the file does not have",
+                  classId);
+    RefuseReference(field, text, __LINE__);
+  }
+  return rom_RowId{classId, row};
+}
+
+void rom_ObjectSource::RefuseReference(cls_FieldHandle const& field, std::string const& what,
+                                       int line) const {
+  refuse(Where() + ": field '" + field.Name().Text() + "' " + what + "; the file is damaged.", line);
 }
 
 std::unique_ptr<cls_RowSource> rom_ObjectSource::Object(cls_FieldHandle const& field) const {
@@ -150,18 +170,15 @@ cow_COW<int, cow_Direct<int>> const* rom_ObjectSource::SharedObject(cls_FieldHan
   if (!reference) {
     return nullptr;
   }
+  if (!store.IsA(reference->classId, baseTypeId)) {
+    RefuseReference(field, "refers to an object of the wrong class", __LINE__);
+  }
   if (auto const* kept = store.cache.Find(reference->classId, reference->row)) {
-    if (!store.IsA(reference->classId, baseTypeId)) {
-      refuse(Where() + ": field '" + field.Name().Text() +
-                 "' refers to an object of the wrong class; the file is damaged.",
-             __LINE__);
-    }
     return kept;
   }
   rom_ObjectSource const target(store, *reference);
   cls_ReadVisitor visitor(target);
   cls_ClassMetadata const* entry = store.registrar.Find(reference->classId);
-  visitor.RequireClass(baseTypeId);
   bool const canBeShared = entry != nullptr && entry->Destructor() != nullptr;
   // What may fail comes before the object is there, for only its own class can let it go.
   auto handle = std::make_unique<rom_CowBarn::Handle>(static_cast<int*>(nullptr));

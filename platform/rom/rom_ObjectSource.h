@@ -43,13 +43,16 @@ public:
   std::unique_ptr<cls_ListSource> List() const override;
   cow_String ElementText() const override { return elementText; }
 
-  /// The reference stored in a field, or nothing when it is not set or only half set.
+  /// The reference stored in a field, or nothing when its row is not set. Throws, naming the field, when the
+  /// file knows no such class.
   std::optional<rom_RowId> Reference(cls_FieldHandle const& field) const;
 
 private:
   rfm_Row const& Row() const noexcept { return std::as_const(*table).Row(); }
   std::int64_t StoredHandle() const;
   void RequireMeasure() const;
+  /// Refuses what a field of this row refers to.
+  [[noreturn]] void RefuseReference(cls_FieldHandle const& field, std::string const& what, int line) const;
 
   rom_Store& store;
   rfm_ReadScope scope;

@@ -426,7 +426,9 @@ private:
   void CheckReference(Place const& place, rfm_Row const& row, Field const& field) {
     std::string const what = "the reference '" + utl_Printable(field.attribute.name.View()) + "'";
     if (row.FieldIsSet(field.classId) != row.FieldIsSet(field.oid)) {
-      Add(place, what + " is only half set", "It reads as empty.", restoreRemedy);
+      Add(place, what + " is only half set",
+          row.FieldIsSet(field.oid) ? "What it leads to cannot be read." : "It reads as empty.",
+          restoreRemedy);
       return;
     }
     if (IsUnset(row, field)) {

@@ -6,7 +6,9 @@
 #include "run_program.h"
 #include "shortcut_set.h"
 
+#include <pthread.h>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -86,6 +88,11 @@ protected:
   /// What reading the bookmarks says.
   std::string failure() {
     return failureOf([&] { bookmarks(); });
+  }
+  /// What is said of the implementation of the one shortcut to a model.
+  std::string inModelShortcut(std::string const& what) const {
+    return "File '" + folder.path(fileName) + "', class 'ddr_ModelShortcut', row 0: field 'impl' " + what +
+           "; the file is damaged.";
   }
   /// Expects an exception that names file, class and row.
   void expectRefusal(std::string const& where) {
@@ -181,6 +188,7 @@ TEST_F(StoredShortcuts, OneThatTwoRecordsHoldIsStoredOnce) {
     bookmark(model, [&](host_Bookmarks& made) { made.model = held; });
   }
   again();
+  EXPECT_EQ(rowsOf(0x220016), "1");
   EXPECT_EQ(rowsOf(0x220017), "1");
   EXPECT_EQ(bookmarks("Model-1").model.Uid(), held.Uid());
   EXPECT_EQ(bookmarks("Model-2").model.Uid(), held.Uid());
@@ -246,20 +254,47 @@ TEST_F(StoredShortcuts, AMissingParentReadsAsUnset) {
 }
 
 TEST_F(StoredShortcuts, AnImplementationOfTheWrongClassIsRefused) {
-  for (char const* const wrong : {"0x220004", "0x22000d", "0x220016", "0x220007"}) {
+  bookmarkAll("Model-1");
+  // In memory already, stored, without a row, and without a table.
+  for (char const* const wrong : {"0x220004", "0x22000d", "0x220016", "0x220007", "0x220010", "0x220001"}) {
     SCOPED_TRACE(wrong);
-    bookmarkAll("Model-1");
     damage("UPDATE $0x220016 SET \"impl#ClassID\" = " + std::string(wrong) + ", \"impl#OID\" = 0");
-    expectRefusal(", row 0");
-    expectRefusal("class '");
-    damage("UPDATE $0x220016 SET \"impl#ClassID\" = 0x220017");
+    EXPECT_EQ(failure(), inModelShortcut("refers to an object of the wrong class"));
   }
+}
+
+// The base of all implementations has no rows.
+TEST_F(StoredShortcuts, AnImplementationOfTheBaseClassIsRefused) {
+  bookmarkAll("Model-1");
+  damage("UPDATE $0x220016 SET \"impl#ClassID\" = 0x220015");
+  expectRefusal("class 'ddr_ModelIMPLSC', row 0: there is no such row.");
 }
 
 TEST_F(StoredShortcuts, AnImplementationOfAnUnknownClassIsRefused) {
   bookmarkAll("Model-1");
-  damage("UPDATE $0x220016 SET \"impl#ClassID\" = 0x770001");
-  expectRefusal("0x770001");
+  for (auto const& [stored, written] : {std::pair("0x770001", "0x770001"), std::pair("0", "0x0"),
+                                        std::pair("1", "0x1"), std::pair("-5", "0xfffffffb")}) {
+    SCOPED_TRACE(stored);
+    damage("UPDATE $0x220016 SET \"impl#ClassID\" = " + std::string(stored));
+    EXPECT_EQ(failure(), inModelShortcut("refers to class " + std::string(written) +
+                                         ", which the class list of the file does not have"));
+  }
+}
+
+TEST_F(StoredShortcuts, AnAttributeOfAnUnknownClassIsRefused) {
+  bookmarkAll("Model-1");
+  damage("UPDATE $0x2f0011 SET \"model#ClassID\" = 0x770001");
+  expectRefusal(
+      "class 'host_Bookmarks', row 0: field 'model' refers to class 0x770001, which the class list");
+}
+
+// Presence is a matter of the row; a row of no class is damage and no unset shortcut.
+TEST_F(StoredShortcuts, AReferenceWithoutItsClassIsRefused) {
+  bookmarkAll("Model-1");
+  damage("UPDATE $0x220016 SET \"impl#ClassID\" = NULL");
+  EXPECT_EQ(failure(), inModelShortcut("leads to row 0 of no class"));
+  damage("UPDATE $0x2f0011 SET \"model#ClassID\" = NULL");
+  expectRefusal("class 'host_Bookmarks', row 0: field 'model' leads to row 0 of no class");
 }
 
 TEST_F(StoredShortcuts, AnImplementationInAMissingRowIsRefused) {
@@ -312,8 +347,9 @@ TEST_F(StoredShortcuts, AChainOfAHundredThousandIsRefused) {
       "WITH RECURSIVE link(n) AS (SELECT 100 UNION ALL SELECT n + 1 FROM link WHERE n < 100100) "
       "INSERT INTO $0x22000e (row, \"impl#ClassID\", \"impl#OID\") SELECT n, 0x2f0012, n FROM link; "
       "UPDATE $0x2f0011 SET \"database#OID\" = 100");
-  expectRefusal("', row ");
-  expectRefusal("class '");
+  expectRefusal("class 'ddr_DdbShortcut', row ");
+  expectRefusal("objects nest deeper than 1000 levels; the file holds a circle of references, or a chain of "
+                "objects too long to be read.");
 }
 
 // What could not be read back must not be saved.
@@ -327,6 +363,44 @@ TEST_F(StoredShortcuts, AChainTooLongToBeReadIsNotSaved) {
   EXPECT_NE(refused.find("nest deeper"), std::string::npos) << refused;
   EXPECT_NE(refused.find("'host_Alias'"), std::string::npos) << refused;
   EXPECT_EQ(readFile(folder.path(fileName)), before);
+}
+
+// A chain that no file can hold must not cost the process either, when it is given up.
+TEST_F(StoredShortcuts, AChainOfAHundredThousandIsLetGoOnASmallStack) {
+  auto work = [] {
+    ddr_DdbShortcut end(new ddr_DdbShortcutImpl("job-1"));
+    ddr_DdbShortcut chained = end;
+    for (int link = 0; link < 100000; ++link) {
+      chained = ddr_DdbShortcut(new host_Alias(chained));
+    }
+    ddr_DdbShortcut::Impl const* const last = &end.Implementation();
+    chained = ddr_DdbShortcut(); // lets go of all links but the end
+    EXPECT_EQ(&end.Implementation(), last);
+    EXPECT_STREQ(end.Name().Text(), "job-1");
+  };
+  pthread_attr_t attributes;
+  ASSERT_EQ(pthread_attr_init(&attributes), 0);
+  ASSERT_EQ(pthread_attr_setstacksize(&attributes, std::size_t{256} << 10), 0);
+  pthread_t thread;
+  ASSERT_EQ(pthread_create(
+                &thread, &attributes,
+                [](void* argument) -> void* {
+                  (*static_cast<decltype(work)*>(argument))();
+                  return nullptr;
+                },
+                &work),
+            0);
+  ASSERT_EQ(pthread_join(thread, nullptr), 0);
+  pthread_attr_destroy(&attributes);
+}
+
+TEST_F(StoredShortcuts, AChainTooLongToBeSavedIsGivenUp) {
+  chain(100000);
+  EXPECT_NE(failureOf([&] { save(name); }).find("nest deeper"), std::string::npos);
+  chain(1);
+  save(name);
+  again();
+  EXPECT_EQ(&bookmarks().database.ConstGet(root().Fetch()), &record(name));
 }
 
 TEST_F(StoredShortcuts, TheLongestChainThatIsSavedIsReadBack) {

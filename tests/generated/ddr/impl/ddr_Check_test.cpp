@@ -290,6 +290,15 @@ TEST_F(DdrCheck, AHalfSetReferenceIsFound) {
   save();
   setInRecord("\"results#ClassID\" = NULL");
   expectFound(", class 'ddr_Ddb', row 1: the reference 'results' is only half set\n");
+  EXPECT_EQ(ddr_check(pathOf("a"), Depth::Quick).findings.at(0).consequence,
+            "What it leads to cannot be read.");
+}
+
+TEST_F(DdrCheck, AReferenceWithoutItsRowReadsAsEmpty) {
+  save();
+  setInRecord("\"results#OID\" = NULL");
+  expectFound(", class 'ddr_Ddb', row 1: the reference 'results' is only half set\n");
+  EXPECT_EQ(ddr_check(pathOf("a"), Depth::Quick).findings.at(0).consequence, "It reads as empty.");
 }
 
 TEST_F(DdrCheck, AReferenceToARowThatIsNotThereIsFound) {
