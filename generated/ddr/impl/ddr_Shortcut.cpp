@@ -73,16 +73,21 @@ cow_String pythonPath(ddr_ShortcutBaseImpl const& shortcut) {
   if (!path.View().starts_with(containerPrefix)) {
     return path;
   }
+  // Kept on purpose: nothing behind the database gives an empty rest, and the expression then ends in its
+  // dot; scripts go on writing behind it.
   atr_StringBase rest{std::string(rgx_match(pathPattern, path.View()).NthString(2).View())};
   int const found = rest.Find("userData['default userData']", 0);
   if (found < rest.Length()) {
     // The default entry is reached through the collection itself: behind "userData" 20 characters go.
+    // Kept on purpose: only the first place is shortened, wherever it is; scripts are compared with these
+    // texts.
     rest.Erase(found + 8, 20);
   }
   utl_Version const& product = omi_Singleton<utl_Version>::Instance();
   bool const inSession = product.IsProductStudio() || product.IsProductLens();
   std::string expression(inSession ? "session." : "");
   expression.reserve(expression.size() + file.Length() + rest.Text().size() + 16);
+  // Kept on purpose: no quote is escaped; what scripts store and compare is the name as it stands.
   expression.append("openOdb(r'").append(file.View()).append("').").append(rest.Text());
   return cow_String(expression);
 }

@@ -46,7 +46,7 @@ endforeach()
 set(shortcut
     "^[0-9a-f]+ [TtWwVv] (vtable for |typeinfo for |non-virtual thunk to )?ddr_(Shortcut|ShortcutImpl|MemberShortcut|DictionaryShortcut)<"
 )
-set(defaulted ">::(ddr_[A-Za-z]+\\(\\)|ddr_[A-Za-z]+\\(ddr_.* const&\\)|operator=\\(.*\\))$")
+set(defaulted ">::(ddr_ShortcutImpl\\(\\)|ddr_[A-Za-z]+\\(ddr_.* const&\\)|operator=\\(.*\\))$")
 set(elsewhere "[*&] (std::|[a-z]+_)") # a function of another class that returns one
 set(used no)
 read_symbols(symbols ${OBJECT})

@@ -147,6 +147,16 @@ TEST_F(StoredShortcuts, ASecondSaveAddsNoRows) {
   }
 }
 
+// Base parts are empty: the rows of derived classes say that they have none.
+TEST_F(StoredShortcuts, RowsOfImplementationsHaveNoBasePart) {
+  bookmarkAll("Model-1");
+  save(name);
+  std::string const path = folder.path(fileName);
+  for (unsigned typeId : {0x22000dU, 0x22000aU, 0x220004U, 0x220013U, 0x220017U}) {
+    EXPECT_EQ(runSql(path, "SELECT \"##BaseClassOID\" FROM " + tableOf(path, typeId)), "-1") << typeId;
+  }
+}
+
 TEST_F(StoredShortcuts, KeysOfAnyTextComeBack) {
   for (std::string const& key : {std::string("it's"), std::string("a'].b"), std::string("two\nlines"),
                                  std::string("\xc3\xbc"), std::string(2048, 'k'), std::string()}) {
