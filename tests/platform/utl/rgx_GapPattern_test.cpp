@@ -91,4 +91,23 @@ TEST(GapPattern, FindsWhatTheGeneralEngineFinds) {
   EXPECT_GT(matches, 100);
 }
 
+TEST(GapPattern, FindsWhatTheGeneralEngineFindsInPaths) {
+  unsigned const seed = std::random_device()();
+  SCOPED_TRACE(seed);
+  std::mt19937 random(seed);
+  char const* const pieces[] = {"ddbCont['", "ddbCont[", "'].", "']",       "'",
+                                ".",         "a",        "\n",  "\xc3\xa9", "\xff"};
+  int matches = 0;
+  for (int round = 0; round < 20000; ++round) {
+    std::string text = round % 2 == 0 ? "ddbCont['" : "";
+    for (auto length = random() % 10; length > 0; --length) {
+      text += pieces[random() % std::size(pieces)];
+    }
+    std::vector<std::string> const expected = foundByGeneralEngine(pathExpression, text);
+    ASSERT_EQ(found(pathExpression, text), expected) << text;
+    matches += !expected.empty();
+  }
+  EXPECT_GT(matches, 100);
+}
+
 } // namespace
