@@ -203,7 +203,7 @@ TEST_F(ViewTest, TimesBefore1970AreShownAndTimesBeyond2038Refused) {
 
 TEST_F(ViewTest, ViewingWritesNothing) {
   auto const before = everything();
-  for (char const* verb : {"info", "ls"}) {
+  for (char const* verb : {"info", "ls", "path"}) {
     done({verb, "a.ddr"});
     json({verb, "a.ddr"});
     EXPECT_EQ(everything(), before);
@@ -220,6 +220,7 @@ TEST_F(ViewTest, ViewingWorksWhereNothingCanBeWritten) {
   auto const before = everything();
   EXPECT_EQ(run({"info", "a.ddr"}, settings).status, 0);
   EXPECT_EQ(run({"ls", "a.ddr", "--json"}, settings).status, 0);
+  EXPECT_EQ(run({"path", "a.ddr"}, settings).status, 0);
   EXPECT_THAT(refused({"model", "add", "a.ddr", "X"}, settings),
               HasSubstr("there is no permission to use it"));
   EXPECT_THAT(refused({"create", "b.ddr"}, settings), HasSubstr("there is no permission to use its folder"));
