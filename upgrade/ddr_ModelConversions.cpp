@@ -29,6 +29,7 @@ constexpr char const* stepCommand = "step";
 constexpr unsigned mapTypeId = 0x230002;
 constexpr unsigned sectionTypeId = 0x260003b;
 constexpr char const* sectionCommand = "section";
+constexpr char const* extensionReference = "extension";
 constexpr char const* connectorProperties = "connPropCont";
 constexpr unsigned connectorPropertyTypeId = 0x2ac0003;
 constexpr unsigned connectorSectionTypeId = 0x2600045;
@@ -92,8 +93,37 @@ void addEntry(dbc_Table& map, char const* key, unsigned classId, int oid) {
   map.FinishRow(entry);
 }
 
-void copyInt(dbc_Row const& from, dbc_Row& to, rfm_FieldHandle const& field) {
-  to.WriteFieldInt(field, from.ReadFieldInt(field));
+/// The two fields of a reference.
+struct ReferenceFields {
+  explicit ReferenceFields(std::string const& attribute)
+      : classField(fieldOf(attribute + "#ClassID")), oidField(fieldOf(attribute + "#OID")) {}
+
+  bool AreSet(dbc_Row const& row) const { return row.IsPresent(classField) && row.IsPresent(oidField); }
+  bool IsHalfSet(dbc_Row const& row) const { return row.IsPresent(classField) != row.IsPresent(oidField); }
+  void WriteNull(dbc_Row& row) const {
+    row.WriteFieldNull(classField);
+    row.WriteFieldNull(oidField);
+  }
+
+  rfm_FieldHandle classField;
+  rfm_FieldHandle oidField;
+};
+
+/// Takes over a reference of the old model. One of which not both fields are set becomes null, for a number
+/// that is not there must not read as row 0.
+void takeReference(dbc_Row const& oldModel, std::string const& attribute, dbc_Row& to,
+                   std::string const& newAttribute) {
+  ReferenceFields const from(attribute);
+  ReferenceFields const now(newAttribute);
+  if (from.AreSet(oldModel)) {
+    to.WriteFieldInt(now.classField, oldModel.ReadFieldInt(from.classField));
+    to.WriteFieldInt(now.oidField, oldModel.ReadFieldInt(from.oidField));
+    return;
+  }
+  now.WriteNull(to);
+  if (from.IsHalfSet(oldModel)) {
+    converter().Dropped(attribute, "only one half of the reference was set");
+  }
 }
 
 /// Gives the model its steps.
@@ -106,9 +136,8 @@ void moveSteps(dbc_Table& map, dbc_Row const& oldModel) {
       utils().CreateTempClassInOutputDatabase(stepsWrapperTypeId, stepsWrapperVersion);
   dbc_Row& wrapper = wrappers->AppendRow();
   int const wrapperRow = wrappers->Length() - 1;
-  copyInt(oldModel, wrapper, stepsClass);
-  for (char const* const field : {"steps#OID", "stepsorder#ClassID", "stepsorder#OID"}) {
-    copyInt(oldModel, wrapper, rfm_FieldHandle(field, wholeField));
+  for (char const* const attribute : {"steps", "stepsorder"}) {
+    takeReference(oldModel, attribute, wrapper, attribute);
   }
   wrapper.WriteFieldInt(baseField(), noBasePart);
   wrappers->FinishRow(wrapper);
@@ -119,29 +148,22 @@ void moveSteps(dbc_Table& map, dbc_Row const& oldModel) {
 /// Makes an extension around an old container, if the old model has it.
 void moveContainer(rom_Transporter& transporter, dbc_Table& map, dbc_Row const& oldModel,
                    ddr_ModelContainerKind const& kind) {
-  static rfm_FieldHandle const extensionClass("extension#ClassID", wholeField);
-  static rfm_FieldHandle const extensionOid("extension#OID", wholeField);
-  rfm_FieldHandle const oldClass = fieldOf(std::string(kind.container) + "#ClassID");
-  if (!oldModel.IsPresent(oldClass)) {
+  if (!oldModel.IsPresent(fieldOf(std::string(kind.container) + "#ClassID"))) {
     return;
   }
-  rfm_FieldHandle const oldOid = fieldOf(std::string(kind.container) + "#OID");
   std::unique_ptr<dbc_Table> const extensions = utils().CreateClassInOutputDatabase(kind.typeId, transporter);
   dbc_Row& extension = extensions->AppendRow();
   int const extensionRow = extension.Index();
-  extension.WriteFieldInt(extensionClass, oldModel.ReadFieldInt(oldClass));
-  extension.WriteFieldInt(extensionOid, oldModel.ReadFieldInt(oldOid));
+  takeReference(oldModel, kind.container, extension, extensionReference);
   extension.WriteFieldInt(baseField(), noBasePart);
-  addEntry(map, kind.command, kind.typeId, extensionRow);
   extensions->FinishRow(extension);
+  addEntry(map, kind.command, kind.typeId, extensionRow);
 }
 
-/// The handle of the collection whose header a reference of a row names; nothing when it names none.
+/// The handle of the collection that a header names; nothing when it names none. A header that is not there
+/// throws.
 std::optional<std::int64_t> handleOf(dbc_Table& headers, int row) {
   static rfm_FieldHandle const target("Target#Handle", wholeField);
-  if (row < 0 || row >= headers.Length()) {
-    return std::nullopt;
-  }
   dbc_Row const& header = headers.Row(row);
   return header.IsPresent(target) ? std::optional(header.ReadFieldHandle(target)) : std::nullopt;
 }
@@ -182,13 +204,10 @@ std::optional<std::int64_t> connectorPropertiesOf(dbc_Row const& model) {
     dbc_Row const& entry = entries->Row(index);
     unsigned const classId = entry.ReadFieldUnsigned(classField);
     int const oid = entry.ReadFieldInt(oidField);
-    if (oid < 0 || !input.HasAttribute(classId, connectorProperties)) {
+    if (!input.HasAttribute(classId, connectorProperties)) {
       continue;
     }
     std::unique_ptr<dbc_Table> const extensionRows = input.GetInputTable(classId);
-    if (extensionRows->Length() <= oid) {
-      continue;
-    }
     dbc_Row const& extension = extensionRows->Row(oid);
     if (extension.IsPresent(container)) {
       return handleOf(*input.GetInputTable(mapTypeId), extension.ReadFieldInt(container));
@@ -208,9 +227,10 @@ void wantSection(dbc_Row const& model) {
   std::unique_ptr<dbc_Table> const sections =
       utils().CreateClassInOutputDatabase(sectionTypeId, output.Transporter());
   dbc_Row& section = sections->AppendRow();
+  int const sectionRow = section.Index();
   section.WriteFieldInt(baseField(), noBasePart);
-  addEntry(*output.GetOutputEntries(*extensions), sectionCommand, sectionTypeId, section.Index());
   sections->FinishRow(section);
+  addEntry(*output.GetOutputEntries(*extensions), sectionCommand, sectionTypeId, sectionRow);
   converter().Supplied("instanceTable", "a section extension");
 }
 
@@ -254,21 +274,25 @@ void convertConnectorProperty(dbc_Row const& property, dbc_Row& section) {
 } // namespace
 
 void* ddr_convertModel203(dbc_Row const& input, dbc_Row& output, int) {
-  static rfm_FieldHandle const instanceTableClass("instanceTable#ClassID", wholeField);
-  static rfm_FieldHandle const instanceTableOid("instanceTable#OID", wholeField);
+  static ReferenceFields const instances("instanceTable");
   dbc_OutputDatabase& outputDatabase = converter().OutputDatabase();
   rom_Transporter& transporter = outputDatabase.Transporter();
   if (!oldModels()) {
     oldModels() = std::make_unique<OldModels>();
   }
-  if (input.IsPresent(instanceTableClass)) {
+  if (input.IsPresent(instances.classField)) {
+    // The layout of this release has no instance table, so the library does not copy one.
+    if (instances.AreSet(input)) {
+      output.WriteFieldUnsigned(instances.classField, input.ReadFieldUnsigned(instances.classField));
+      output.WriteFieldInt(instances.oidField, input.ReadFieldInt(instances.oidField));
+    }
     return nullptr;
   }
   std::unique_ptr<dbc_Table> const instanceTables =
       utils().CreateClassInOutputDatabase(extensionTableTypeId, transporter);
   dbc_Row& instanceTable = instanceTables->AppendRow();
-  output.WriteFieldUnsigned(instanceTableClass, extensionTableTypeId);
-  output.WriteFieldInt(instanceTableOid, instanceTables->Length() - 1);
+  output.WriteFieldUnsigned(instances.classField, extensionTableTypeId);
+  output.WriteFieldInt(instances.oidField, instanceTables->Length() - 1);
   std::unique_ptr<dbc_Table> map = utils().SetNewAttributeMapInOutputDatabase(instanceTable, "map");
   converter().Supplied("instanceTable", "a new instance table");
   dbc_ClassView& models = oldModels()->View();

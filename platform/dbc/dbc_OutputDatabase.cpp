@@ -214,8 +214,10 @@ void dbc_OutputDatabase::Store(unsigned typeId, dbc_Row& row) {
         table.Row().WriteFieldInt64(field.name, *number);
       } else if (auto const* const real = std::get_if<double>(&field.value)) {
         table.Row().WriteFieldDouble(field.name, *real);
+      } else if (auto const* const text = std::get_if<cow_String>(&field.value)) {
+        table.Row().WriteFieldString(field.name, *text);
       } else {
-        table.Row().WriteFieldString(field.name, std::get<cow_String>(field.value));
+        table.Row().WriteFieldNull(field.name);
       }
     }
     row.stored = std::move(table);

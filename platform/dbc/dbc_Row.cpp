@@ -59,8 +59,11 @@ bool dbc_Row::HasField(rfm_FieldHandle const& field) const noexcept {
 }
 
 bool dbc_Row::IsPresent(rfm_FieldHandle const& field) const noexcept {
-  rfm_Row const* const row = Holder(field);
-  return row ? row->FieldIsSet(field) : Find(field) != nullptr;
+  if (rfm_Row const* const row = Holder(field)) {
+    return row->FieldIsSet(field);
+  }
+  Loose const* const written = Find(field);
+  return written && !std::holds_alternative<std::monostate>(written->value);
 }
 
 int dbc_Row::ReadFieldInt(rfm_FieldHandle const& field) const {
@@ -144,6 +147,6 @@ void dbc_Row::WriteFieldNull(rfm_FieldHandle const& field) {
   if (rfm_Row* const row = Holder(field)) {
     row->WriteFieldNull(field);
   } else {
-    std::erase_if(loose, [&](Loose const& written) { return written.name == field.Name(); });
+    SetLoose(field, rfm_AttributeKind_Integer, std::monostate());
   }
 }

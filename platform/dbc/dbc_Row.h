@@ -58,7 +58,7 @@ private:
   friend class dbc_OutputDatabase;
   friend class dbc_ReadTable;
 
-  using Value = std::variant<std::int64_t, double, cow_String>;
+  using Value = std::variant<std::monostate, std::int64_t, double, cow_String>; // the first: null
   /// A field that the layout has not.
   struct Loose {
     cow_String name;

@@ -128,9 +128,9 @@ void dbc_EntryTable::FinishRow(dbc_Row& row) {
   }
   std::unique_ptr<dbc_Row> const finished = takeOut(open, row);
   cow_String const key =
-      finished->HasField(keyField()) ? finished->ReadFieldString(keyField()) : cow_String();
-  unsigned const classId = finished->HasField(classField()) ? finished->ReadFieldUnsigned(classField()) : 0U;
-  int const oid = finished->HasField(oidField()) ? finished->ReadFieldInt(oidField()) : -1;
+      finished->IsPresent(keyField()) ? finished->ReadFieldString(keyField()) : cow_String();
+  unsigned const classId = finished->IsPresent(classField()) ? finished->ReadFieldUnsigned(classField()) : 0U;
+  int const oid = finished->IsPresent(oidField()) ? finished->ReadFieldInt(oidField()) : -1;
   database.Entries().Append(handle, key.View(), classId, oid);
   ++output->entriesAdded;
 }

@@ -96,6 +96,17 @@ TEST_F(DdrConversions, AddOnsOf309AreTakenOverWhereAFileHasThem) {
   EXPECT_EQ(converted().field("ddr_Ddb", 1, "productAddOns#OID"), "NULL");
 }
 
+TEST_F(DdrConversions, AddOnsOf309OfWhichHalfIsSetAreNotTakenOver) {
+  for (std::string const half : {"#ClassID", "#OID"}) {
+    convert("database_309", "ALTER TABLE class_ddr_Ddb ADD COLUMN \"productAddOns#ClassID\" INTEGER;"
+                            "ALTER TABLE class_ddr_Ddb ADD COLUMN \"productAddOns#OID\" INTEGER;"
+                            "UPDATE class_ddr_Ddb SET \"productAddOns" +
+                                half + "\" = 7;");
+    EXPECT_EQ(converted().field("ddr_Ddb", 0, "productAddOns#ClassID"), "NULL") << half;
+    EXPECT_EQ(converted().field("ddr_Ddb", 0, "productAddOns#OID"), "NULL") << half;
+  }
+}
+
 TEST_F(DdrConversions, TheLastOldModelServesEveryModel) {
   convert("model_203", "");
   std::string const materials = "SELECT group_concat(\"extension#OID\") FROM class_0x238007d";

@@ -1,6 +1,7 @@
 // What is in a converted file, field by field, seen through SQLite alone.
 #include "upgrade_test.h"
 
+#include "ddr_Check.h"
 #include "rfm_Format.h"
 
 #include <algorithm>
@@ -475,6 +476,27 @@ protected:
     return after().collection(nameOf(instanceTable),
                               std::stoll(after().field("ddr_Model", model, "instanceTable#OID")), "map");
   }
+  /// What the report says was dropped of models: "field: reason, rows".
+  static Texts dropsOf(dbc_ConversionReport const& report) {
+    Texts drops;
+    for (dbc_Note const& note : reportOf(report, "ddr_Model").notes) {
+      if (note.kind == dbc_Note::Kind::Dropped) {
+        drops.push_back(note.field + ": " + note.text + ", " + std::to_string(note.rows));
+      }
+    }
+    return drops;
+  }
+  /// What the checker finds in the new file.
+  /// @param carried a class whose rows are carried with what is wrong with them
+  std::string findings(std::string const& carried = "no class") const {
+    std::string said;
+    for (ddr_Finding const& finding : ddr_check(cow_String(newPath), ddr_CheckDepth::Deep).findings) {
+      if (finding.where.find("'" + carried + "'") == std::string::npos) {
+        said += finding.where + ": " + finding.what + "\n";
+      }
+    }
+    return said;
+  }
   /// The keys of a model's instance table.
   Texts keysOf(long long model) {
     Texts keys;
@@ -584,14 +606,122 @@ TEST_F(DdrUpgradeModel, Of203LeavesOutEachContainerAlone) {
 }
 
 TEST_F(DdrUpgradeModel, Of203KeepsAnInstanceTableThatItHasAlready) {
-  upgrade("model_203",
-          "ALTER TABLE class_ddr_Model ADD COLUMN \"instanceTable#ClassID\" INTEGER;"
-          "ALTER TABLE class_ddr_Model ADD COLUMN \"instanceTable#OID\" INTEGER;"
-          "UPDATE class_ddr_Model SET \"instanceTable#ClassID\" = 0x220018, \"instanceTable#OID\" = 7 "
-          "WHERE \"row\" = 1;");
+  auto const report =
+      upgrade("model_203",
+              "ALTER TABLE class_ddr_Model ADD COLUMN \"instanceTable#ClassID\" INTEGER;"
+              "ALTER TABLE class_ddr_Model ADD COLUMN \"instanceTable#OID\" INTEGER;"
+              "UPDATE class_ddr_Model SET \"instanceTable#ClassID\" = 0x220018, \"instanceTable#OID\" = 7 "
+              "WHERE \"row\" = 1;");
   EXPECT_EQ(keysOf(0).size(), 14U);
   EXPECT_EQ(keysOf(3).size(), 14U);
   EXPECT_EQ(after().rows(nameOf(instanceTable)).size(), 2U);
+  EXPECT_EQ(after().field("ddr_Model", 1, "instanceTable#ClassID"), std::to_string(instanceTable));
+  EXPECT_EQ(after().field("ddr_Model", 1, "instanceTable#OID"), "7");
+  EXPECT_EQ(dropsOf(report), Texts{});
+}
+
+TEST_F(DdrUpgradeModel, Of203WithHalfAnInstanceTableHasNoneAndThatIsTold) {
+  auto const report =
+      upgrade("model_203", "ALTER TABLE class_ddr_Model ADD COLUMN \"instanceTable#ClassID\" INTEGER;"
+                           "ALTER TABLE class_ddr_Model ADD COLUMN \"instanceTable#OID\" INTEGER;"
+                           "UPDATE class_ddr_Model SET \"instanceTable#ClassID\" = 0x220018 "
+                           "WHERE \"row\" = 1;");
+  EXPECT_EQ(after().field("ddr_Model", 1, "instanceTable#ClassID"), "NULL");
+  EXPECT_EQ(after().field("ddr_Model", 1, "instanceTable#OID"), "NULL");
+  EXPECT_EQ(dropsOf(report), Texts{"instanceTable: only one half of the reference was set, 1"});
+  EXPECT_EQ(findings(), "");
+}
+
+TEST_F(DdrUpgradeModel, Of203LeavesTheOrderOfStepsNullWhereItIsNotSet) {
+  auto const report =
+      upgrade("model_203", setting("odiK_Model", R"("stepsorder#ClassID" = NULL, "stepsorder#OID" = NULL)"));
+  auto const wrapper = after().row(nameOf(stepsWrapper), 1);
+  EXPECT_EQ(wrapper.at("steps#OID"), "1");
+  EXPECT_EQ(wrapper.at("stepsorder#ClassID"), "NULL");
+  EXPECT_EQ(wrapper.at("stepsorder#OID"), "NULL");
+  EXPECT_EQ(dropsOf(report), Texts{});
+  EXPECT_EQ(findings(), "");
+}
+
+TEST_F(DdrUpgradeModel, Of203LeavesHalfAReferenceOfStepsNullAndTellsIt) {
+  for (std::string const half : {"steps#OID", "stepsorder#ClassID", "stepsorder#OID"}) {
+    auto const report = upgrade("model_203", setting("odiK_Model", "\"" + half + "\" = NULL"));
+    std::string const attribute = half.substr(0, half.find('#'));
+    auto const wrapper = after().row(nameOf(stepsWrapper), 1);
+    for (std::string const name : {"steps", "stepsorder"}) {
+      EXPECT_EQ(wrapper.at(name + "#ClassID") == "NULL", name == attribute) << half;
+      EXPECT_EQ(wrapper.at(name + "#OID") == "NULL", name == attribute) << half;
+    }
+    EXPECT_EQ(keysOf(1).front(), "step") << half;
+    EXPECT_EQ(dropsOf(report), Texts{attribute + ": only one half of the reference was set, 3"});
+    EXPECT_EQ(findings("odiK_Model"), "") << half;
+    std::filesystem::remove(newPath);
+  }
+}
+
+TEST_F(DdrUpgradeModel, Of203TakesStepsWithoutColumnsForTheirOrder) {
+  auto const report = upgrade("model_203", R"(ALTER TABLE class_odiK_Model DROP COLUMN "stepsorder#ClassID";
+      ALTER TABLE class_odiK_Model DROP COLUMN "stepsorder#OID";
+      DELETE FROM ddr_attribute WHERE class = 4 AND name = 'stepsorder';)");
+  auto const wrapper = after().row(nameOf(stepsWrapper), 2);
+  EXPECT_EQ(wrapper.at("steps#OID"), "1");
+  EXPECT_EQ(wrapper.at("stepsorder#ClassID"), "NULL");
+  EXPECT_EQ(wrapper.at("stepsorder#OID"), "NULL");
+  EXPECT_EQ(dropsOf(report), Texts{});
+  EXPECT_EQ(findings(), "");
+}
+
+TEST_F(DdrUpgradeModel, Of203KeepsTheExtensionOfAContainerThatIsHalfSetWithoutAReference) {
+  for (std::size_t index = 0; index < containers.size(); ++index) {
+    auto const report =
+        upgrade("model_203", setting("odiK_Model", "\"" + containers[index] + "#OID\" = NULL"));
+    EXPECT_EQ(keysOf(1).size(), 14U) << containers[index];
+    EXPECT_EQ(keysOf(1)[index + 1], commands[index]);
+    auto const extension = after().row(nameOf(kinds[index]), 1);
+    EXPECT_EQ(extension.at("extension#ClassID"), "NULL") << containers[index];
+    EXPECT_EQ(extension.at("extension#OID"), "NULL") << containers[index];
+    EXPECT_EQ(dropsOf(report), Texts{containers[index] + ": only one half of the reference was set, 3"});
+    EXPECT_EQ(findings("odiK_Model"), "") << containers[index];
+    std::filesystem::remove(newPath);
+  }
+}
+
+TEST_F(DdrUpgradeModel, Of203TakesNoContainerWithoutAClass) {
+  auto const report = upgrade("model_203", setting("odiK_Model", R"("matCont#ClassID" = NULL)"));
+  EXPECT_EQ(after().classes().size(), before().classes().size() + 14);
+  EXPECT_EQ(nameOf(kinds[1]), "0x260003b");
+  EXPECT_EQ(dropsOf(report), Texts{});
+}
+
+TEST_F(DdrUpgradeModel, Of203GetsAWrapperUnderItsName) {
+  upgrade("model_203");
+  EXPECT_EQ(nameOf(stepsWrapper), "kprC_SCWrapper");
+}
+
+TEST_F(DdrUpgradeModel, Of203NeedsOldModelsEvenWhereAllHaveInstanceTables) {
+  make("model_203",
+       "ALTER TABLE class_ddr_Model ADD COLUMN \"instanceTable#ClassID\" INTEGER;"
+       "ALTER TABLE class_ddr_Model ADD COLUMN \"instanceTable#OID\" INTEGER;"
+       "UPDATE class_ddr_Model SET \"instanceTable#ClassID\" = 0x220018, "
+       "\"instanceTable#OID\" = \"row\";"
+       "DELETE FROM ddr_attribute WHERE class = 4;"
+       "UPDATE ddr_class SET \"Class Name\" = 'odiK_Other', \"Type Id\" = 77 WHERE \"row\" = 4;");
+  std::string const said = failure();
+  EXPECT_NE(said.find("0x2a50001"), std::string::npos) << said;
+  EXPECT_EQ(folder.names(), Texts{"old.ddr"});
+}
+
+TEST_F(DdrUpgradeModel, Of401And857WithHalfAnInstanceTableHasNone) {
+  for (char const* const layout : {"model_401", "model_857"}) {
+    for (char const* const half : {"instanceTable#ClassID", "instanceTable#OID"}) {
+      auto const report = upgrade(layout, "UPDATE class_ddr_Model SET \"" + std::string(half) +
+                                              "\" = NULL WHERE \"row\" = 3;");
+      EXPECT_EQ(after().field("ddr_Model", 3, "instanceTable#ClassID"), "NULL") << layout << half;
+      EXPECT_EQ(after().field("ddr_Model", 3, "instanceTable#OID"), "NULL") << layout << half;
+      EXPECT_EQ(dropsOf(report), Texts{"instanceTable: only one half of the reference was set, 1"});
+      std::filesystem::remove(newPath);
+    }
+  }
 }
 
 TEST_F(DdrUpgradeModel, Of203WithoutAnOlderAnalysisModelGetsAnEmptyTable) {
@@ -638,7 +768,8 @@ TEST_F(DdrUpgradeModel, Of401GetsASectionForEachConnectorPropertyInTheirOrder) {
 }
 
 TEST_F(DdrUpgradeModel, Of401WithoutConnectorPropertiesIsCarriedAsItIs) {
-  upgrade("model_401", "DELETE FROM class_kprC_Connectors;");
+  upgrade("model_401",
+          setting("kprC_Connectors", R"("connPropCont#ClassID" = NULL, "connPropCont#OID" = NULL)"));
   EXPECT_EQ(after().rows("ddr_Model"), before().rows("ddr_Model"));
   EXPECT_EQ(after().lines("SELECT * FROM ddr_entry"), before().lines("SELECT * FROM ddr_entry"));
   EXPECT_EQ(after().classes(), before().classes());

@@ -65,6 +65,8 @@ protected:
   }
 };
 
+class DdrUpgradeUseOfOurs : public upgrade_test {};
+
 INSTANTIATE_TEST_SUITE_P(Each, DdrUpgradeUse, testing::ValuesIn(layout_names()),
                          [](auto const& instance) { return instance.param; });
 
@@ -83,6 +85,35 @@ TEST_P(DdrUpgradeUse, PassesBothCompatibilityChecks) {
   cow_String const name = open();
   EXPECT_TRUE(record(name).checkUpwardsCompatibility());
   EXPECT_TRUE(record(name).checkWriteCompatibility());
+}
+
+TEST_P(DdrUpgradeUse, IsNotCurrentForAProcessThatLacksSomeOfItsModulesAndTakesASaveAllTheSame) {
+  upgrade(GetParam());
+  root().SetClassRegistrar(omi_Singleton<cls_MetadataRegistrar>::Instance().MakeClassRegistrar());
+  cow_String const name =
+      root().OpenDdb(rfm_File::Open(cow_String(newPath), utl_FileAccess::Write, true), "");
+  EXPECT_TRUE(record(name).checkUpwardsCompatibility());
+  EXPECT_FALSE(record(name).checkWriteCompatibility()) << "classes that nobody here knows may be newer ones";
+  addModel(name, "Added");
+  root().SaveDdb(name, true);
+  root().CloseDdb(name);
+  EXPECT_EQ(after().value("SELECT count(*) FROM class_ddr_Model WHERE modelName = 'Added'"), "1");
+}
+
+TEST_F(DdrUpgradeUseOfOurs, PassesBothCompatibilityChecks) {
+  // Without the classes of other modules, and so without models of 203, which need them.
+  upgrade("database_203", R"(UPDATE class_ddr_Ddb SET "models#ClassID" = NULL, "models#OID" = NULL;
+      DELETE FROM class_ddr_Model;
+      DELETE FROM ddr_attribute WHERE class IN
+        (SELECT "row" FROM ddr_class WHERE "Class Name" LIKE 'odiK%');
+      DELETE FROM ddr_class WHERE "Class Name" LIKE 'odiK%';
+      UPDATE ddr_class SET "row" = 4 WHERE "row" = 10;
+      UPDATE ddr_attribute SET class = 4 WHERE class = 10;)");
+  ddr_Root& root = ddr_Root::Instance();
+  root.SetClassRegistrar(omi_Singleton<cls_MetadataRegistrar>::Instance().MakeClassRegistrar());
+  cow_String const name = root.OpenDdb(rfm_File::Open(cow_String(newPath), utl_FileAccess::Read, true), "");
+  EXPECT_TRUE(root.Fetch().ConstGet(name).checkUpwardsCompatibility());
+  EXPECT_TRUE(root.Fetch().ConstGet(name).checkWriteCompatibility());
 }
 
 TEST_P(DdrUpgradeUse, WasNotWriteCompatibleBefore) {
