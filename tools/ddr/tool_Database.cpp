@@ -2,6 +2,8 @@
 
 #include "cls_MetadataRegistrar.h"
 #include "nex_Exception.h"
+#include "rfm_Exception.h"
+#include "tool_Layout.h"
 #include "tool_Report.h"
 #include "utl_Utf8.h"
 
@@ -25,6 +27,17 @@ tool_Database::tool_Database(std::string const& fileName, utl_FileAccess access)
   try {
     persistentName = root.OpenDdb(file, "");
   } catch (nex_Exception const& failure) {
+    auto const* const ofFile = dynamic_cast<rfm_Exception const*>(&failure);
+    if (ofFile != nullptr && ofFile->Kind() != rfm_ErrorKind::Other) {
+      throw; // has another cause than the layout
+    }
+    if (tool_Layout const layout(fileName); layout.IsOlder()) {
+      nex_Exception::Throw(nex_TextException(fmt::format(
+                               "Database file '{}': its record is of an older layout ({}) and cannot "
+                               "be read as it is; {}.",
+                               utl_Printable(fileName), layout.OlderClasses(), layout.Remedy())),
+                           "tools/ddr/tool_Database", __LINE__);
+    }
     if (std::string_view(failure.what()).find(fileName) != std::string_view::npos) {
       throw;
     }

@@ -17,10 +17,15 @@ struct tool_Layout {
   bool IsOlder() const noexcept { return !olderClasses.empty(); }
   /// "ddr_Ddb 309, ddr_Model 203": the classes of ours that are stored in older versions.
   std::string OlderClasses() const;
-  /// "older (ddr_Ddb 309); 'ddr upgrade' makes a current copy", or "current".
+  /// "older (ddr_Ddb 309); 'ddr upgrade' makes a current copy", or "current". An upgrade is named only where
+  /// it would not be refused for the versions of the classes.
   std::string Text() const;
+  /// What helps with a layout that is not current: "'ddr upgrade' makes a current copy".
+  std::string Remedy() const;
 
   cow_String description;                  ///< from the header
   std::map<unsigned, int> versions;        ///< of the stored classes, by type id
   std::map<std::string, int> olderClasses; ///< classes of ours in an older version: name and version
+  std::map<std::string, int> newerClasses; ///< classes of ours in a newer version: name and version
+  bool canBeUpgraded = true;               ///< whether all these versions are known to an upgrade
 };

@@ -8,6 +8,7 @@
 #include "utl_Utf8.h"
 
 #include <CLI/CLI.hpp>
+#include <filesystem>
 #include <fmt/format.h>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -186,12 +187,26 @@ void printJson(Request const& request, dbc_ConversionReport const& report) {
 
 // ---- the command ----
 
-void upgrade(Request const& request) {
-  if (!request.dryRun && !request.force) {
+dbc_ConversionReport plan(Request const& request) {
+  return dbc_Conversion::Plan(cow_String(request.oldFile));
+}
+
+dbc_ConversionReport make(Request const& request) {
+  std::error_code ignored;
+  bool const isSame = std::filesystem::equivalent(request.oldFile, request.newFile, ignored);
+  bool const stands = std::filesystem::is_regular_file(request.newFile, ignored);
+  if (stands && !isSame && !request.force) {
+    // Whether to replace what stands there is no question where nothing would be made.
+    if (dbc_ConversionReport planned = plan(request); planned.alreadyCurrent) {
+      return planned;
+    }
     tool_refuseToReplace(request.newFile);
   }
-  dbc_ConversionReport const report =
-      request.dryRun ? dbc_Conversion::Plan(cow_String(request.oldFile)) : convert(request);
+  return convert(request); // refuses the same file, with the reason
+}
+
+void upgrade(Request const& request) {
+  dbc_ConversionReport const report = request.dryRun ? plan(request) : make(request);
   if (request.json) {
     printJson(request, report);
   } else if (!request.quiet || request.dryRun) {

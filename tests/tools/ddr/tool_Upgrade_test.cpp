@@ -314,6 +314,63 @@ INSTANTIATE_TEST_SUITE_P(Each, OldInfoTest,
                                          "database_818", "model_203", "model_401", "model_857"),
                          [](auto const& instance) { return instance.param; });
 
+TEST_F(UpgradeTest, AnOlderRecordThatCannotBeReadIsNotCalledDamaged) {
+  make("old.ddr", "database_309");
+  std::string const said =
+      "Database file 'old.ddr': its record is of an older layout (ddr_Ddb 309, ddr_Model "
+      "203) and cannot be read as it is; 'ddr upgrade' makes a current copy.";
+  EXPECT_EQ(refused({"ls", "old.ddr"}), "ddr: " + said);
+  EXPECT_EQ(refused({"path", "old.ddr"}), "ddr: " + said);
+  std::string const info = done({"info", "old.ddr"});
+  EXPECT_THAT(info, HasSubstr("\nNot readable as it is   " + said + "\n"));
+  EXPECT_THAT(info, Not(HasSubstr("damaged")));
+  EXPECT_EQ(json({"info", "old.ddr"})["unreadable"], said);
+}
+
+TEST_F(UpgradeTest, DamageOfAnOlderFileIsStillAFailure) {
+  make("old.ddr", "database_309");
+  change_stored_file(folder.path("old.ddr"), "DROP TABLE class_ddr_Ddb;");
+  for (char const* const verb : {"ls", "path", "info"}) {
+    EXPECT_THAT(refused({verb, "old.ddr"}), HasSubstr("damaged")) << verb;
+  }
+}
+
+TEST_F(UpgradeTest, InfoNamesNoUpgradeThatWouldBeRefused) {
+  make("old.ddr", "database_818");
+  change_stored_file(folder.path("old.ddr"),
+                     R"(UPDATE ddr_class SET "Class Version" = 205 WHERE "Class Name" = 'ddr_Ddb')");
+  EXPECT_THAT(done({"info", "old.ddr"}),
+              AllOf(HasSubstr("older (ddr_Ddb 205, ddr_Model 401); no upgrade of these versions is known\n"),
+                    Not(HasSubstr("ddr upgrade"))));
+  refused({"upgrade", "old.ddr", "new.ddr"});
+}
+
+TEST_F(UpgradeTest, ANewerClassBesideAnOlderOneNeedsTheNewerProgram) {
+  make("old.ddr", "database_818");
+  change_stored_file(folder.path("old.ddr"),
+                     R"(UPDATE ddr_class SET "Class Version" = 875 WHERE "Class Name" = 'ddr_Model')");
+  std::string const said = run({"info", "old.ddr"}).out;
+  EXPECT_THAT(said, Not(HasSubstr("ddr upgrade")));
+  refused({"upgrade", "old.ddr", "new.ddr"});
+}
+
+TEST_F(UpgradeTest, TheSameFileIsRefusedForThatReason) {
+  make("old.ddr", "database_204");
+  std::string const before = bytes("old.ddr");
+  std::string const said = refused({"upgrade", "old.ddr", "old.ddr"});
+  EXPECT_THAT(said, Not(HasSubstr("--force")));
+  EXPECT_EQ(refused({"upgrade", "old.ddr", "old.ddr", "--force", "--quiet"}), said);
+  EXPECT_EQ(bytes("old.ddr"), before);
+}
+
+TEST_F(UpgradeTest, ACurrentDatabaseIsCurrentWhateverStandsUnderTheNewName) {
+  done({"create", "a.ddr"});
+  done({"create", "b.ddr"});
+  auto const before = everything();
+  EXPECT_EQ(done({"upgrade", "a.ddr", "b.ddr"}), "'a.ddr' is current already; nothing was copied.\n");
+  EXPECT_EQ(everything(), before);
+}
+
 TEST_F(UpgradeTest, InfoOfACurrentDatabaseSaysSo) {
   done({"create", "a.ddr"});
   EXPECT_THAT(done({"info", "a.ddr"}), HasSubstr("\nLayout                  current\n"));
