@@ -22,6 +22,9 @@ std::vector<std::string> rfm_Database::CheckPages() const {
       faults.push_back(std::move(fault));
     }
   }
+  if (!faults.empty()) {
+    connection.CheckDevice(); // SQLite's check lists a page that was not delivered like a damaged one
+  }
   return faults;
 }
 

@@ -66,6 +66,33 @@ sqlite3_file* mainFile(sqlite3* database) {
   return file && file->pMethods ? file : nullptr;
 }
 
+// SQLite calls a page damaged that the device failed to deliver, but remembers the device's answer.
+bool deviceRefusedToRead(sqlite3* database) {
+  int number = 0;
+  return database && sqlite3_file_control(database, "main", SQLITE_FCNTL_LAST_ERRNO, &number) == SQLITE_OK &&
+         (number == EIO || number == ENXIO || number == ERANGE);
+}
+
+// What SQLite may meet once it has removed the journal, which is what makes a commit. The rest of a commit
+// comes before; what fails there takes the changes back.
+rfm_CommitEnd endOfCommit(int result) {
+  using Fate = rfm_CommitEnd::Fate;
+  switch (result) {
+  case SQLITE_IOERR_DIR_FSYNC:
+    return {Fate::Stands, "its folder could not be synced"};
+  case SQLITE_IOERR_UNLOCK:
+  case SQLITE_IOERR_RDLOCK:
+    return {Fate::Stands, "it could not be unlocked"};
+  case SQLITE_IOERR_DELETE:
+  case SQLITE_IOERR_DELETE_NOENT:
+    return {Fate::MayStand, "its journal could not be deleted"};
+  case SQLITE_IOERR_TRUNCATE:
+    return {Fate::MayStand, "it could not be cut off"};
+  default:
+    return {};
+  }
+}
+
 bool isSpaceError(int number) {
   return number == ENOSPC || number == EDQUOT || number == EFBIG;
 }
@@ -397,13 +424,23 @@ void rfm_Connection::Fail(int result, rfm_Subject const& subject) {
   if ((result & 0xff) == SQLITE_TOOBIG && !inTransaction) {
     result = SQLITE_CORRUPT; // a value that is longer than the file
   }
+  if ((result & 0xff) == SQLITE_CORRUPT && deviceRefusedToRead(database)) {
+    result = SQLITE_IOERR_READ;
+  }
+  bool const isLastError = database && (sqlite3_errcode(database) & 0xff) == (result & 0xff);
   Verdict verdict = judge(result, database ? sqlite3_system_errno(database) : 0,
-                          database ? sqlite3_errmsg(database) : sqlite3_errstr(result));
+                          isLastError ? sqlite3_errmsg(database) : sqlite3_errstr(result));
   char const* const path = database ? sqlite3_db_filename(database, "main") : nullptr;
   if (isBusy(result) && path) {
     verdict.what = "it is in use " + rfm_lockHolder(path, inTransaction);
   }
   rfm_throw(verdict.kind, name, subject, verdict.what, verdict.advice);
+}
+
+void rfm_Connection::CheckDevice() {
+  if (deviceRefusedToRead(database)) {
+    Fail(SQLITE_IOERR_READ);
+  }
 }
 
 void rfm_Connection::Execute(char const* sql) {
@@ -617,11 +654,14 @@ void rfm_Connection::WantTransaction() const {
 void rfm_Connection::Commit() {
   WantTransaction();
   StopScans();
+  commitEnd = {};
   int const result = Step(commit, "COMMIT");
   if (result != SQLITE_OK) {
+    commitEnd = openMode == Mode::Write ? endOfCommit(result) : rfm_CommitEnd();
     Fail(result);
   }
   inTransaction = false;
+  owesSync = false;
   ++epoch;
 }
 

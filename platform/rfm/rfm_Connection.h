@@ -37,6 +37,17 @@ public:
   virtual void Stop() noexcept = 0;
 };
 
+/// What became of the changes of a commit that failed.
+struct rfm_CommitEnd {
+  enum class Fate {
+    TakenBack,
+    MayStand, ///< they are in the file if it counts one commit more
+    Stands,   ///< they are in the file
+  };
+  Fate fate = Fate::TakenBack;
+  char const* trouble = nullptr; ///< what went wrong, unless they were taken back
+};
+
 /// One SQLite connection. Borrowed by everything prepared on it.
 class rfm_Connection {
 public:
@@ -91,10 +102,17 @@ public:
   void Commit();
   void RollBack() noexcept;
   bool InTransaction() const noexcept { return inTransaction; }
+  /// How the last commit ended that failed.
+  rfm_CommitEnd const& CommitEnd() const noexcept { return commitEnd; }
+  /// Whether changes are in the file that a power cut may take back. The next commit makes them durable, but
+  /// only when it changes something.
+  bool owesSync = false;
   /// Throws unless a transaction is running that has not failed.
   void WantTransaction() const;
   /// @}
 
+  /// Throws when the device refused to deliver a part of the file.
+  void CheckDevice();
   /// [byte]; 0 when the device does not tell.
   sqlite3_int64 FileSize() const noexcept;
   /// Runs statements that give no rows.
@@ -141,6 +159,7 @@ private:
   bool reading = false;
   bool inTransaction = false;
   bool failed = false;
+  rfm_CommitEnd commitEnd;
   bool snapshot = false;
   sqlite3_int64 workDone = 0; // by the running step [program steps of SQLite]
   std::vector<rfm_Scan*> scans;

@@ -312,6 +312,7 @@ void rfm_DatabaseNode::Begin() {
     throw;
   }
   classesBefore = classes.size();
+  commitStands = false;
   tablesMade.clear();
   classesChanged = false;
   descriptionsChanged = false;
@@ -331,9 +332,46 @@ void rfm_DatabaseNode::Commit() {
     WantEntryIndex();
   }
   StoreNextHandle();
-  connection.Commit();
+  if (connection.owesSync) {
+    // Written though it is the same, so that there is something to sync.
+    connection.Execute(("PRAGMA application_id = " + std::to_string(rfm_ApplicationId)).c_str());
+  }
+  try {
+    connection.Commit();
+  } catch (rfm_Exception const&) {
+    if (connection.CommitEnd().fate == rfm_CommitEnd::Fate::TakenBack) {
+      throw;
+    }
+    EndDoubtfulCommit();
+  }
+  commitStands = true;
   NoteOwnCommit();
   tablesMade.clear();
+}
+
+// SQLite failed at the end of a commit, when it had, or may have, removed the journal of the changes. If they
+// are in the file, they are ours, and what memory knows of them stays.
+void rfm_DatabaseNode::EndDoubtfulCommit() {
+  std::string const trouble = connection.CommitEnd().trouble;
+  commitStands = connection.CommitEnd().fate == rfm_CommitEnd::Fate::Stands;
+  connection.RollBack();
+  std::string what = trouble + "; nothing was changed";
+  if (!commitStands) {
+    try {
+      commitStands = CommitCount() != commitsBefore;
+    } catch (rfm_Exception const&) {
+      what = trouble + ", and it cannot be read now; whether the changes are in it shows when it can";
+    }
+  }
+  if (commitStands) {
+    what = "the changes are in the file, but " + trouble + ", so a power cut may still take them back";
+    connection.owesSync = true;
+    ++ownCommits;
+    tablesMade.clear();
+  } else {
+    ForgetChanges();
+  }
+  rfm_throw(rfm_ErrorKind::Full, FileName(), {}, what, "Check the device, then save again");
 }
 
 // What is committed is committed: nothing here may fail. A transaction that changed nothing does not count in
@@ -353,6 +391,11 @@ void rfm_DatabaseNode::RollBack() noexcept {
     return;
   }
   connection.RollBack();
+  ForgetChanges();
+}
+
+// Memory goes back to what it knew as the transaction began.
+void rfm_DatabaseNode::ForgetChanges() noexcept {
   if (entryIndexMade) {
     entryIndexExists.reset();
   }

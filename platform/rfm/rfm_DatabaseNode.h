@@ -167,6 +167,7 @@ public:
   void Begin();
   void Commit();
   void RollBack() noexcept;
+  bool CommitStands() const noexcept { return commitStands; }
   /// @}
 
   rfm_ClassEntry const* FindClass(unsigned typeId) const noexcept;
@@ -242,6 +243,8 @@ private:
   cow_String MakeTableName(std::string_view className);
   void StoreNextHandle();
   void NoteOwnCommit() noexcept;
+  [[noreturn]] void EndDoubtfulCommit();
+  void ForgetChanges() noexcept;
 
   std::unordered_map<unsigned, std::size_t> byTypeId;
   std::unordered_map<unsigned, std::shared_ptr<rfm_TableShape>> shapes;
@@ -252,6 +255,7 @@ private:
   std::uint64_t boundClassList = 0;
   std::uint32_t ownCommits = 0;    // that changed the file
   std::uint32_t commitsBefore = 0; // as the transaction began
+  bool commitStands = false;       // of the last transaction
   std::size_t classesBefore = 0;   // as the transaction began
   std::vector<unsigned> tablesMade;
   bool classesChanged = false;

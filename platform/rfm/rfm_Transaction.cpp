@@ -16,10 +16,12 @@ void rfm_Transaction::Commit() {
   try {
     database->Commit();
   } catch (...) {
+    stored = database->CommitStands();
     RollBack();
     throw;
   }
   active = false;
+  stored = true;
 }
 
 void rfm_Transaction::RollBack() noexcept {

@@ -26,13 +26,18 @@ public:
   rfm_Transaction& operator=(rfm_Transaction const&) = delete;
 
   /// Makes the changes permanent.
-  /// @throws rfm_Exception Full, Locked, ...; the changes have been taken back then, and the transaction has
-  /// ended
+  /// @throws rfm_Exception Full, Locked, ...; the changes have been taken back then, unless IsStored, and the
+  /// transaction has ended
   void Commit();
+  /// Whether the changes are in the file. After a Commit that threw too, when the device failed at its very
+  /// end: everybody reads them, but a power cut may still take them back. The next Commit that returns has
+  /// made them durable, even if it changed nothing itself.
+  bool IsStored() const noexcept { return stored; }
 
 private:
   void RollBack() noexcept;
 
   std::shared_ptr<rfm_DatabaseNode> database;
   bool active = false;
+  bool stored = false;
 };

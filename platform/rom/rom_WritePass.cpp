@@ -1,6 +1,7 @@
 #include "rom_WritePass.h"
 
 #include "nex_Exception.h"
+#include "rfm_Exception.h"
 #include "rom_MapAgent.h"
 
 #include <algorithm>
@@ -194,7 +195,18 @@ void rom_WritePass::Commit() {
                            "' met an error before, so nothing was saved; the file is as it was.")),
         sourcePath, __LINE__);
   }
-  transaction.Commit();
+  try {
+    transaction.Commit();
+  } catch (rfm_Exception const&) {
+    if (transaction.IsStored()) {
+      TellCommitted(); // what is in the file is in the file, durable or not
+    }
+    throw;
+  }
+  TellCommitted();
+}
+
+void rom_WritePass::TellCommitted() {
   committed = true;
   for (cls_AgentHandle const& agent : enlisted) {
     static_cast<rom_MapAgent&>(*agent).Committed();

@@ -88,6 +88,7 @@ public:
 private:
   void StoreRow(rom_PendingRow& row);
   void StoreList(rom_PendingList& list);
+  void TellCommitted();
 
   struct ClassState {
     rfm_Table table;

@@ -66,7 +66,9 @@ public:
   /// @return the persistent name under which the database is known
   cow_String const& OpenDdb(rfm_File const& file, cow_String const& persistentName);
   /// Writes a database to its file, as one transaction: afterwards the file holds all of it, and after a
-  /// failure it holds what it held before.
+  /// failure it holds what it held before. When the device fails at the very end, after the file has changed,
+  /// the exception says that the changes are there but may not survive a power cut; the next save that
+  /// succeeds makes them durable.
   /// @param updateModifyTime false leaves the stored time of modification alone, now and in all later saves
   void SaveDdb(cow_String const& persistentName, bool updateModifyTime);
   /// Drops a database without saving, however often it was opened. Throws nex_TextException for an unknown

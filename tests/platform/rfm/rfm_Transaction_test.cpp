@@ -2,6 +2,7 @@
 #include "rfm_TestFiles.h"
 
 #include "child_process.h"
+#include "fault_device.h"
 #include "fault_vfs.h"
 
 #include <cerrno>
@@ -472,6 +473,121 @@ TEST_F(TransactionTest, AFailedChangeSpoilsTheWholeSave) {
               HasSubstr("earlier change of this save failed"));
   EXPECT_THAT(failureOf([&] { transaction.Commit(); }), HasSubstr("earlier change of this save failed"));
   EXPECT_EQ(contents(database), before);
+}
+
+// The device itself fails, below SQLite: late in a commit, or while reading.
+struct DeviceTest : TransactionTest {
+  fault_device device{folder.path()};
+
+  // How many calls of a kind the save makes.
+  int callsOfSave(device_call call) {
+    createTwo();
+    rfm_Database database = openFile(path, utl_FileAccess::Write);
+    device.start();
+    saveMuch(database);
+    device.stop();
+    return device.calls(call);
+  }
+  std::string failureOfSave(rfm_Database& database, device_fault const& fault) {
+    device.start(fault);
+    std::string failure = failureOf([&] { saveMuch(database); });
+    device.stop();
+    EXPECT_EQ(device.faults(), 1);
+    return failure;
+  }
+};
+
+TEST_F(DeviceTest, ASaveWhoseFolderIsNotSyncedStandsAndSaysSo) {
+  int const syncs = callsOfSave(device_call::Sync);
+  createTwo();
+  rfm_Database database = openFile(path, utl_FileAccess::Write);
+  std::uint32_t const foreign = database.ForeignCommits();
+  EXPECT_EQ(
+      failureOfSave(database, {device_call::Sync, syncs, device_fault::Effect::Error, EIO, false}),
+      "Full: Database file '" + path +
+          "': the changes are in the file, but its folder could not be synced, so a power cut may still "
+          "take them back. Check the device, then save again.");
+  EXPECT_EQ(contents(database), after);
+  EXPECT_EQ(contents(path), after);
+  EXPECT_EQ(database.ForeignCommits(), foreign);
+  EXPECT_EQ(database.Table(99).Length(), 1) << "memory knows the class that was added";
+  saveModels(database, {"next"});
+  EXPECT_EQ(database.ForeignCommits(), foreign);
+}
+
+TEST_F(DeviceTest, ATransactionWhoseCommitFailedAtItsVeryEndIsStored) {
+  createTwo();
+  rfm_Database database = openFile(path, utl_FileAccess::Write);
+  rfm_Transaction transaction(database);
+  addModel(database, "c");
+  EXPECT_FALSE(transaction.IsStored());
+  device.start({device_call::Delete, 1, device_fault::Effect::LateError, EIO, false});
+  EXPECT_THAT(failureOf([&] { transaction.Commit(); }),
+              HasSubstr("the changes are in the file, but its journal could not be deleted"));
+  device.stop();
+  EXPECT_TRUE(transaction.IsStored());
+}
+
+TEST_F(DeviceTest, ASaveWhoseJournalStaysIsTakenBack) {
+  createTwo();
+  rfm_Database database = openFile(path, utl_FileAccess::Write);
+  EXPECT_EQ(
+      failureOfSave(database, {device_call::Delete, 1, device_fault::Effect::Error, EIO, false}),
+      "Full: Database file '" + path +
+          "': its journal could not be deleted; nothing was changed. Check the device, then save again.");
+  EXPECT_EQ(contents(database), before);
+  EXPECT_EQ(database.FindClass(99), nullptr);
+  saveMuch(database);
+  EXPECT_EQ(contents(database), after);
+}
+
+TEST_F(DeviceTest, TheNextSaveSyncsWhatTheOneBeforeCouldNot) {
+  int const syncs = callsOfSave(device_call::Sync);
+  createTwo();
+  rfm_Database database = openFile(path, utl_FileAccess::Write);
+  failureOfSave(database, {device_call::Sync, syncs, device_fault::Effect::Error, EIO, false});
+  device.start();
+  rfm_Transaction(database).Commit();
+  EXPECT_GE(device.calls(device_call::Sync), 4);
+  device.start();
+  rfm_Transaction(database).Commit();
+  EXPECT_EQ(device.calls(device_call::Sync), 0) << "nothing is owed any more";
+}
+
+TEST_F(DeviceTest, AReadThatTheDeviceRefusesIsNotToldAsDamage) {
+  createTwo();
+  rfm_Database database = openFile(path, utl_FileAccess::Read);
+  int failed = 0;
+  for (int number = 1;; ++number) {
+    device.start({device_call::Read, number, device_fault::Effect::Error, EIO, false});
+    std::string const failure = failureOf([&] { contents(path); });
+    device.stop();
+    if (device.faults() == 0) {
+      break;
+    }
+    ++failed;
+    EXPECT_THAT(failure, StartsWith("Other: Database file '" + path + "'"));
+    EXPECT_THAT(failure,
+                HasSubstr(": the device failed (disk I/O error). Check the device, then try again."));
+  }
+  EXPECT_GT(failed, 3);
+}
+
+TEST_F(DeviceTest, ACheckOfPagesThatTheDeviceRefusesFailsAndFindsNothing) {
+  createTwo();
+  int failed = 0;
+  for (int number = 1;; ++number) {
+    rfm_Database database = openFile(path, utl_FileAccess::Read);
+    device.start({device_call::Read, number, device_fault::Effect::Error, EIO, false});
+    std::string const failure = failureOf([&] { EXPECT_THAT(database.CheckPages(), ElementsAre()); });
+    device.stop();
+    if (device.faults() == 0) {
+      break;
+    }
+    failed += failure == "nothing" ? 0 : 1;
+    EXPECT_THAT(failure, HasSubstr("the device failed (disk I/O error)"));
+  }
+  EXPECT_GT(failed, 3);
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 #include "child_process.h"
 #include "ddr_Result.h"
 #include "ddr_UserData.h"
+#include "fault_device.h"
 #include "fault_vfs.h"
 #include "rom_Memento.h"
 
@@ -239,6 +240,28 @@ TEST_F(rom_FailedSave, SecondWriteBesideOneUnderWayIsRefused) {
   save(name);
   rom_MementoWrite memento(*record(name).GetTransporter(), ddr_Ddb::TypeId(), -1);
   EXPECT_THROW(save(name), nex_AssertException);
+}
+
+// The last sync of a save fails, when the file has changed already.
+TEST_F(rom_FailedSave, ThatChangedTheFileLeavesMemoryLikeASaveThatSucceeded) {
+  fault_device device(folder.path());
+  cow_String name = create("a");
+  edit(name, [&](ddr_Ddb& record) { fill(record); });
+  name = reopen(name, "a");
+  ddr_DdbContainer const unread = root().Fetch();
+  edit(name, [](ddr_Ddb& record) { record.models.Remove("A"); });
+  std::string failure;
+  for (int sync = 1; failure.find("the changes are in the file") == std::string::npos; ++sync) {
+    device.start({device_call::Sync, sync, device_fault::Effect::Error, EIO, false});
+    failure = failureOf([&] { save(name); });
+    device.stop();
+    ASSERT_EQ(device.faults(), 1);
+  }
+  EXPECT_EQ(stored("a"), contents(name));
+  EXPECT_EQ(noteOf(unread.ConstGet(name).models.ConstGet("A")), "A/A")
+      << "removed, but known to older copies";
+  save(name);
+  EXPECT_EQ(stored("a"), contents(name));
 }
 
 } // namespace
