@@ -4,6 +4,7 @@
 #include "omi_Timer.h"
 #include "os_Time.h"
 #include "pnt_DebugPrint.h"
+#include "rfm_ReadScope.h"
 #include "rom_Memento.h"
 #include "typ_DebugFlags.h"
 #include "utl_UrlParser.h"
@@ -202,10 +203,8 @@ cow_String const& ddr_Root::OpenDdb(rfm_File const& given, cow_String const& per
     return OpenAgain(file);
   }
   std::unique_ptr<rom_Transporter> transporter;
-  int row = 0;
   if (persistentName.IsEmpty()) {
     transporter = std::make_unique<rom_Transporter>(registrar.get(), file, databaseName, -1);
-    row = lastRecordRow(*transporter);
   } else {
     if (utl_UrlParser::IsUrl(file.FileName())) {
       refuse("ERROR: The Network ODB file you are opening\nconflicts with an ODB file that was opened "
@@ -217,9 +216,8 @@ cow_String const& ddr_Root::OpenDdb(rfm_File const& given, cow_String const& per
       file = rfm_File::Open(file.FileName(), utl_FileAccess::Write, true);
     }
     transporter = std::make_unique<rom_Transporter>(registrar.get(), file, databaseName, -1);
-    row = lastRecordRow(*transporter);
     {
-      rom_MementoWrite memento(*transporter, ddr_Ddb::TypeId(), row);
+      rom_MementoWrite memento(*transporter, ddr_Ddb::TypeId(), lastRecordRow(*transporter));
       memento.NeuterString("name", persistentName);
       memento.End();
     }
@@ -231,7 +229,11 @@ cow_String const& ddr_Root::OpenDdb(rfm_File const& given, cow_String const& per
   }
   std::unique_ptr<ddr_Ddb> record;
   {
-    rom_MementoRead const memento(*transporter, ddr_Ddb::TypeId(), row, cls_Uid::Allocate());
+    // From the choice of the row on: a save of others in between would leave scalars of the state before it
+    // beside collections of the state after it.
+    rfm_ReadScope const oneState(transporter->Database());
+    rom_MementoRead const memento(*transporter, ddr_Ddb::TypeId(), lastRecordRow(*transporter),
+                                  cls_Uid::Allocate());
     transporter->ObjectCache().Clear();
     omi_Timer timer;
     timer.Start();
