@@ -67,9 +67,9 @@ sqlite3_file* mainFile(sqlite3* database) {
 }
 
 // SQLite calls a page damaged that the device failed to deliver, but remembers the device's answer.
-bool deviceRefusedToRead(sqlite3* database) {
+bool deviceRefusedToRead(sqlite3* database, char const* schema = "main") {
   int number = 0;
-  return database && sqlite3_file_control(database, "main", SQLITE_FCNTL_LAST_ERRNO, &number) == SQLITE_OK &&
+  return database && sqlite3_file_control(database, schema, SQLITE_FCNTL_LAST_ERRNO, &number) == SQLITE_OK &&
          (number == EIO || number == ENXIO || number == ERANGE);
 }
 
@@ -424,7 +424,8 @@ void rfm_Connection::Fail(int result, rfm_Subject const& subject) {
   if ((result & 0xff) == SQLITE_TOOBIG && !inTransaction) {
     result = SQLITE_CORRUPT; // a value that is longer than the file
   }
-  if ((result & 0xff) == SQLITE_CORRUPT && deviceRefusedToRead(database)) {
+  bool const isOfAttached = !attached.IsEmpty() && deviceRefusedToRead(database, attachedSchema);
+  if ((result & 0xff) == SQLITE_CORRUPT && (isOfAttached || deviceRefusedToRead(database))) {
     result = SQLITE_IOERR_READ;
   }
   bool const isLastError = database && (sqlite3_errcode(database) & 0xff) == (result & 0xff);
@@ -434,7 +435,22 @@ void rfm_Connection::Fail(int result, rfm_Subject const& subject) {
   if (isBusy(result) && path) {
     verdict.what = "it is in use " + rfm_lockHolder(path, inTransaction);
   }
-  rfm_throw(verdict.kind, name, subject, verdict.what, verdict.advice);
+  rfm_throw(verdict.kind, isOfAttached ? attached : name, subject, verdict.what, verdict.advice);
+}
+
+// The other file has been read before, so what goes wrong now is not of its content.
+void rfm_Connection::Attach(std::string const& address, cow_String const& shownName) {
+  sqlite3_limit(database, SQLITE_LIMIT_ATTACHED, 1);
+  try {
+    rfm_Statement statement;
+    rfm_Run attach(*this, statement, std::string("ATTACH ?1 AS ") + attachedSchema);
+    attach.Bind(1, std::string_view(address));
+    attach.Step();
+  } catch (rfm_Exception const& failure) {
+    rfm_throw(failure.Kind() == rfm_ErrorKind::Damaged ? rfm_ErrorKind::Other : failure.Kind(), shownName, {},
+              "it cannot be opened a second time to be copied", "Check the device, then try again");
+  }
+  attached = shownName;
 }
 
 void rfm_Connection::CheckDevice() {

@@ -74,6 +74,11 @@ public:
   void Close() noexcept;
   /// Forces what was written to the device.
   void Sync();
+  /// Puts another file beside this one for the SQL of this connection, under attachedSchema.
+  /// @param address as SQLite opens it
+  /// @param shownName its name in messages
+  void Attach(std::string const& address, cow_String const& shownName);
+  static constexpr char const* attachedSchema = "old";
 
   sqlite3* Database() const noexcept { return database; }
   cow_String const& ShownName() const noexcept { return name; }
@@ -146,6 +151,7 @@ private:
   int Step(sqlite3_stmt*& statement, char const* sql);
 
   cow_String name;
+  cow_String attached; // shown name of the file beside; empty without one
   sqlite3* database = nullptr;
   sqlite3_stmt* beginRead = nullptr;
   sqlite3_stmt* beginWrite = nullptr;

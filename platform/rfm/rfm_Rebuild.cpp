@@ -19,7 +19,8 @@ constexpr int stepsBetweenQuestions = 200000;
 constexpr char const* cacheSize = "PRAGMA cache_size = -8192";
 
 // The old file beside the new one, in the SQL of the new one's connection.
-constexpr char const* attachedName = "old.";
+constexpr std::string_view attachedName = "old.";
+static_assert(attachedName.starts_with(rfm_Connection::attachedSchema));
 
 constexpr std::string_view retiredName = "retired_rows";
 
@@ -100,12 +101,8 @@ rfm_Rebuild::rfm_Rebuild(rfm_Database const& source, rfm_Database& made) : from(
   }
   connection.Execute(cacheSize);
   connection.Execute("PRAGMA temp_store = file"); // sorting for an index must not take all memory
-  sqlite3_limit(connection.Database(), SQLITE_LIMIT_ATTACHED, 1);
-  std::string const address = readOnlyAddress(sqlite3_db_filename(from->Connection().Database(), "main"));
-  rfm_Statement statement;
-  rfm_Run attach(connection, statement, std::string_view("ATTACH ?1 AS old"));
-  attach.Bind(1, std::string_view(address));
-  attach.Step();
+  connection.Attach(readOnlyAddress(sqlite3_db_filename(from->Connection().Database(), "main")),
+                    from->FileName());
 }
 
 rfm_Rebuild::~rfm_Rebuild() = default;
@@ -201,7 +198,7 @@ bool rfm_Rebuild::CopyFurtherTable(std::string const& name) {
     columns = rowNames.front() + ", " + columns;
   }
   make.insert(make.begin() + 1, "INSERT INTO main." + rfm_quote(name) + "(" + columns + ") SELECT " +
-                                    columns + " FROM " + attachedName + rfm_quote(name));
+                                    columns + " FROM " + std::string(attachedName) + rfm_quote(name));
   return std::all_of(make.begin(), make.end(), [this](std::string const& sql) { return TryToExecute(sql); });
 }
 
@@ -249,8 +246,8 @@ std::int64_t rfm_Rebuild::CopyRows(unsigned typeId, Watch const& watch) {
   move.className = &source->className;
   move.keys = 1;
   move.insert = "INSERT INTO main." + rfm_quote(target->table.View()) + "(" + columns + ") SELECT " +
-                columns + " FROM " + attachedName + rfm_quote(source->table.View()) + " WHERE " + rowColumn +
-                " > ?1 ORDER BY " + rowColumn + " LIMIT ?2";
+                columns + " FROM " + std::string(attachedName) + rfm_quote(source->table.View()) + " WHERE " +
+                rowColumn + " > ?1 ORDER BY " + rowColumn + " LIMIT ?2";
   move.last = "SELECT max(" + rowColumn + ") FROM main." + rfm_quote(target->table.View());
   move.walk = "SELECT " + columns + " FROM " + rfm_quote(source->table.View()) + " ORDER BY " + rowColumn;
   return Copy(move, watch);

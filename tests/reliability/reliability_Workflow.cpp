@@ -1,15 +1,20 @@
 // reliability_Workflow.cpp: the work, and looks at files.
 #include "reliability_Workflow.h"
 
+#include "dbc_Conversion.h"
 #include "ddr_Check.h"
 #include "ddr_FixPS.h"
 #include "ddr_Result.h"
 #include "ddr_Shortcut.h"
 #include "ddr_UserData.h"
+#include "layout_files.h"
+#include "long_run.h"
 #include "os_Runtime.h"
 #include "rfm_Database.h"
 #include "rfm_Transaction.h"
 
+#include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <map>
@@ -199,6 +204,7 @@ void createAndSave(reliability_test& test) {
     test.opened = test.create("a");
     test.step();
     test.edit(test.opened, fill);
+    test.pause();
   }
   saveOpened(test);
 }
@@ -224,19 +230,124 @@ void repairNames(reliability_test& test) {
 }
 
 void openAndRead(reliability_test& test, utl_FileAccess access) {
-  test.opened = test.open("a", access);
+  if (!test.root().IsMember(test.pathOf("a"))) {
+    test.opened = test.open("a", access);
+  }
   test.contents(test.opened);
 }
 
 void check(reliability_test& test) {
   ddr_CheckResult const result = ddr_check(test.pathOf("a"), ddr_CheckDepth::Deep);
   if (result.status != ddr_CheckStatus::Sound) {
-    throw std::runtime_error((result.status == ddr_CheckStatus::Damaged ? "damaged: " : "") +
-                             result.findings.at(0).what);
+    ddr_Finding const& first = result.findings.at(0);
+    throw std::runtime_error((result.status == ddr_CheckStatus::Damaged ? "damaged: " : "") + first.where +
+                             ": " + first.what);
   }
 }
 
+void makeOld(reliability_test& test) {
+  make_layout_file(test.folder.path("old"), test.workflow().layout);
+}
+
+void makeOldAndAnother(reliability_test& test) {
+  makeOld(test);
+  make_layout_file(test.folder.path("a"), "model_857");
+}
+
+void upgrade(reliability_test& test) {
+  dbc_Conversion::Run(test.pathOf("old"), test.pathOf("a"), {});
+  test.step();
+}
+
+constexpr int upgradeStride = 10;
+
+std::vector<Workflow> makeWorkflows() {
+  std::vector<Workflow> all{
+      {"CreateAndSave", nothing, nothing, createAndSave, 2, true},
+      {"CreateOverAnother", makeSaved, nothing, createOver, 1},
+      {"SaveChanges", makeSaved, [](reliability_test& test) { openAnd(test, change); }, saveOpened, 1, true},
+      {"SaveRemovals", makeSaved, [](reliability_test& test) { openAnd(test, removeMuch); }, saveOpened, 1,
+       true},
+      {"OpenWithNewName", makeSaved, nothing, openUnderNewName, 1},
+      {"RepairNames", makeRenamed, nothing, repairNames, 1},
+      {"Recover", makeInterrupted, nothing,
+       [](reliability_test& test) { openAndRead(test, utl_FileAccess::Write); }, 0},
+      {"Read", makeSaved, nothing, [](reliability_test& test) { openAndRead(test, utl_FileAccess::Read); }, 0,
+       false, true},
+      {"Check", makeSaved, nothing, check, 0, false, true},
+      {"UpgradeOverAnother", makeOldAndAnother, nothing, upgrade, 1, false, false, "database_309",
+       upgradeStride},
+  };
+  // The ordinary run takes every call of one layout, and some of the others.
+  for (std::string const& layout : layout_names()) {
+    all.push_back({"Upgrade_" + layout, makeOld, nothing, upgrade, 1, false, false, layout,
+                   layout == "model_857" ? 1 : upgradeStride});
+  }
+  return all;
+}
+
+/// What was tried, by subject and kind.
+class Counts : public testing::Environment {
+public:
+  void TearDown() override {
+    for (auto const& [subject, numbers] : bySubject) {
+      std::string text = subject + ":";
+      for (auto const& [what, number] : numbers) {
+        text += (text.back() == ':' ? " " : ", ") + std::to_string(number) + " " + what;
+      }
+      std::printf("%s\n", text.c_str());
+    }
+  }
+
+  std::map<std::string, std::vector<std::pair<std::string, long long>>> bySubject;
+};
+
+Counts& counts() {
+  static auto* const one = static_cast<Counts*>(testing::AddGlobalTestEnvironment(new Counts));
+  return *one;
+}
+
+// Environments are ended in the run only when they were known as it began.
+[[maybe_unused]] Counts& countsOfTheRun = counts();
+
+/// "#a934feae20" becomes "#3", the third identity in the text.
+std::string withNumberedIdentities(std::string const& text) {
+  std::string numbered;
+  std::map<std::string, std::size_t> identities;
+  for (std::size_t place = 0; place < text.size();) {
+    numbered += text[place];
+    if (text[place++] == '#') {
+      std::size_t const end = std::min(text.find_first_not_of("0123456789abcdef", place), text.size());
+      auto const found = identities.emplace(text.substr(place, end - place), identities.size() + 1).first;
+      numbered += std::to_string(found->second);
+      place = end;
+    }
+  }
+  return numbered;
+}
+
 } // namespace
+
+void addToCount(std::string const& subject, std::string const& what, long long number) {
+  auto& numbers = counts().bySubject[subject];
+  auto const found =
+      std::find_if(numbers.begin(), numbers.end(), [&](auto const& one) { return one.first == what; });
+  if (found == numbers.end()) {
+    numbers.emplace_back(what, number);
+  } else {
+    found->second += number;
+  }
+}
+
+std::size_t numberOf(device_image const& image) {
+  std::size_t number = 0;
+  for (auto const& [name, bytes] : image) {
+    for (std::string_view const part : {std::string_view(name), std::string_view(bytes)}) {
+      number = (number ^ std::hash<std::string_view>()(part)) * 0x9e3779b97f4a7c15U;
+    }
+  }
+  return number;
+}
 
 std::string contentOf(std::string const& path) {
   try {
@@ -267,20 +378,7 @@ std::string contentOf(std::string const& path) {
 }
 
 std::vector<Workflow> const& workflows() {
-  static std::vector<Workflow> const all{
-      {"CreateAndSave", nothing, nothing, createAndSave, 2, true},
-      {"CreateOverAnother", makeSaved, nothing, createOver, 1},
-      {"SaveChanges", makeSaved, [](reliability_test& test) { openAnd(test, change); }, saveOpened, 1, true},
-      {"SaveRemovals", makeSaved, [](reliability_test& test) { openAnd(test, removeMuch); }, saveOpened, 1,
-       true},
-      {"OpenWithNewName", makeSaved, nothing, openUnderNewName, 1},
-      {"RepairNames", makeRenamed, nothing, repairNames, 1},
-      {"Recover", makeInterrupted, nothing,
-       [](reliability_test& test) { openAndRead(test, utl_FileAccess::Write); }, 0},
-      {"Read", makeSaved, nothing, [](reliability_test& test) { openAndRead(test, utl_FileAccess::Read); },
-       0},
-      {"Check", makeSaved, nothing, check, 0},
-  };
+  static std::vector<Workflow> const all = makeWorkflows();
   return all;
 }
 
@@ -288,14 +386,14 @@ torture_share::torture_share() : start(std::chrono::steady_clock::now()) {
   if (char const* const given = std::getenv("DDR_TORTURE_MINUTES")) {
     minutes = std::strtod(given, nullptr);
   }
-  if (char const* const given = std::getenv("DDR_TORTURE_SEED")) {
-    chosenSeed = std::strtoull(given, nullptr, 10);
-  }
+  images = setting("DDR_TORTURE_IMAGES", 0);
+  chosenSeed = static_cast<std::uint64_t>(setting("DDR_TORTURE_SEED", 1));
 }
 
-bool torture_share::goesOn(int parts) const {
+bool torture_share::goesOn(int parts, long long done) const {
   std::chrono::duration<double> const spent = std::chrono::steady_clock::now() - start;
-  return spent.count() * parts < minutes * 60;
+  bool const hasTime = spent.count() * parts < minutes * 60;
+  return images > 0 ? done * parts < images && (minutes == 0 || hasTime) : hasTime;
 }
 
 reliability_test::reliability_test() : device(folder.path()) {
@@ -316,8 +414,14 @@ reliability_test::~reliability_test() {
 void reliability_test::step() {
   device.mark("step");
   if (collecting) {
-    device.stop();
-    collecting->push_back(contentOf(folder.path("a")));
+    known.push_back(recovered());
+    knownRegistries.push_back(registry());
+  }
+}
+
+void reliability_test::pause() {
+  if (collecting) {
+    knownRegistries.push_back(registry());
   }
 }
 
@@ -354,9 +458,19 @@ std::vector<std::string> const& reliability_test::states() {
     known.push_back(recovered());
     startOver();
     GetParam().begin(*this);
-    collecting = &known;
+    knownRegistries.push_back(registry());
+    collecting = true;
     GetParam().act(*this);
-    collecting = nullptr;
+    knownRegistries.push_back(registry());
+    collecting = false;
+    startOver();
+    GetParam().begin(*this);
+    device.start();
+    GetParam().act(*this);
+    device.stop();
+    for (int kind = 0; kind < device_callKinds; ++kind) {
+      knownCalls.at(static_cast<std::size_t>(kind)) = device.calls(static_cast<device_call>(kind));
+    }
     closeAll();
   }
   return known;
@@ -369,17 +483,28 @@ void reliability_test::startOver() {
 
 std::string reliability_test::recovered() {
   std::string const path = folder.path("a");
-  if (access(path.c_str(), F_OK) != 0) {
+  if (access(path.c_str(), F_OK) == 0) {
+    try {
+      rfm_Database database =
+          rfm_Database::Open(rfm_File::Open(pathOf("a"), utl_FileAccess::Write, true), "D0");
+      database.Bind();
+    } catch (std::exception const& failure) {
+      return failure.what();
+    }
+  }
+  device_image const found = image();
+  auto const old = found.find("old");
+  if (prepared.contains("old") && (old == found.end() || old->second != prepared.at("old"))) {
+    return "the file that is only read was changed";
+  }
+  if (!found.contains("a")) {
     return "missing";
   }
-  try {
-    rfm_Database database =
-        rfm_Database::Open(rfm_File::Open(pathOf("a"), utl_FileAccess::Write, true), "D0");
-    database.Bind();
-  } catch (std::exception const& failure) {
-    return failure.what();
+  std::string& content = contentOfImage[numberOf(found)]; // the same bytes hold the same
+  if (content.empty()) {
+    content = contentOf(path); // refuses to read where a journal must still be played back
   }
-  return contentOf(path); // refuses to read where a journal must still be played back
+  return content;
 }
 
 std::string reliability_test::registry() {
@@ -388,5 +513,5 @@ std::string reliability_test::registry() {
     text += std::string(each.Key().View().substr(0, 30)) + ": " + contentsOf(each.Value()) + " opened " +
             std::to_string(root().GetOpenCount(each.Key())) + "\n";
   }
-  return text + (root().IsMember(pathOf("a")) ? "member" : "no member");
+  return withNumberedIdentities(text) + (root().IsMember(pathOf("a")) ? "member" : "no member");
 }

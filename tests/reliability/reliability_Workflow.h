@@ -5,11 +5,13 @@
 #include "fault_device.h"
 #include "power_cut.h"
 
+#include <array>
 #include <chrono>
 #include <cstdint>
 #include <functional>
 #include <ostream>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 /// The content of a database file, read with SQLite itself: a number over every table, column and value,
@@ -17,19 +19,26 @@
 /// so that it is the same for every run of the same work.
 std::string contentOf(std::string const& path);
 
+/// A number that tells images apart.
+std::size_t numberOf(device_image const& image);
+
 class reliability_test;
 
-/// One piece of work on the file "a" of a folder.
+/// One piece of work on the file "a" of a folder, which may make it of the file "old".
 struct Workflow {
-  char const* name;
-  /// Makes the file; leaves nothing open.
+  std::string name;
+  /// Makes the files; leaves nothing open.
   void (*prepare)(reliability_test& test);
   /// Opens and changes in memory what act will write.
   void (*begin)(reliability_test& test);
-  /// What things go wrong in. Says step() behind each call that has brought the file into its next state.
+  /// What things go wrong in. Says step() behind each call that has brought the file into its next state, and
+  /// pause() where the registry alone has changed. Can be repeated after a failure.
   void (*act)(reliability_test& test);
   int steps;
   bool savesRecord = false; ///< the file afterwards holds what the registry has
+  bool isReading = false;   ///< nothing is written
+  std::string layout = {};  ///< of the file "old"
+  int stride = 1;           ///< of the calls to the device, an ordinary run takes one in so many
 };
 
 std::vector<Workflow> const& workflows();
@@ -37,22 +46,31 @@ inline std::ostream& operator<<(std::ostream& stream, Workflow const& workflow) 
   return stream << workflow.name;
 }
 
-/// How much of a long test is run: everything that must be tested is tested in any case, and the rest until
-/// the time is over. DDR_TORTURE_MINUTES [minutes; shared by all tests that ask] and DDR_TORTURE_SEED ask for
-/// more than the tests do by themselves.
+/// How much of a long test is run. By themselves the tests do a share that is bounded; the environment asks
+/// for everything: DDR_TORTURE_MINUTES [minutes; of random choices, shared by all tests that make some],
+/// DDR_TORTURE_IMAGES [images of power cuts, likewise] and DDR_TORTURE_SEED.
 class torture_share {
 public:
   torture_share();
-  bool isLong() const noexcept { return minutes > 0; }
+  bool isLong() const noexcept { return minutes > 0 || images > 0; }
   std::uint64_t seed() const noexcept { return chosenSeed; }
-  /// Whether to go on, in a test that gets a part of the time.
-  bool goesOn(int parts) const;
+  /// Whether an ordinary run takes the n-th of many.
+  bool takes(long long number, int stride) const noexcept {
+    return isLong() || (number + static_cast<long long>(chosenSeed)) % stride == 0;
+  }
+  /// Whether to go on with random choices, in a test that gets a part of them.
+  /// @param done images that the test has tried
+  bool goesOn(int parts, long long done) const;
 
 private:
   double minutes = 0;
+  long long images = 0;
   std::uint64_t chosenSeed = 1;
   std::chrono::steady_clock::time_point start;
 };
+
+/// What all tests of the run have tried, told at its end: "images: 300 tried, 200 distinct".
+void addToCount(std::string const& subject, std::string const& what, long long number);
 
 class reliability_test : public database_test, public testing::WithParamInterface<Workflow> {
 public:
@@ -72,6 +90,9 @@ public:
 
   /// The next state of the file is reached.
   void step();
+  /// The next state of the registry is reached.
+  void pause();
+  Workflow const& workflow() const { return GetParam(); }
 
   /// The database that a workflow has open.
   cow_String opened;
@@ -84,18 +105,27 @@ protected:
   void startOver();
   /// The states of the file, from before the work to behind it, as contentOf tells; "missing" for no file.
   std::vector<std::string> const& states();
+  /// How many calls of a kind the work makes when nothing goes wrong.
+  int callsOf(device_call call) const { return knownCalls.at(static_cast<std::size_t>(call)); }
+  /// The states of the registry from before the work to behind it.
+  std::vector<std::string> const& registryStates() const { return knownRegistries; }
+  /// What prepare left in the folder.
+  device_image const& before() const { return prepared; }
   /// What is in the folder.
   device_image image() const;
   void setImage(device_image const& wanted);
   /// Opens the file as a program does that is started after a crash, which recovers it, and says what it
-  /// holds.
+  /// holds. The file "old" must be as it was.
   std::string recovered();
-  /// Everything that the registry tells.
+  /// Everything that the registry tells, identities as numbers in their order.
   std::string registry();
   void closeAll();
 
 private:
   device_image prepared;
   std::vector<std::string> known;
-  std::vector<std::string>* collecting = nullptr;
+  std::vector<std::string> knownRegistries;
+  std::array<int, device_callKinds> knownCalls{};
+  bool collecting = false;
+  std::unordered_map<std::size_t, std::string> contentOfImage;
 };

@@ -145,8 +145,18 @@ device_image power_cut::whole(std::size_t event) {
   return build(pieces, looseNames.size());
 }
 
-void power_cut::each(std::size_t event, int samples, std::mt19937_64& random,
-                     std::function<void(device_image const&)> const& use) {
+std::vector<std::size_t> power_cut::uncertain() {
+  std::vector<std::size_t> found;
+  for (std::size_t event = 0; event <= events.size(); ++event) {
+    goTo(event);
+    if (!loose.empty() || !looseNames.empty()) {
+      found.push_back(event);
+    }
+  }
+  return found;
+}
+
+void power_cut::each(std::size_t event, std::function<void(device_image const&)> const& use) {
   goTo(event);
   std::vector<Piece> all;
   std::vector<Piece> nothing;
@@ -177,24 +187,32 @@ void power_cut::each(std::size_t event, int samples, std::mt19937_64& random,
         use(build(changed, nameCount));
       }
     }
-    for (int sample = 0; sample < samples && !loose.empty(); ++sample) {
-      std::vector<Piece> changed = all;
-      for (Piece& piece : changed) {
-        std::vector<std::size_t> const tears = tearsOf(*piece.event);
-        switch (random() % 4) {
-        case 0:
-          piece.kept = 0;
-          break;
-        case 1:
-          if (!tears.empty()) {
-            piece.kept = tears[random() % tears.size()];
-          }
-          break;
-        default:
-          break;
-        }
+  }
+}
+
+void power_cut::some(std::size_t event, int count, std::mt19937_64& random,
+                     std::function<void(device_image const&)> const& use) {
+  goTo(event);
+  if (loose.empty() && looseNames.empty()) {
+    return;
+  }
+  std::vector<std::vector<std::size_t>> tears;
+  for (device_event const* one : loose) {
+    tears.push_back(tearsOf(*one));
+  }
+  constexpr std::uint64_t odds = 8;
+  for (int number = 0; number < count; ++number) {
+    std::uint64_t const lost = random() % odds; // of the writes, in eighths
+    std::vector<Piece> pieces;
+    for (std::size_t index = 0; index < loose.size(); ++index) {
+      std::size_t kept = wholeOf(*loose[index]);
+      if (random() % odds < lost) {
+        kept = 0;
+      } else if (!tears[index].empty() && random() % odds == 0) {
+        kept = tears[index][random() % tears[index].size()];
       }
-      use(build(changed, nameCount));
+      pieces.push_back({loose[index], kept});
     }
+    use(build(pieces, random() % (looseNames.size() + 1)));
   }
 }

@@ -32,10 +32,14 @@ public:
   int marksBefore(std::size_t event) const;
   /// The folder when nothing is lost.
   device_image whole(std::size_t event);
-  /// Calls for each image when the power goes before an event. Images repeat.
-  /// @param samples how many random choices come after those that are made in every case
-  void each(std::size_t event, int samples, std::mt19937_64& random,
+  /// Calls for each of the images that are made in every case, when the power goes before an event. Images
+  /// repeat.
+  void each(std::size_t event, std::function<void(device_image const&)> const& use);
+  /// Calls for images of random choices. None when no choice is left.
+  void some(std::size_t event, int count, std::mt19937_64& random,
             std::function<void(device_image const&)> const& use);
+  /// The events before which something is written that a device may lose.
+  std::vector<std::size_t> uncertain();
 
 private:
   struct Piece {

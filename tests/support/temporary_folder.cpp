@@ -5,7 +5,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <stdexcept>
 
 temporary_folder::temporary_folder() {
@@ -36,7 +35,10 @@ std::string readFile(std::string const& path) {
   if (!stream) {
     throw std::runtime_error("cannot read " + path);
   }
-  return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+  std::string bytes(std::filesystem::file_size(path), '\0');
+  stream.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  bytes.resize(static_cast<std::size_t>(stream.gcount()));
+  return bytes;
 }
 
 void writeFile(std::string const& path, std::string const& bytes) {

@@ -1,0 +1,168 @@
+// The device fails: at every call to it, once, and from then on.
+#include "reliability_Workflow.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+
+namespace {
+
+using Effect = device_fault::Effect;
+
+/// What can go wrong with a call.
+struct Trouble {
+  device_call call;
+  Effect effect;
+  int errorNumber;
+};
+
+constexpr std::array troubles{
+    Trouble{device_call::Open, Effect::Error, EIO},
+    Trouble{device_call::Open, Effect::Error, EMFILE},
+    Trouble{device_call::Open, Effect::Error, EACCES},
+    Trouble{device_call::Open, Effect::Error, ENOSPC},
+    Trouble{device_call::Open, Effect::Error, EROFS},
+    Trouble{device_call::Read, Effect::Error, EIO},
+    Trouble{device_call::Read, Effect::Short, 0},
+    Trouble{device_call::Write, Effect::Error, EIO},
+    Trouble{device_call::Write, Effect::Error, ENOSPC},
+    Trouble{device_call::Write, Effect::Error, EDQUOT},
+    Trouble{device_call::Write, Effect::Error, EROFS},
+    Trouble{device_call::Write, Effect::Short, 0},
+    Trouble{device_call::Sync, Effect::Error, EIO},
+    Trouble{device_call::Sync, Effect::Error, ENOSPC},
+    Trouble{device_call::Sync, Effect::Error, EDQUOT},
+    Trouble{device_call::Truncate, Effect::Error, EIO},
+    Trouble{device_call::Truncate, Effect::Error, EROFS},
+    Trouble{device_call::Delete, Effect::Error, EIO},
+    Trouble{device_call::Delete, Effect::Error, EROFS},
+    Trouble{device_call::Delete, Effect::LateError, EIO},
+    Trouble{device_call::Rename, Effect::Error, EIO},
+    Trouble{device_call::Rename, Effect::Error, ENOSPC},
+    Trouble{device_call::Rename, Effect::LateError, EIO},
+    Trouble{device_call::Lock, Effect::Error, EIO},
+};
+
+std::string textOf(device_fault const& fault) {
+  std::string const what = fault.effect == Effect::Short ? "half the work" : std::strerror(fault.errorNumber);
+  return numbered(nameOf(fault.call), fault.number) +
+         (fault.lasting ? " and all later ones fail" : " fails") + " with " + what +
+         (fault.effect == Effect::LateError ? " after it was done" : "");
+}
+
+class Reliability_Error : public reliability_test {
+protected:
+  /// Does the work with one thing going wrong.
+  /// @returns whether it happened
+  bool tryOut(device_fault const& fault) {
+    SCOPED_TRACE(textOf(fault));
+    startOver();
+    int const descriptors = openDescriptors();
+    GetParam().begin(*this);
+    device.start(fault);
+    std::string const failure = failureOf([&] { GetParam().act(*this); });
+    device.stop();
+    bool const happened = device.faults() > 0;
+    if (failure == "nothing") {
+      EXPECT_EQ(recovered(), states().back());
+    } else {
+      EXPECT_TRUE(happened) << failure;
+      ++told;
+      expectAMessage(failure);
+      expectBeforeOrAfter(fault, failure);
+      EXPECT_EQ(failureOf([&] { GetParam().act(*this); }), "nothing") << "a second try, after: " << failure;
+    }
+    expectDone(fault, failure);
+    closeAll();
+    EXPECT_EQ(openDescriptors(), descriptors) << failure;
+    met += happened ? 1 : 0;
+    return happened;
+  }
+
+  void expectAMessage(std::string const& failure) const {
+    EXPECT_TRUE(failure.find(folder.path("a")) != std::string::npos ||
+                (!GetParam().layout.empty() && failure.find(folder.path("old")) != std::string::npos))
+        << failure;
+    EXPECT_EQ(failure.find("damaged"), std::string::npos) << failure; // it is the device that failed
+    EXPECT_EQ(failure.find("not an error"), std::string::npos) << failure;
+  }
+
+  void expectBeforeOrAfter(device_fault const& fault, std::string const& failure) {
+    // To ask the registry loads all models; a second try must do with and without that.
+    if (fault.number % 2 == 0) {
+      std::string const memory = registry();
+      EXPECT_NE(std::find(registryStates().begin(), registryStates().end(), memory), registryStates().end())
+          << memory << "\n"
+          << failure;
+    }
+    std::string const file = recovered();
+    EXPECT_NE(std::find(states().begin(), states().end(), file), states().end()) << file << "\n" << failure;
+    expectNothingBeside(fault, failure, "a-journal"); // which the next save takes, while the file stays open
+  }
+
+  /// No file is left but those of the work; one that cannot be deleted is left.
+  void expectNothingBeside(device_fault const& fault, std::string const& failure,
+                           std::string const& allowed = {}) {
+    if (fault.call == device_call::Delete) {
+      return;
+    }
+    std::vector<std::string> names = folder.names();
+    for (std::string const& name : {std::string("a"), std::string("old"), allowed}) {
+      std::erase(names, name);
+    }
+    EXPECT_EQ(names, std::vector<std::string>()) << failure;
+  }
+
+  void expectDone(device_fault const& fault, std::string const& failure) {
+    if (GetParam().savesRecord) {
+      EXPECT_EQ(stored("a"), contents(opened)) << failure;
+      EXPECT_EQ(registry(), registryStates().back()) << failure;
+    } else {
+      EXPECT_EQ(recovered(), states().back()) << failure;
+    }
+    expectNothingBeside(fault, failure);
+  }
+
+  long long met = 0;
+  long long told = 0;
+};
+
+// A long run meets every trouble at every call, the ordinary one every call with one of its troubles in turn.
+TEST_P(Reliability_Error, IsToldAndChangesNothingOrEverything) {
+  states();
+  for (int kind = 0; kind < device_callKinds; ++kind) {
+    auto const call = static_cast<device_call>(kind);
+    std::vector<device_fault> faults;
+    for (Trouble const& trouble : troubles) {
+      if (trouble.call == call) {
+        faults.push_back({call, 0, trouble.effect, trouble.errorNumber, false});
+        faults.push_back({call, 0, trouble.effect, trouble.errorNumber, true});
+      }
+    }
+    ASSERT_FALSE(faults.empty());
+    // Behind the last call nothing goes wrong any more.
+    for (int number = 1; number <= callsOf(call) + 1; ++number) {
+      bool const isThere = number <= callsOf(call);
+      if (isThere && !share.takes(number, GetParam().stride)) {
+        continue;
+      }
+      std::size_t const inTurn = (static_cast<std::size_t>(number) + share.seed()) % faults.size();
+      for (std::size_t index = 0; index < faults.size(); ++index) {
+        if (share.isLong() || index == inTurn) {
+          faults[index].number = number;
+          EXPECT_EQ(tryOut(faults[index]), isThere);
+          ASSERT_FALSE(HasFailure());
+        }
+      }
+    }
+  }
+  EXPECT_GT(told, 5);
+  addToCount("errors", "met", met);
+  addToCount("errors", "told", told);
+}
+
+INSTANTIATE_TEST_SUITE_P(Workflows, Reliability_Error, testing::ValuesIn(workflows()),
+                         [](auto const& chosen) { return chosen.param.name; });
+
+} // namespace
