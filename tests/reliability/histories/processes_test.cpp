@@ -10,7 +10,10 @@
 #include "rom_Memento.h"
 
 #include <chrono>
+#include <cstdint>
 #include <gmock/gmock.h>
+#include <random>
+#include <sched.h>
 #include <sstream>
 #include <unistd.h>
 
@@ -94,6 +97,14 @@ Report repeat(std::string const& path, std::chrono::milliseconds time,
     }
   }
   return report;
+}
+
+/// Lets a random time pass, so that another process is met anywhere in its work.
+void letPass(std::chrono::microseconds time) {
+  auto const end = std::chrono::steady_clock::now() + time;
+  while (std::chrono::steady_clock::now() < end) {
+    sched_yield();
+  }
 }
 
 /// An open database that is closed whatever happens.
@@ -270,8 +281,12 @@ TEST_F(ProcessesTest, ASaveOverTheSaveOfAnotherProcessIsRefused) {
 TEST_F(ProcessesTest, WhatAKilledProcessSavedIsWholeForTheOthers) {
   createFile();
   long long const kills = setting("DDR_PROCESS_KILLS", 5);
+  constexpr long long manyKills = 200;
+  constexpr unsigned longestLife = 3000; // of a process after its first save [microseconds]
+  std::mt19937_64 random(static_cast<std::uint64_t>(setting("DDR_TORTURE_SEED", 1)));
   module_client const client;
   long long seen = 0;
+  long long interrupted = 0;
   for (long long kill = 0; kill < kills; ++kill) {
     {
       child_process writer([this](child_process& self) {
@@ -281,14 +296,21 @@ TEST_F(ProcessesTest, WhatAKilledProcessSavedIsWholeForTheOthers) {
         return repeat(path, std::chrono::hours(1), [&](Report&) { countUp(path, 0); }).Text();
       });
       writer.wait_until_ready();
+      letPass(std::chrono::microseconds(random() % longestLife));
     } // in the middle of its next saves
+    interrupted += access((path + "-journal").c_str(), F_OK) == 0 ? 1 : 0;
     Report report;
     { Opening const recovered(path, utl_FileAccess::Write); }
     long long const now = readAtOnce(path, report);
     EXPECT_EQ(report.wrong, "nothing");
-    EXPECT_GT(now, seen);
+    ASSERT_GT(now, seen);
     seen = now;
   }
+  EXPECT_EQ(ddr_check(cow_String(path.c_str()), ddr_CheckDepth::Deep).status, ddr_CheckStatus::Sound);
+  if (kills >= manyKills) {
+    EXPECT_GT(interrupted, 0) << "no kill met a save";
+  }
+  std::printf("kills: %lld, %lld of them in the middle of a save, %lld saves\n", kills, interrupted, seen);
 }
 
 TEST_F(ProcessesTest, ALockErrorNamesTheFileAndTheProcessThatHoldsIt) {
