@@ -29,7 +29,7 @@ void dbc_throwNoClass(rfm_Database const& database, unsigned typeId) {
   std::snprintf(text.data(), text.size(), "%#x", typeId);
   nex_Exception::Throw(
       rfm_Exception(rfm_ErrorKind::Damaged,
-                    "Database file '" + utl_Printable(database.FileName().View()) + "'",
+                    "Database file '" + utl_Printable(database.OriginName().View()) + "'",
                     std::string("class ") + text.data() + ", which others refer to, is not in its class list",
                     "Restore it from a backup"),
       "platform/dbc/dbc_Schedule", __LINE__);

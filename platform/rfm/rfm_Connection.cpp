@@ -383,6 +383,7 @@ void rfm_Connection::Close() noexcept {
   beginRead = beginWrite = commit = version = nullptr;
   sqlite3_close(database);
   database = nullptr;
+  attached = cow_String();
   reading = inTransaction = failed = false;
   ++generation;
   ++epoch;
@@ -435,7 +436,8 @@ void rfm_Connection::Fail(int result, rfm_Subject const& subject) {
   if (isBusy(result) && path) {
     verdict.what = "it is in use " + rfm_lockHolder(path, inTransaction);
   }
-  rfm_throw(verdict.kind, isOfAttached ? attached : name, subject, verdict.what, verdict.advice);
+  bool const isOfOrigin = isOfAttached || verdict.kind == rfm_ErrorKind::Damaged;
+  rfm_throw(verdict.kind, isOfOrigin ? OriginName() : name, subject, verdict.what, verdict.advice);
 }
 
 // The other file has been read before, so what goes wrong now is not of its content.

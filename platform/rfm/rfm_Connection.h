@@ -82,6 +82,9 @@ public:
 
   sqlite3* Database() const noexcept { return database; }
   cow_String const& ShownName() const noexcept { return name; }
+  /// Name of the file that the contents come from, for messages about what is wrong with them: another one
+  /// when that one was put beside this to fill it.
+  cow_String const& OriginName() const noexcept { return attached.IsEmpty() ? name : attached; }
   /// Changes when statements prepared before became stale.
   unsigned Generation() const noexcept { return generation; }
   /// Changes whenever the state of the file that was seen may have ended.

@@ -48,6 +48,10 @@ cow_String const& rfm_Database::FileName() const noexcept {
   return node->FileName();
 }
 
+cow_String const& rfm_Database::OriginName() const noexcept {
+  return node->OriginName();
+}
+
 cow_String const& rfm_Database::Description() const noexcept {
   return node->description;
 }

@@ -49,6 +49,9 @@ public:
 
   /// Name of the file as it was opened.
   cow_String const& FileName() const noexcept;
+  /// Name of the file that the contents come from, for messages about what is wrong with them: the old file
+  /// while an rfm_Rebuild fills this one, and this one otherwise.
+  cow_String const& OriginName() const noexcept;
   /// The description given when the file was created.
   cow_String const& Description() const noexcept;
   /// [seconds since 1970]; 0: none.

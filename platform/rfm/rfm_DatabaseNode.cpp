@@ -58,8 +58,42 @@ rfm_DatabaseNode::rfm_DatabaseNode(rfm_File const& databaseFile)
     : file(databaseFile), connection(rfm_FileNode::Of(databaseFile).Connection()), entries(*this) {}
 
 void rfm_DatabaseNode::ThrowDamaged(std::string_view what, rfm_Subject const& subject) const {
-  rfm_throw(rfm_ErrorKind::Damaged, connection.ShownName(), subject,
-            std::string("it is damaged: ").append(what), "Restore it from a backup");
+  rfm_throw(rfm_ErrorKind::Damaged, OriginName(), subject, std::string("it is damaged: ").append(what),
+            "Restore it from a backup");
+}
+
+void rfm_DatabaseNode::ThrowDamagedEntry(std::int64_t handle, std::int64_t position, std::string_view what) {
+  rfm_Subject header;
+  try {
+    header = HeaderOf(handle);
+  } catch (rfm_Exception const&) { // what is wrong with the headers is another matter
+  }
+  ThrowDamaged("entry " + std::to_string(position) + " of collection " + std::to_string(handle) +
+                   std::string(what),
+               header);
+}
+
+rfm_Subject rfm_DatabaseNode::HeaderOf(std::int64_t handle) {
+  rfm_ScopeGuard const scope(connection);
+  for (rfm_ClassEntry const& entry : classes) {
+    for (rfm_AttributeEntry const& attribute : entry.attributes) {
+      rfm_TableShape& shape = *ShapeOf(entry.typeId);
+      if (attribute.kind != rfm_AttributeKind_Handle || !shape.Exists()) {
+        continue;
+      }
+      shape.WantColumns();
+      rfm_Statement statement;
+      rfm_Run run(connection, statement,
+                  "SELECT " + rfm_quote(rfm_RowColumn) + " FROM " + rfm_quote(shape.table.View()) +
+                      " WHERE " + rfm_quote(attribute.name.View()) + " = ?1 LIMIT 1",
+                  {&entry.name});
+      run.Bind(1, handle);
+      if (run.Step()) {
+        return {&entry.name, sqlite3_column_int64(run.Get(), 0)};
+      }
+    }
+  }
+  return {};
 }
 
 cow_String rfm_DatabaseNode::CheckedText(sqlite3_stmt* statement, int column, std::string_view what) const {

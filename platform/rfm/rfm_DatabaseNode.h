@@ -190,6 +190,8 @@ public:
   rfm_Connection& Connection() noexcept { return connection; }
   rfm_File const& File() const noexcept { return file; }
   cow_String const& FileName() const noexcept { return connection.ShownName(); }
+  /// See rfm_Database::OriginName.
+  cow_String const& OriginName() const noexcept { return connection.OriginName(); }
   /// Whether a table is there. Throws when what stands under its name, or an index on it, is not plain.
   bool TableIsPlain(std::string_view table, rfm_Subject const& subject = {});
   /// Makes the index of identities of a table that was made in the running transaction.
@@ -203,6 +205,9 @@ public:
   /// @param rows which rows of their tables are asked: the end of an SQL query, empty for all
   std::int64_t HighestHandle(char const* rows);
   [[noreturn]] void ThrowDamaged(std::string_view what, rfm_Subject const& subject = {}) const;
+  /// Names the row that has the collection, too.
+  /// @param what follows "entry 3 of collection 12"
+  [[noreturn]] void ThrowDamagedEntry(std::int64_t handle, std::int64_t position, std::string_view what);
   cow_String CheckedText(sqlite3_stmt* statement, int column, std::string_view what) const;
   std::int64_t CheckedInteger(sqlite3_stmt* statement, int column, std::int64_t least, std::int64_t most,
                               std::string_view what) const;
@@ -230,6 +235,8 @@ public:
 
 private:
   friend class rfm_Rebuild;
+  /// The row that has a collection; nothing when none has.
+  rfm_Subject HeaderOf(std::int64_t handle);
   void InsertAttributes(rfm_ClassEntry const& entry);
   void AddColumns(rfm_TableShape& shape, std::vector<cow_String> const& columns);
   std::vector<rfm_ClassEntry> ReadClasses();

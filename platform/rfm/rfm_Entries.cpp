@@ -11,19 +11,15 @@ namespace {
 
 constexpr std::int64_t mostInt = std::numeric_limits<int>::max();
 
-std::string describe(std::int64_t handle, std::int64_t position) {
-  return "entry " + std::to_string(position) + " of collection " + std::to_string(handle);
-}
-
 // Reads class and row of an entry; they stand in two columns side by side.
-void readTarget(rfm_DatabaseNode const& database, sqlite3_stmt* statement, int column, std::int64_t handle,
+void readTarget(rfm_DatabaseNode& database, sqlite3_stmt* statement, int column, std::int64_t handle,
                 std::int64_t position, unsigned& classId, int& oid) {
   std::int64_t const storedClass = sqlite3_column_int64(statement, column);
   std::int64_t const storedOid = sqlite3_column_int64(statement, column + 1);
   if (sqlite3_column_type(statement, column) != SQLITE_INTEGER ||
       sqlite3_column_type(statement, column + 1) != SQLITE_INTEGER || storedClass < 0 ||
       storedClass > std::numeric_limits<unsigned>::max() || storedOid < -1 || storedOid > mostInt) {
-    database.ThrowDamaged(describe(handle, position) + " refers to nothing that can be");
+    database.ThrowDamagedEntry(handle, position, " refers to nothing that can be");
   }
   classId = static_cast<unsigned>(storedClass);
   oid = static_cast<int>(storedOid);
@@ -113,7 +109,7 @@ bool rfm_EntryCursor::Next() {
   ++database.Connection().statistics.rowsRead;
   std::int64_t const stored = sqlite3_column_int64(statement, 0);
   if (stored < 0 || stored >= mostInt || stored <= scan->position) { // pages that lead in circles
-    database.ThrowDamaged(describe(scan->Handle(), stored) + " has no valid place");
+    database.ThrowDamagedEntry(scan->Handle(), stored, " has no valid place");
   }
   position = static_cast<int>(stored);
   scan->position = position;
@@ -123,10 +119,10 @@ bool rfm_EntryCursor::Next() {
   } else if (sqlite3_column_type(statement, 1) == SQLITE_NULL) {
     key = std::string_view("", 0);
   } else {
-    database.ThrowDamaged(describe(scan->Handle(), position) + " has a key that is not a text");
+    database.ThrowDamagedEntry(scan->Handle(), position, " has a key that is not a text");
   }
   if (!utl_IsUtf8(key) || std::memchr(key.data(), 0, key.size()) != nullptr) {
-    database.ThrowDamaged(describe(scan->Handle(), position) + " has a key that is not UTF-8");
+    database.ThrowDamagedEntry(scan->Handle(), position, " has a key that is not UTF-8");
   }
   database.Connection().statistics.bytesRead += rfm_RowBytes + key.size();
   readTarget(database, statement, 2, scan->Handle(), position, classId, oid);
@@ -176,8 +172,8 @@ std::optional<rfm_Entry> rfm_Entries::FindListed(std::int64_t handle, std::strin
   if (!found && database.HasEntryIndex()) {
     for (rfm_EntryCursor walk = Scan(handle); walk.Next();) {
       if (walk.Key() == key) {
-        database.ThrowDamaged(describe(handle, walk.Position()) + ", '" + utl_Printable(key) +
-                              "', is missing from the index of entries");
+        database.ThrowDamagedEntry(handle, walk.Position(),
+                                   ", '" + utl_Printable(key) + "', is missing from the index of entries");
       }
     }
   }

@@ -340,7 +340,7 @@ void rfm_Rebuild::BlameSource(Move const& move) const {
   statement.Prepare(from->Connection(), move.walk);
   std::int64_t row = -1;
   int result = SQLITE_ROW;
-  while ((result = sqlite3_step(statement.Get())) == SQLITE_ROW) {
+  while ((result = from->Connection().Advance(statement.Get())) == SQLITE_ROW) {
     row = sqlite3_column_int64(statement.Get(), 0);
   }
   if (result != SQLITE_DONE) {

@@ -36,7 +36,7 @@ rfm_Row::Value const* rfm_Row::Find(rfm_FieldHandle const& field) const noexcept
 rfm_Row::Value const& rfm_Row::Get(rfm_FieldHandle const& field) const {
   Value const* const value = Find(field);
   if (!value) {
-    rfm_throw(rfm_ErrorKind::Other, shape->database.FileName(),
+    rfm_throw(rfm_ErrorKind::Other, shape->database.OriginName(),
               {&shape->className, rowNumber, field.Name().View()}, "the stored layout has no such field",
               "Convert the file to the current layout");
   }

@@ -196,7 +196,7 @@ void rfm_TableNode::Stop() noexcept {
 }
 
 void rfm_TableNode::ThrowNoRow(int number) const {
-  rfm_throw(rfm_ErrorKind::Other, database->FileName(), {&shape->className, number}, "there is no such row",
+  rfm_throw(rfm_ErrorKind::Other, database->OriginName(), {&shape->className, number}, "there is no such row",
             "Check the number of rows, or restore the file from a backup");
 }
 

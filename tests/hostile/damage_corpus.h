@@ -31,13 +31,22 @@ struct corpus_result {
   std::vector<std::string> faults;
 
   std::string text() const;
+  /// Counts further ones in.
+  void add(corpus_result const& further);
+};
+
+/// What is done with each damaged copy.
+enum class corpus_work {
+  Look,          ///< opens, lists, checks and resolves it
+  LookAndChange, ///< also opens it for writing, changes and saves it
+  Upgrade,       ///< upgrades it, and looks at what came of it
 };
 
 /// How damaged copies are looked over.
 struct corpus_settings {
   std::uint64_t limit = 0; ///< how many are drawn; 0: all of them
   unsigned seed = 0;       ///< for the drawing
-  bool change = false;     ///< also opens each for writing, changes and saves it
+  corpus_work work = corpus_work::Look;
 };
 
 /// The damages of a family, drawn or all, done to copies of a sound file.
@@ -49,3 +58,7 @@ corpus_result run_corpus(damage_family const& family, std::string const& sound, 
 bool whole_corpus();
 /// The seed of this run: DDR_HOSTILE_SEED, or a new one.
 unsigned corpus_seed();
+/// The length of a huge text [byte]: a hundred megabytes when all is asked for, ten otherwise.
+std::size_t huge_text();
+/// Such a text, in SQL.
+std::string huge_text_sql();

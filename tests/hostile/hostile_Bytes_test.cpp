@@ -2,6 +2,7 @@
 // holds. DDR_HOSTILE=all looks at all of them; DDR_HOSTILE_SEED repeats a drawing.
 #include "damage_corpus.h"
 #include "file_probe.h"
+#include "layout_files.h"
 #include "temporary_folder.h"
 
 #include <gtest/gtest.h>
@@ -13,6 +14,22 @@ namespace {
 constexpr int smallPage = 512; // [byte] the smallest that SQLite knows: every kind of page, and few bytes
 constexpr int usualPage = 4096;
 
+/// Counts the copies of all tests of a run, and says in the end how many there were.
+class Totals : public testing::Environment {
+public:
+  corpus_result result;
+  void TearDown() override {
+    if (result.looked > 0) {
+      std::cout << "In all: " << result.text() << ", faults: " << result.faults.size() << "\n";
+    }
+  }
+};
+
+Totals& totals() {
+  static auto* const added = static_cast<Totals*>(testing::AddGlobalTestEnvironment(new Totals));
+  return *added;
+}
+
 class hostile_Bytes : public testing::Test {
 protected:
   hostile_Bytes() { std::cout << "DDR_HOSTILE_SEED=" << seed << "\n"; }
@@ -22,20 +39,20 @@ protected:
     make_small_database(path, pageSize);
     return readFile(path);
   }
-  corpus_result run(damage_family const& family, std::string const& sound, std::uint64_t drawn,
-                    bool change = false) {
-    corpus_result result =
-        run_corpus(family, sound, folder.path(), {whole_corpus() ? 0 : drawn, seed, change});
+  /// Damages copies, and expects that every answer is one of those that may be.
+  corpus_result expectNoFaults(damage_family const& family, std::string const& sound, std::uint64_t drawn,
+                               corpus_work work = corpus_work::Look) {
+    corpus_result const result =
+        run_corpus(family, sound, folder.path(), {whole_corpus() ? 0 : drawn, seed, work});
     std::cout << result.text() << "\n";
-    return result;
-  }
-  static void expectNoFaults(corpus_result const& result) {
+    totals().result.add(result);
     for (std::string const& fault : result.faults) {
       ADD_FAILURE() << fault;
     }
     EXPECT_GT(result.looked, 0U);
     EXPECT_EQ(result.identical + result.noticed + result.other, result.looked);
     EXPECT_GT(result.noticed, 0U);
+    return result;
   }
 
   temporary_folder folder;
@@ -44,29 +61,71 @@ protected:
 
 TEST_F(hostile_Bytes, EveryByteOfSmallPages) {
   std::string const sound = soundFile(smallPage);
-  expectNoFaults(run(every_byte(sound), sound, 800));
+  expectNoFaults(every_byte(sound), sound, 800);
 }
 
 TEST_F(hostile_Bytes, EveryByteOfUsualPages) {
   std::string const sound = soundFile(usualPage);
-  expectNoFaults(run(every_byte(sound), sound, 200));
+  expectNoFaults(every_byte(sound), sound, 200);
 }
 
 TEST_F(hostile_Bytes, EveryByteBeforeASave) {
   std::string const sound = soundFile(smallPage);
-  expectNoFaults(run(every_byte(sound), sound, 100, true));
+  expectNoFaults(every_byte(sound), sound, 100, corpus_work::LookAndChange);
 }
 
 TEST_F(hostile_Bytes, EveryPageZeroed) {
   std::string const sound = soundFile(smallPage);
-  expectNoFaults(run(every_page(sound, smallPage), sound, 0, true));
+  expectNoFaults(every_page(sound, smallPage), sound, 0, corpus_work::LookAndChange);
 }
 
 TEST_F(hostile_Bytes, EveryCut) {
   std::string const sound = soundFile(usualPage);
-  corpus_result const result = run(every_cut(sound), sound, 0, true);
-  expectNoFaults(result);
+  corpus_result const result = expectNoFaults(every_cut(sound), sound, 0, corpus_work::LookAndChange);
   EXPECT_EQ(result.identical + result.other, 0U) << "a file that lacks its end was taken";
+}
+
+/// Files of older releases.
+class hostile_OldBytes : public hostile_Bytes, public testing::WithParamInterface<std::string> {
+protected:
+  std::string oldFile() {
+    std::string const path = folder.path("sound");
+    make_layout_file(path, GetParam(), "", smallPage);
+    return readFile(path);
+  }
+};
+
+INSTANTIATE_TEST_SUITE_P(Each, hostile_OldBytes, testing::ValuesIn(layout_names()),
+                         [](auto const& instance) { return instance.param; });
+
+TEST_P(hostile_OldBytes, EveryByteBeforeAnUpgrade) {
+  std::string const sound = oldFile();
+  expectNoFaults(every_byte(sound), sound, 40, corpus_work::Upgrade);
+}
+
+TEST_P(hostile_OldBytes, EveryPageZeroedBeforeAnUpgrade) {
+  std::string const sound = oldFile();
+  expectNoFaults(every_page(sound, smallPage), sound, 15, corpus_work::Upgrade);
+}
+
+TEST_P(hostile_OldBytes, EveryCutBeforeAnUpgrade) {
+  std::string const sound = oldFile();
+  expectNoFaults(every_cut(sound), sound, 5, corpus_work::Upgrade);
+}
+
+TEST_P(hostile_OldBytes, EveryByte) {
+  std::string const sound = oldFile();
+  expectNoFaults(every_byte(sound), sound, 30);
+}
+
+TEST_P(hostile_OldBytes, EveryPageZeroed) {
+  std::string const sound = oldFile();
+  expectNoFaults(every_page(sound, smallPage), sound, 10);
+}
+
+TEST_P(hostile_OldBytes, EveryCut) {
+  std::string const sound = oldFile();
+  expectNoFaults(every_cut(sound), sound, 5);
 }
 
 } // namespace

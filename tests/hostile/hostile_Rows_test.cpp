@@ -1,5 +1,6 @@
 // Files made to do harm, row by row: the answer names file, class and row, and comes soon and in little
 // memory.
+#include "damage_corpus.h"
 #include "file_probe.h"
 #include "stored_file.h"
 #include "temporary_folder.h"
@@ -235,15 +236,16 @@ TEST_F(hostile_Rows, TwoRowsOfOneIdentity) {
                     HasSubstr("model another: another")));
 }
 
-TEST_F(hostile_Rows, ATextOfAHundredMegabytes) {
-  probe_result const found = after("UPDATE class_ddr_Ddb SET description = printf('%.*c', 100000000, 'x')");
-  EXPECT_TRUE(found.contents.size() > 100000000 || !found.refusals.empty());
+TEST_F(hostile_Rows, AHugeText) {
+  make_small_database(path, 4096);
+  probe_result const found = after("UPDATE class_ddr_Ddb SET description = " + huge_text_sql());
+  EXPECT_TRUE(found.contents.size() > huge_text() || !found.refusals.empty());
 }
 
-TEST_F(hostile_Rows, AKeyOfAHundredMegabytes) {
-  probe_result const found =
-      after("UPDATE ddr_entry SET Key = printf('%.*c', 100000000, 'x') WHERE Key = 'Step-1'");
-  EXPECT_TRUE(found.contents.size() > 100000000 || !found.refusals.empty());
+TEST_F(hostile_Rows, AHugeKey) {
+  make_small_database(path, 4096);
+  probe_result const found = after("UPDATE ddr_entry SET Key = " + huge_text_sql() + " WHERE Key = 'Step-1'");
+  EXPECT_TRUE(found.contents.size() > huge_text() || !found.refusals.empty());
 }
 
 TEST_F(hostile_Rows, AValueThatIsMadeWhenItIsRead) {

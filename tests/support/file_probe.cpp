@@ -1,17 +1,21 @@
-// file_probe.cpp: opens, lists, checks, saves, and notes what was said.
+// file_probe.cpp: opens, lists, checks, upgrades, saves, and notes what was said.
 #include "file_probe.h"
 
 #include "database_test.h"
 
 #include "cls_MetadataRegistrar.h"
+#include "dbc_Conversion.h"
 #include "ddr_Check.h"
 #include "ddr_Library.h"
 #include "nex_Exception.h"
+#include "omu_Exceptions.h"
 #include "rfm_Table.h"
 #include "rom_Memento.h"
 #include "stored_file.h"
+#include "temporary_folder.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 
@@ -114,11 +118,19 @@ public:
     Try([&] { Root().CloseDdb(name); });
   }
 
+  void Upgrade(std::string const& newPath) {
+    result.contents = "refused";
+    Try([&] {
+      bool const isCurrent = dbc_Conversion::Run(cow_String(path), cow_String(newPath)).alreadyCurrent;
+      result.contents = isCurrent ? "current" : "made";
+    });
+  }
+
 private:
   static ddr_Root& Root() { return ddr_Root::Instance(); }
 
   void Refused(std::string const& text) {
-    if (text.find(path) == std::string::npos) {
+    if (text.find("'" + path + "'") == std::string::npos) {
       result.faults.push_back("a message that does not name the file: " + text);
     }
     result.refusals.push_back(text);
@@ -129,6 +141,8 @@ private:
     try {
       step();
       return true;
+    } catch (omu_ValueErrorException const& error) {
+      Refused("'" + path + "': " + error.what()); // such a text is the same for every value from anywhere
     } catch (nex_Exception const& error) {
       Refused(error.what());
     } catch (std::exception const& error) {
@@ -184,6 +198,15 @@ private:
   bool open = false;
 };
 
+std::vector<std::string> namesBeside(std::filesystem::path const& path) {
+  std::vector<std::string> names;
+  for (auto const& entry : std::filesystem::directory_iterator(path.parent_path())) {
+    names.push_back(entry.path().filename().string());
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
 } // namespace
 
 file_probe::file_probe() {
@@ -209,6 +232,29 @@ probe_result file_probe::look(std::string const& path) {
   }
   look.Check(ddr_CheckDepth::Quick);
   look.Check(ddr_CheckDepth::Deep);
+  return result;
+}
+
+probe_result file_probe::upgrade(std::string const& path) {
+  std::string const newPath =
+      path.substr(0, path.rfind('/') + 1) + "upgraded-" + path.substr(path.rfind('/') + 1);
+  std::string const bytesBefore = readFile(path);
+  std::vector<std::string> const namesBefore = namesBeside(path);
+  probe_result result;
+  Look(path, result).Upgrade(newPath);
+  if (result.contents == "made") {
+    probe_result const made = look(newPath);
+    result.contents = made.contents + stored_file(newPath).everything();
+    result.refusals = made.refusals;
+    result.faults.insert(result.faults.end(), made.faults.begin(), made.faults.end());
+    std::filesystem::remove(newPath);
+  }
+  if (readFile(path) != bytesBefore) {
+    result.faults.push_back("an upgrade changed the old file");
+  }
+  if (namesBeside(path) != namesBefore) {
+    result.faults.push_back("an upgrade left a file behind");
+  }
   return result;
 }
 

@@ -24,6 +24,10 @@ public:
   /// Opens a file for reading; lists its record, models, results, user data and messages; resolves and prints
   /// the shortcuts in it; checks it quickly and deeply. Changes nothing of it.
   probe_result look(std::string const& path);
+  /// Upgrades a file of an older release into another one beside it, which is looked over in turn. `contents`
+  /// is what the new file holds, down to each stored value; "refused" where none was made, "current" where
+  /// there is nothing to upgrade. It is a fault when the old file changes, or anything stays behind.
+  probe_result upgrade(std::string const& path);
   /// Opens a file for writing, changes something of each kind, saves and closes.
   probe_result change(std::string const& path);
 

@@ -1,3 +1,4 @@
+// layout_files.cpp: reads the texts of old layouts, and makes files of them.
 #include "layout_files.h"
 
 #include "stored_file.h"
@@ -14,6 +15,7 @@ std::string layout_sql(std::string const& name) {
   return readFile(std::string(UPGRADE_LAYOUTS) + "/" + name + ".sql");
 }
 
-void make_layout_file(std::string const& path, std::string const& name, std::string const& changes) {
-  make_stored_file(path, layout_sql(name) + changes);
+void make_layout_file(std::string const& path, std::string const& name, std::string const& changes,
+                      int pageSize) {
+  make_stored_file(path, "PRAGMA page_size = " + std::to_string(pageSize) + ";" + layout_sql(name) + changes);
 }

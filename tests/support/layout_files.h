@@ -10,4 +10,6 @@ std::vector<std::string> const& layout_names();
 std::string layout_sql(std::string const& name);
 /// Makes a file of a layout.
 /// @param changes SQL that is run on it afterwards
-void make_layout_file(std::string const& path, std::string const& name, std::string const& changes = "");
+/// @param pageSize [byte] a power of two from 512
+void make_layout_file(std::string const& path, std::string const& name, std::string const& changes = "",
+                      int pageSize = 4096);

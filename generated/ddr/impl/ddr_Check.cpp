@@ -393,7 +393,8 @@ private:
 
   void CheckBase(Place const& place, Class const& read, rfm_Row const& row) {
     if (row.FieldIsSet(baseField) && row.ReadFieldInt(baseField) >= 0) {
-      CheckTarget(place, "its base part", {read.entry.baseTypeId, row.ReadFieldInt(baseField)});
+      CheckTarget(place, [] { return std::string("its base part"); },
+                  {read.entry.baseTypeId, row.ReadFieldInt(baseField)});
     }
   }
 
@@ -424,9 +425,11 @@ private:
   }
 
   void CheckReference(Place const& place, rfm_Row const& row, Field const& field) {
-    std::string const what = "the reference '" + utl_Printable(field.attribute.name.View()) + "'";
+    auto const what = [&field] {
+      return "the reference '" + utl_Printable(field.attribute.name.View()) + "'";
+    };
     if (row.FieldIsSet(field.classId) != row.FieldIsSet(field.oid)) {
-      Add(place, what + " is only half set",
+      Add(place, what() + " is only half set",
           row.FieldIsSet(field.oid) ? "What it leads to cannot be read." : "It reads as empty.",
           restoreRemedy);
       return;
@@ -443,7 +446,7 @@ private:
                                    IsA(target.typeId, field.attribute.elementTypeId)
                              : IsHeaderFor(field.attribute, *Find(target.typeId));
     if (!isRight) {
-      Add(place, what + " leads to an object of the wrong class, " + Text(target),
+      Add(place, what() + " leads to an object of the wrong class, " + Text(target),
           "What it leads to cannot be read.", restoreRemedy);
     } else if (field.attribute.collection != 0) {
       NoteUse(place, what, target,
@@ -468,10 +471,11 @@ private:
   }
 
   /// Notes what a collection is used for. Two uses do not go together, not even while it is empty.
-  void NoteUse(Place const& holder, std::string const& what, Place const& header, Use const& use) {
+  template <class Description>
+  void NoteUse(Place const& holder, Description const& what, Place const& header, Use const& use) {
     std::set<Use>& found = uses[header];
     if (found.insert(use).second && found.size() > 1) {
-      Add(holder, what + " leads to a collection that serves another purpose, " + Text(header),
+      Add(holder, what() + " leads to a collection that serves another purpose, " + Text(header),
           "What one of the two puts into it, the other cannot read.", restoreRemedy);
     }
   }
@@ -498,15 +502,17 @@ private:
   }
 
   /// Checks that there is an object, and notes who holds it.
-  bool CheckTarget(Place const& holder, std::string const& what, Place const& target) {
+  /// @param what gives the words for what leads there; asked only when they are needed
+  template <class Description>
+  bool CheckTarget(Place const& holder, Description const& what, Place const& target) {
     if (Find(target.typeId) == nullptr) {
-      Add(holder, what + " names class " + std::to_string(target.typeId) + ", which the file does not list",
+      Add(holder, what() + " names class " + std::to_string(target.typeId) + ", which the file does not list",
           "What it leads to cannot be read.", restoreRemedy);
       return false;
     }
     if (!TableOf(target.typeId).RowExists(target.row)) {
       Add(holder,
-          what + " leads to row " + std::to_string(target.row) + " of " + NameOf(target.typeId) +
+          what() + " leads to row " + std::to_string(target.row) + " of " + NameOf(target.typeId) +
               ", which is not there",
           "What it leads to cannot be read.", restoreRemedy);
       return false;
@@ -541,26 +547,29 @@ private:
     rfm_EntryCursor walk = database.Entries().Scan(handle);
     while (walk.Next()) {
       ++result.rowsChecked;
-      std::string const entryText = isMap ? "the entry '" + utl_Printable(walk.Key()) + "'"
-                                          : "the entry at place " + std::to_string(walk.Position());
+      auto const entryText = [&walk, isMap] {
+        return isMap ? "the entry '" + utl_Printable(walk.Key()) + "'"
+                     : "the entry at place " + std::to_string(walk.Position());
+      };
       Place const target{walk.ClassId(), walk.Oid()};
       bool const isSet = target.typeId != 0 && target.row >= 0;
       bool const mustBeSet = isMap || isTyped;
       bool const isNew = !isMap || keys.emplace(walk.Key()).second;
       if (!isNew) {
-        Add(header, entryText + " is there twice", "Only one of the two can be reached.", restoreRemedy);
+        Add(header, entryText() + " is there twice", "Only one of the two can be reached.", restoreRemedy);
       }
       if (isMap && walk.Key().empty()) {
         CheckNameless(header, handle, walk.Position());
       }
       if (isAddOns && !isAddOn(walk.Key())) {
-        Add(header, entryText + ", '" + utl_Printable(walk.Key()) + "', is no add-on product of this release",
+        Add(header,
+            entryText() + ", '" + utl_Printable(walk.Key()) + "', is no add-on product of this release",
             "The database cannot be opened.", newerRemedy);
       }
       if (!isSet && mustBeSet) {
-        Add(header, entryText + " leads to no object", "It cannot be read.", restoreRemedy);
+        Add(header, entryText() + " leads to no object", "It cannot be read.", restoreRemedy);
       } else if (isSet && CheckTarget(header, entryText, target) && !IsOfAll(expected, target.typeId)) {
-        Add(header, entryText + " leads to an object of the wrong class, " + Text(target),
+        Add(header, entryText() + " leads to an object of the wrong class, " + Text(target),
             "It cannot be read.", restoreRemedy);
       }
     }

@@ -1,0 +1,216 @@
+// Old files made to do harm: an upgrade refuses them with words about the old file, its class and its row, or
+// makes a file that holds what the old one does.
+#include "damage_corpus.h"
+#include "file_probe.h"
+#include "layout_files.h"
+#include "stored_file.h"
+#include "temporary_folder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+using testing::AllOf;
+using testing::Contains;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+namespace {
+
+class hostile_Upgrade : public testing::Test {
+protected:
+  /// What comes of an upgrade of a layout that SQL has changed.
+  probe_result upgraded(std::string const& layout, std::string const& sql) {
+    make_layout_file(path, layout, sql, 512);
+    probe_result found = probe.upgrade(path);
+    EXPECT_THAT(found.faults, IsEmpty()) << layout << ": " << sql;
+    return found;
+  }
+  /// Expects that no file is made, with words about the old one.
+  void expectRefused(std::string const& layout, std::string const& sql, std::string const& className,
+                     std::string const& words) {
+    probe_result const found = upgraded(layout, sql);
+    EXPECT_EQ(found.contents, "refused") << layout << ": " << sql;
+    EXPECT_THAT(found.refusals,
+                Contains(AllOf(HasSubstr("'" + path + "'"), HasSubstr(className), HasSubstr(words))))
+        << layout << ": " << sql;
+  }
+
+  temporary_folder folder;
+  std::string path = folder.path("old.ddr");
+  file_probe probe;
+};
+
+class hostile_EachUpgrade : public hostile_Upgrade, public testing::WithParamInterface<std::string> {
+protected:
+  probe_result after(std::string const& sql) { return upgraded(GetParam(), sql); }
+  /// Upgrades after each of many changes. The layouts share them out unless all are asked for.
+  void afterEach(std::vector<std::string> const& changes) {
+    std::vector<std::string> const& names = layout_names();
+    auto const mine =
+        static_cast<std::size_t>(std::find(names.begin(), names.end(), GetParam()) - names.begin());
+    for (std::size_t number = 0; number < changes.size(); ++number) {
+      if (whole_corpus() || number % names.size() == mine) {
+        after(changes[number]);
+      }
+    }
+  }
+};
+
+INSTANTIATE_TEST_SUITE_P(Each, hostile_EachUpgrade, testing::ValuesIn(layout_names()),
+                         [](auto const& instance) { return instance.param; });
+
+TEST_P(hostile_EachUpgrade, TheSoundFileBecomesAFileThatReadsWithoutAWord) {
+  probe_result const found = after("");
+  EXPECT_THAT(found.refusals, IsEmpty());
+  EXPECT_THAT(found.contents, AllOf(HasSubstr("model Beam: Beam"), HasSubstr("result Static: "),
+                                    HasSubstr("user data Notes: ")));
+}
+
+TEST_P(hostile_EachUpgrade, ASoundOldFileIsNotDamaged) {
+  make_layout_file(path, GetParam(), "", 512);
+  probe_result const found = probe.look(path);
+  EXPECT_THAT(found.faults, IsEmpty());
+  EXPECT_THAT(found.refusals,
+              testing::SizeIs(GetParam() == "database_309" ? 1 : 0)); // its record cannot be read
+}
+
+TEST_P(hostile_EachUpgrade, NegativeAndHugeReferences) {
+  std::vector<std::string> changes;
+  for (char const* const row : {"-5", "4711", "2147483648", "9223372036854775807", "1.5", "'one'", "NULL"}) {
+    for (char const* const column : {"models#OID", "models#ClassID", "results#OID", "results#ClassID",
+                                     "userData#OID", "userData#ClassID"}) {
+      changes.push_back(std::string("UPDATE class_ddr_Ddb SET \"").append(column).append("\" = ") + row);
+    }
+  }
+  afterEach(changes);
+}
+
+TEST_P(hostile_EachUpgrade, NegativeAndHugeRowNumbers) {
+  for (char const* const table : {"class_ddr_Ddb", "class_ddr_Model", "class_cls_MapHeader"}) {
+    for (char const* const row :
+         {"-1", "2147483647", "4294967296", "9223372036854775807", "-9223372036854775808"}) {
+      probe_result const found = after(std::string("UPDATE ")
+                                           .append(table)
+                                           .append(R"( SET "row" = )")
+                                           .append(row)
+                                           .append(R"( WHERE "row" = 0)"));
+      EXPECT_EQ(found.contents, "refused") << table << " " << row;
+      EXPECT_THAT(found.refusals, Contains(AllOf(HasSubstr("'" + path + "', class '"),
+                                                 HasSubstr("row number that cannot be"))))
+          << table << " " << row;
+    }
+  }
+}
+
+TEST_P(hostile_EachUpgrade, NegativeAndHugeHandles) {
+  std::vector<std::string> changes;
+  for (char const* const handle : {"-1", "0", "2147483648", "9223372036854775807", "'x'", "1.5", "NULL"}) {
+    changes.push_back(std::string(R"(UPDATE class_cls_MapHeader SET "Target#Handle" = )").append(handle));
+  }
+  afterEach(changes);
+}
+
+TEST_P(hostile_EachUpgrade, NegativeAndHugeEntries) {
+  std::vector<std::string> changes;
+  for (char const* const number : {"-2", "2147483648", "9223372036854775807", "'x'", "1.5"}) {
+    for (char const* const column : {"OID", "ClassID", "position", "handle", "Key"}) {
+      for (char const* const collection : {"1", "(SELECT max(handle) FROM ddr_entry)"}) {
+        changes.push_back(std::string("UPDATE ddr_entry SET ").append(column).append(" = ").append(number) +
+                          " WHERE position = 0 AND handle = " + collection);
+      }
+    }
+  }
+  afterEach(changes);
+}
+
+TEST_P(hostile_EachUpgrade, NextHandleThatCannotBe) {
+  for (char const* const handle : {"-1", "9223372036854775807", "'x'", "1.5", "x'00'"}) {
+    probe_result const found = after(std::string("UPDATE ddr_header SET next_handle = ").append(handle));
+    EXPECT_EQ(found.contents, "refused") << handle;
+    EXPECT_THAT(found.refusals, Contains(HasSubstr("next collection handle in its header"))) << handle;
+  }
+}
+
+TEST_P(hostile_EachUpgrade, TextsWithZeroBytesAndTextsThatAreNotUtf8) {
+  std::vector<std::string> changes;
+  for (char const* const bytes : {"x'410042'", "x'41ff42'", "x'c0af'"}) {
+    std::string const text = std::string("CAST(").append(bytes).append(" AS TEXT)");
+    changes.push_back("UPDATE class_ddr_Model SET modelName = " + text);
+    changes.push_back("UPDATE class_ddr_Ddb SET description = " + text);
+    changes.push_back("UPDATE ddr_entry SET Key = " + text + " WHERE Key = 'Beam'");
+    changes.push_back("UPDATE ddr_header SET description = " + text);
+  }
+  afterEach(changes);
+}
+
+TEST_P(hostile_EachUpgrade, TableThatIsMissing) {
+  for (char const* const name : {"ddr_Ddb", "ddr_Model", "cls_MapHeader"}) {
+    probe_result const found = after(std::string("DROP TABLE class_").append(name));
+    EXPECT_EQ(found.contents, "refused") << name;
+    EXPECT_THAT(found.refusals, Contains(AllOf(HasSubstr("'" + path + "', class '" + name + "'"),
+                                               HasSubstr("table is missing"))));
+  }
+}
+
+TEST_P(hostile_EachUpgrade, ColumnOfAnotherType) {
+  after("UPDATE class_ddr_Ddb SET modifyTime = 'never', ddbVersion = 'none', name = 5");
+  after("UPDATE class_ddr_Ddb SET name = x'00', description = 1.5");
+}
+
+TEST_P(hostile_EachUpgrade, BaseClassesInACircle) {
+  after(R"(UPDATE ddr_class SET "Base Type Id" = (SELECT other."Type Id" FROM ddr_class
+    AS other WHERE other."row" = (ddr_class."row" + 1) % (SELECT count(*) FROM ddr_class)))");
+}
+
+TEST_P(hostile_EachUpgrade, ViewsAndTriggersAreNotRun) {
+  std::string const sound = after("").contents;
+  EXPECT_EQ(after("CREATE VIEW ddr_view AS WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n) "
+                  "SELECT i FROM n;"
+                  "CREATE TRIGGER gone AFTER INSERT ON ddr_entry BEGIN DELETE FROM ddr_entry; END;"
+                  "CREATE TRIGGER gone2 AFTER UPDATE ON class_ddr_Ddb BEGIN DELETE FROM ddr_entry; END;")
+                .contents,
+            sound);
+}
+
+TEST_P(hostile_EachUpgrade, AValueThatIsMadeWhenItIsRead) {
+  probe_result const found = after("ALTER TABLE class_ddr_Model ADD COLUMN more AS (zeroblob(250000000))");
+  EXPECT_EQ(found.contents, "refused");
+  EXPECT_THAT(found.refusals, Contains(HasSubstr("no plain table")));
+}
+
+TEST_F(hostile_Upgrade, AHugeText) {
+  make_layout_file(path, "database_818", "UPDATE class_ddr_Ddb SET description = " + huge_text_sql());
+  probe_result const found = probe.upgrade(path);
+  EXPECT_THAT(found.faults, IsEmpty());
+  EXPECT_GT(found.contents.size(), huge_text());
+}
+
+TEST_F(hostile_Upgrade, AnEntryThatRefersToNothingIsBlamedOnTheOldFile) {
+  expectRefused("model_401", "UPDATE ddr_entry SET OID = -2 WHERE handle = 12",
+                "class 'cls_MapHeader', row 6", "entry 0 of collection 12 refers to nothing that can be");
+}
+
+TEST_F(hostile_Upgrade, AnInstanceTableThatIsNotThereIsBlamedOnTheOldFile) {
+  expectRefused("model_401", R"(UPDATE class_ddr_Model SET "instanceTable#OID" = 4711)",
+                "class 'ddr_ExtensionTable', row 4711", "there is no such row");
+}
+
+TEST_F(hostile_Upgrade, AHeaderThatIsNotThereIsBlamedOnTheOldFile) {
+  expectRefused("model_401", R"(UPDATE class_ddr_ExtensionTable SET "map#OID" = 4711)",
+                "class 'cls_MapHeader', row 4711", "there is no such row");
+}
+
+TEST_F(hostile_Upgrade, AConnectorPropertyThatIsNotThereIsBlamedOnTheOldFile) {
+  expectRefused("model_401", "UPDATE ddr_entry SET OID = 4711 WHERE Key = 'weld'",
+                "class 'kprC_ConnectorProperty', row 4711", "there is no such row");
+}
+
+TEST_F(hostile_Upgrade, AClassThatIsNotListedIsBlamedOnTheOldFile) {
+  expectRefused("model_401",
+                R"(UPDATE ddr_class SET "Type Id" = 0x2ac0099 WHERE "Class Name" = 'kprC_ConnectorProperty')",
+                "", "is not in its class list");
+}
+
+} // namespace
