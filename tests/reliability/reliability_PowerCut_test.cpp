@@ -6,10 +6,13 @@
 
 namespace {
 
-/// How many of the workflows make random choices.
-int partsOfTheShare() {
-  return static_cast<int>(std::count_if(workflows().begin(), workflows().end(),
-                                        [](Workflow const& one) { return !one.isReading; }));
+/// The part of the random choices that a workflow gets.
+double partOf(Workflow const& workflow) {
+  int all = 0;
+  for (Workflow const& one : workflows()) {
+    all += one.weight();
+  }
+  return static_cast<double>(workflow.weight()) / all;
 }
 
 class Reliability_PowerCut : public reliability_test {
@@ -62,7 +65,7 @@ TEST_P(Reliability_PowerCut, LeavesAStateBeforeOrAfter) {
   // and other choices, as long as more are asked for
   std::vector<std::size_t> const uncertain = cut.uncertain();
   EXPECT_EQ(uncertain.empty(), GetParam().isReading);
-  while (!uncertain.empty() && share.goesOn(partsOfTheShare(), tried)) {
+  while (!uncertain.empty() && share.goesOn(partOf(GetParam()), tried)) {
     std::size_t const event = uncertain[random() % uncertain.size()];
     SCOPED_TRACE(numbered("power gone before event ", static_cast<long long>(event)) +
                  numbered(", seed ", static_cast<long long>(share.seed())));

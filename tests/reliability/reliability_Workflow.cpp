@@ -390,10 +390,12 @@ torture_share::torture_share() : start(std::chrono::steady_clock::now()) {
   chosenSeed = static_cast<std::uint64_t>(setting("DDR_TORTURE_SEED", 1));
 }
 
-bool torture_share::goesOn(int parts, long long done) const {
+bool torture_share::goesOn(double part, long long done) const {
   std::chrono::duration<double> const spent = std::chrono::steady_clock::now() - start;
-  bool const hasTime = spent.count() * parts < minutes * 60;
-  return images > 0 ? done * parts < images && (minutes == 0 || hasTime) : hasTime;
+  bool const hasTime = spent.count() < minutes * 60 * part;
+  return images > 0
+             ? static_cast<double>(done) < static_cast<double>(images) * part && (minutes == 0 || hasTime)
+             : hasTime;
 }
 
 reliability_test::reliability_test() : device(folder.path()) {

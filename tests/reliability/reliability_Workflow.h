@@ -39,6 +39,8 @@ struct Workflow {
   bool isReading = false;   ///< nothing is written
   std::string layout = {};  ///< of the file "old"
   int stride = 1;           ///< of the calls to the device, an ordinary run takes one in so many
+  /// Its part of the random choices, by how many there are.
+  int weight() const { return isReading ? 0 : savesRecord ? 4 : 1; }
 };
 
 std::vector<Workflow> const& workflows();
@@ -59,8 +61,9 @@ public:
     return isLong() || (number + static_cast<long long>(chosenSeed)) % stride == 0;
   }
   /// Whether to go on with random choices, in a test that gets a part of them.
+  /// @param part of all [0 to 1]
   /// @param done images that the test has tried
-  bool goesOn(int parts, long long done) const;
+  bool goesOn(double part, long long done) const;
 
 private:
   double minutes = 0;

@@ -149,9 +149,7 @@ std::vector<std::size_t> power_cut::uncertain() {
   std::vector<std::size_t> found;
   for (std::size_t event = 0; event <= events.size(); ++event) {
     goTo(event);
-    if (!loose.empty() || !looseNames.empty()) {
-      found.push_back(event);
-    }
+    found.insert(found.end(), loose.size() + looseNames.size(), event);
   }
   return found;
 }

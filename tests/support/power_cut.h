@@ -38,7 +38,8 @@ public:
   /// Calls for images of random choices. None when no choice is left.
   void some(std::size_t event, int count, std::mt19937_64& random,
             std::function<void(device_image const&)> const& use);
-  /// The events before which something is written that a device may lose.
+  /// The events before which something is written or named that a device may lose, each as often as there are
+  /// such things: who picks one by chance mostly gets one with many choices.
   std::vector<std::size_t> uncertain();
 
 private:
