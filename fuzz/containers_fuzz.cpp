@@ -2,38 +2,57 @@
 // changes.
 #include "fuzz_script.h"
 
+#include "atr_String.h"
+#include "cls_Map2Obj.h"
 #include "cow_1DArray.h"
 #include "cow_Btree.h"
+#include "cow_BtreeBuilder.h"
+#include "cow_BtreeDiff.h"
 #include "cow_BtreeIterator.h"
 #include "cow_COW.h"
+#include "cow_Erasure.h"
 #include "cow_Map.h"
+#include "cow_MapDiff.h"
 #include "cow_MapIterator.h"
-#include "ddr_Ddb.h"
+#include "mdl_Container.h"
+#include "mdl_MapString2Obj.h"
 
 #include <array>
 #include <map>
+#include <memory>
 #include <vector>
 
 namespace {
 
 constexpr unsigned copies = 3;
 constexpr unsigned longestKey = 6;
+constexpr int mostSteps = 40;
 
-cow_String takeKey(fuzz_script& script) {
-  std::string key(script.Bytes(script.Below(longestKey)));
-  return cow_String(key.substr(0, key.find('\0')));
-}
+/// A record that lives in memory only.
+struct Item {
+  explicit Item(int itsNumber) : number(itsNumber) {}
+  explicit Item(cls_ReadVisitor const&) { fuzz_fail("what is in no file is not read"); }
+  virtual ~Item() = default;
+  virtual Item* Copy() const { return new Item(*this); }
+  void DBWrite(cls_WriteVisitor const&) const { fuzz_fail("what is in no file is not written"); }
+  static unsigned TypeId() { return 0x2f0099; }
+  int number = 0;
+};
+
+struct ByteOrder {
+  static bool Less(std::string_view left, std::string_view right) { return left < right; }
+};
+
+/// The order that the host has chosen.
+struct ChosenOrder {
+  static bool Less(std::string_view left, std::string_view right) {
+    return atr_getNaturalOrder() != 0 ? strnatcmp(left, right) < 0 : left < right;
+  }
+};
 
 // ---- the faces that maps show to the script ----
 
-struct Item {
-  explicit Item(int itsNumber) : number(itsNumber) {}
-  virtual ~Item() = default;
-  virtual Item* Copy() const { return new Item(*this); }
-  int number;
-};
-
-struct TreeFace {
+struct TreeFace : ChosenOrder {
   cow_Btree<cow_String, int> tree;
   void Put(cow_String const& key, int value) {
     if (!tree.InsertUnlessMember(key, value)) {
@@ -47,134 +66,191 @@ struct TreeFace {
     return node == nullptr ? nullptr : &node->Value();
   }
   std::size_t Size() const { return tree.Count(); }
-  static bool Less(std::string const& left, std::string const& right) {
-    return cow_KeyOrder<cow_String>::Compare(cow_String(left), cow_String(right)) < 0;
-  }
+  cow_BtreeIterator<cow_String, int> Walk() const { return cow_BtreeIterator(tree); }
+  static int ValueOf(int value) { return value; }
   template <class Visit>
-  void Walk(Visit visit) const {
-    cow_BtreeIterator<cow_String, int> entry(tree);
-    for (entry.First(); !entry.AtEnd(); entry.Next()) {
-      visit(entry.Key(), entry.Value());
-    }
+  static void Diff(TreeFace const& before, TreeFace const& after, Visit visit) {
+    cow_btreeDiff(before.tree, after.tree, visit);
   }
 };
 
-struct MapFace {
+/// A tree that is built anew after each change, from its own entries.
+struct BuiltTreeFace : TreeFace {
+  void Put(cow_String const& key, int value) {
+    TreeFace::Put(key, value);
+    Rebuild();
+  }
+  bool Remove(cow_String const& key) {
+    bool const removed = TreeFace::Remove(key);
+    Rebuild();
+    return removed;
+  }
+  void Rebuild() {
+    cow_BtreeBuilder<cow_String, int> builder;
+    auto entry = Walk();
+    for (entry.First(); !entry.AtEnd(); entry.Next()) {
+      fuzz_require(builder.Append(entry.Key(), entry.Value()), "ascending keys make a tree");
+      fuzz_require(!builder.Append(entry.Key(), 0), "a key that does not ascend is refused");
+    }
+    tree = builder.Take();
+  }
+};
+
+struct MapFace : ByteOrder {
   cow_Map<cow_String, int> map;
   void Put(cow_String const& key, int value) { map.Insert(key, value); }
   bool Remove(cow_String const& key) { return map.Remove(key); }
   void Clear() { map.Clear(); }
   int const* Find(cow_String const& key) const { return map.ConstFind(key); }
   std::size_t Size() const { return static_cast<std::size_t>(map.Size()); }
-  static bool Less(std::string const& left, std::string const& right) { return left < right; }
+  cow_MapIterator<cow_String, int> Walk() const { return cow_MapIterator(map); }
+  static int ValueOf(int value) { return value; }
   template <class Visit>
-  void Walk(Visit visit) const {
-    cow_MapIterator<cow_String, int> entry(map);
-    for (entry.First(); !entry.AtEnd(); entry.Next()) {
-      visit(entry.Key(), entry.Value());
-    }
+  static void Diff(MapFace const& before, MapFace const& after, Visit visit) {
+    cow_mapDiff(before.map, after.map, visit);
   }
 };
 
-struct ContainerFace {
-  mdl_Container<cow_String, Item> container;
+/// What collections of records have in common.
+template <class Collection>
+struct RecordsFace {
+  Collection records;
   void Put(cow_String const& key, int value) {
-    if (container.IsMember(key)) {
-      container.Get(key).number = value;
+    if (records.IsMember(key) && value % 2 == 0) {
+      records.Get(key).number = value;
     } else {
-      container.Insert(key, Item(value));
+      records.Insert(key, Item(value));
     }
   }
-  bool Remove(cow_String const& key) { return container.Remove(key); }
-  void Clear() { container.Clear(); }
+  bool Remove(cow_String const& key) { return records.Remove(key); }
   int const* Find(cow_String const& key) const {
-    return container.IsMember(key) ? &container.ConstGet(key).number : nullptr;
+    return records.IsMember(key) ? &records.ConstGet(key).number : nullptr;
   }
-  std::size_t Size() const { return static_cast<std::size_t>(container.Size()); }
-  static bool Less(std::string const& left, std::string const& right) { return left < right; }
-  template <class Visit>
-  void Walk(Visit visit) const {
-    for (mdl_ContainerIter<cow_String, Item> entry(container); !entry.AtEnd(); entry.Next()) {
-      visit(entry.Key(), entry.Value().number);
-    }
-  }
+  std::size_t Size() const { return static_cast<std::size_t>(records.Size()); }
+  static int ValueOf(Item const& item) { return item.number; }
 };
 
-/// Models in memory; the number of one is in its name.
-struct ModelsFace {
-  ddr_ModelContainer models;
-  void Put(cow_String const& key, int value) {
-    models.Insert(key, ddr_Model("database", std::to_string(value)));
-    models.Get(key).SetDatabase(std::to_string(value));
-  }
-  bool Remove(cow_String const& key) { return models.Remove(key); }
-  void Clear() { models.Clear(); }
-  int const* Find(cow_String const& key) const {
-    if (!models.IsMember(key)) {
-      return nullptr;
-    }
-    found = std::stoi(models.ConstGet(key).GetDatabase().Text());
-    return &found;
-  }
-  std::size_t Size() const { return static_cast<std::size_t>(models.Size()); }
-  static bool Less(std::string const& left, std::string const& right) { return TreeFace::Less(left, right); }
-  template <class Visit>
-  void Walk(Visit visit) const {
-    cls_Map2ObjIter entry(models);
-    for (entry.First(); !entry.AtEnd(); entry.Next()) {
-      visit(entry.Key(), std::stoi(entry.Value().GetName().Text()));
-    }
-  }
-  mutable int found = 0;
+struct ContainerFace : ByteOrder, RecordsFace<mdl_Container<cow_String, Item>> {
+  void Clear() { records.Clear(); }
+  mdl_ContainerIter<cow_String, Item> Walk() const { return mdl_ContainerIter(records); }
 };
+
+struct NamedFace : ByteOrder, RecordsFace<mdl_MapString2Obj<Item>> {
+  void Clear() { records.GetMap().Clear(); }
+  mdl_MapString2ObjIT<Item> Walk() const { return mdl_MapString2ObjIT(records); }
+};
+
+struct KeyedFace : ChosenOrder,
+                   RecordsFace<cls_Map2Obj<cow_String, Item, cow_ArrayCOW<Item, cow_Virtual<Item>>>> {
+  void Clear() { records.Clear(); }
+  auto Walk() const { return cls_Map2ObjIter(records); }
+};
+
+// ---- maps ----
 
 template <class Face>
-void playMap(fuzz_script& script) {
+class MapPlay {
+public:
+  void Run(fuzz_script& script) {
+    for (int step = 0; step < mostSteps && !script.AtEnd(); ++step) {
+      unsigned const operation = script.Below(16);
+      unsigned const which = script.Below(copies);
+      std::string_view const bytes = script.Bytes(script.Below(longestKey));
+      std::string const key(bytes.substr(0, bytes.find('\0')));
+      if (operation < 13) {
+        Change(operation < 8, which, key, step);
+      } else if (operation < 15) {
+        CopyFrom(script.Below(copies), which);
+      } else {
+        Clear(which);
+      }
+    }
+    for (unsigned which = 0; which < copies; ++which) {
+      RequireSame(faces[which], models[which]);
+      RequireDiff(which, (which + 1) % copies);
+    }
+  }
+
+private:
   struct Order {
     bool operator()(std::string const& left, std::string const& right) const {
       return Face::Less(left, right);
     }
   };
-  std::array<Face, copies> faces;
-  std::array<std::map<std::string, int, Order>, copies> models;
-  for (int step = 0; !script.AtEnd(); ++step) {
-    unsigned const operation = script.Below(16);
-    unsigned const which = script.Below(copies);
-    cow_String const key = takeKey(script);
-    std::string const plainKey = key.Text();
+  using Model = std::map<std::string, int, Order>;
+
+  void Change(bool puts, unsigned which, std::string const& plainKey, int value) {
+    cow_String const key(plainKey);
     Face& face = faces[which];
-    auto& model = models[which];
-    if (operation < 8) {
-      face.Put(key, step);
-      model[plainKey] = step;
-    } else if (operation < 13) {
+    Model& model = models[which];
+    if (puts) {
+      face.Put(key, value);
+      model[plainKey] = value;
+    } else {
       fuzz_require(face.Remove(key) == (model.erase(plainKey) == 1),
                    "removing tells whether the key was there");
-    } else if (operation < 15) {
-      unsigned const other = script.Below(copies);
-      face = Face(faces[other]);
-      model = models[other];
-    } else {
-      face.Clear();
-      model.clear();
     }
     int const* const found = face.Find(key);
-    auto const expected = model.find(plainKey);
-    fuzz_require((found != nullptr) == (expected != model.end()), "a key is found where it was put");
-    fuzz_require(found == nullptr || *found == expected->second, "a key leads to what was put last");
+    fuzz_require(puts ? found != nullptr && *found == value : found == nullptr,
+                 "a key leads to what was put last");
   }
-  for (unsigned which = 0; which < copies; ++which) {
-    auto expected = models[which].begin();
-    fuzz_require(faces[which].Size() == models[which].size(), "the size is the number of keys");
-    faces[which].Walk([&](cow_String const& key, int value) {
-      fuzz_require(expected != models[which].end() && key == cow_String(expected->first) &&
-                       value == expected->second,
+
+  void CopyFrom(unsigned from, unsigned to) {
+    if (models[from].empty()) {
+      Clear(to); // a tree that an empty one is assigned to keeps its nodes, on purpose and for good
+    } else {
+      faces[to] = Face(faces[from]);
+      models[to] = models[from];
+    }
+  }
+
+  void Clear(unsigned which) {
+    faces[which].Clear();
+    models[which].clear();
+  }
+
+  static void RequireSame(Face const& face, Model const& model) {
+    fuzz_require(face.Size() == model.size(), "the size is the number of keys");
+    auto expected = model.begin();
+    auto entry = face.Walk();
+    for (entry.First(); !entry.AtEnd(); entry.Next(), ++expected) {
+      fuzz_require(expected != model.end() && entry.Key() == expected->first &&
+                       Face::ValueOf(entry.Value()) == expected->second,
                    "a walk meets every entry in order");
-      ++expected;
-    });
-    fuzz_require(expected == models[which].end(), "a walk ends behind the last entry");
+    }
+    fuzz_require(expected == model.end(), "a walk ends behind the last entry");
+    if constexpr (requires { entry.Prev(); }) {
+      for (entry.Last(); !entry.AtEnd(); entry.Prev()) {
+        fuzz_require(expected != model.begin() && entry.Key() == (--expected)->first,
+                     "a walk backwards meets every entry");
+      }
+      fuzz_require(expected == model.begin(), "a walk backwards ends before the first entry");
+    }
   }
-}
+
+  void RequireDiff(unsigned from, unsigned to) const {
+    if constexpr (requires { Face::Diff(faces[0], faces[0], [](auto const&...) {}); }) {
+      Model changed = models[from];
+      Face::Diff(faces[from], faces[to], [&](cow_String const& key, int const* before, int const* after) {
+        auto const known = changed.find(key.Text());
+        fuzz_require((before != nullptr) == (known != changed.end()) &&
+                         (before == nullptr || *before == known->second),
+                     "a difference tells what was there before");
+        if (after == nullptr) {
+          changed.erase(known);
+        } else {
+          changed[key.Text()] = *after;
+        }
+      });
+      fuzz_require(changed == models[to], "the differences lead from one map to the other");
+    }
+  }
+
+  std::array<Face, copies> faces;
+  std::array<Model, copies> models;
+};
+
+// ---- arrays and handles ----
 
 /// An array: items beyond the end stay until the array is emptied.
 struct PlainArray {
@@ -185,8 +261,8 @@ struct PlainArray {
 void playArray(fuzz_script& script) {
   std::array<cow_1DArray<int>, copies> arrays;
   std::array<PlainArray, copies> models;
-  for (int step = 1; !script.AtEnd(); ++step) {
-    unsigned const operation = script.Below(8);
+  for (int step = 1; step <= mostSteps && !script.AtEnd(); ++step) {
+    unsigned const operation = script.Below(9);
     unsigned const which = script.Below(copies);
     cow_1DArray<int>& array = arrays[which];
     PlainArray& model = models[which];
@@ -207,6 +283,9 @@ void playArray(fuzz_script& script) {
     } else if (operation == 6) {
       array = arrays[number % copies];
       model = PlainArray(models[number % copies]);
+    } else if (operation == 7) {
+      array.Swap(arrays[number % copies]);
+      std::swap(model, models[number % copies]);
     } else {
       std::vector<int> const items(number, step);
       array.SetFromArray(items.data(), static_cast<int>(number));
@@ -214,32 +293,61 @@ void playArray(fuzz_script& script) {
     }
   }
   for (unsigned which = 0; which < copies; ++which) {
-    fuzz_require(static_cast<std::size_t>(arrays[which].Size()) == models[which].size,
-                 "the size is what was set");
-    for (std::size_t index = 0; index < models[which].size; ++index) {
-      fuzz_require(arrays[which].ConstGet(static_cast<int>(index)) == models[which].items[index],
-                   "an item is what was put there last");
-    }
+    std::size_t const size = models[which].size;
+    fuzz_require(static_cast<std::size_t>(arrays[which].Size()) == size, "the size is what was set");
+    auto const items = arrays[which].GetCArray();
+    fuzz_require((items == nullptr) == (size == 0), "only an empty array has no items");
+    fuzz_require(std::equal(models[which].items.begin(),
+                            models[which].items.begin() + static_cast<std::ptrdiff_t>(size), items.get()),
+                 "an item is what was put there last");
   }
 }
 
-/// Handles: a value that is shared until it is written.
+/// Handles: a value that is shared until it is written. A shared pointer counts the same sharers.
 void playHandles(fuzz_script& script) {
-  std::vector<cow_COW<Item, cow_Virtual<Item>>> handles(copies, cow_COW<Item, cow_Virtual<Item>>(Item(0)));
-  std::array<int, copies> models{};
-  for (int step = 1; !script.AtEnd(); ++step) {
+  using Handle = cow_COW<Item, cow_Virtual<Item>>;
+  std::vector<Handle> handles;
+  std::array<std::shared_ptr<int>, copies> models;
+  for (std::shared_ptr<int>& model : models) {
+    model = std::make_shared<int>(0);
+    handles.emplace_back(Item(0));
+  }
+  for (int step = 1; step <= mostSteps && !script.AtEnd(); ++step) {
     unsigned const which = script.Below(copies);
     unsigned const other = script.Below(copies);
-    if (script.Below(2) == 0) {
+    switch (script.Below(5)) {
+    case 0:
       handles[which] = handles[other];
       models[which] = models[other];
-    } else {
+      break;
+    case 1: {
+      Handle moved(std::move(handles[other]));
+      handles[other] = handles[which];
+      handles[which] = std::move(moved);
+      std::swap(models[which], models[other]);
+      break;
+    }
+    case 2: {
+      cow_ErasedHandle* const erased = cow_eraseHandle(handles[other]);
+      handles[which] = cow_Erasure<Handle>::Restore(*erased);
+      cow_releaseErased<Item>(erased);
+      models[which] = models[other];
+      break;
+    }
+    case 3:
+      handles[which] = new Item(step);
+      models[which] = std::make_shared<int>(step);
+      break;
+    default:
       handles[which].Get().number = step;
-      models[which] = step;
+      models[which] = std::make_shared<int>(step);
+      break;
     }
     for (unsigned index = 0; index < copies; ++index) {
-      fuzz_require(handles[index].ConstGet().number == models[index],
+      fuzz_require(handles[index].ConstGet().number == *models[index],
                    "a handle reads what was written through it");
+      fuzz_require(handles[index].Count() == static_cast<unsigned>(models[index].use_count()),
+                   "a handle counts those who share its object");
     }
   }
 }
@@ -248,20 +356,27 @@ void playHandles(fuzz_script& script) {
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
   fuzz_script script(data, size);
-  switch (script.Below(6)) {
+  atr_setNaturalOrder(static_cast<int>(script.Below(2)));
+  switch (script.Below(8)) {
   case 0:
-    playMap<TreeFace>(script);
+    MapPlay<TreeFace>().Run(script);
     break;
   case 1:
-    playMap<MapFace>(script);
+    MapPlay<BuiltTreeFace>().Run(script);
     break;
   case 2:
-    playMap<ContainerFace>(script);
+    MapPlay<MapFace>().Run(script);
     break;
   case 3:
-    playMap<ModelsFace>(script);
+    MapPlay<ContainerFace>().Run(script);
     break;
   case 4:
+    MapPlay<NamedFace>().Run(script);
+    break;
+  case 5:
+    MapPlay<KeyedFace>().Run(script);
+    break;
+  case 6:
     playArray(script);
     break;
   default:
