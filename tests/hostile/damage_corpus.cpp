@@ -273,16 +273,6 @@ std::string corpus_result::text() const {
          std::to_string(slowest) + " s, memory " + std::to_string(memory / 1024) + " KiB";
 }
 
-void corpus_result::add(corpus_result const& further) {
-  looked += further.looked;
-  identical += further.identical;
-  noticed += further.noticed;
-  other += further.other;
-  slowest = std::max(slowest, further.slowest);
-  memory = std::max(memory, further.memory);
-  faults.insert(faults.end(), further.faults.begin(), further.faults.end());
-}
-
 corpus_result run_corpus(damage_family const& family, std::string const& sound, std::string const& folder,
                          corpus_settings const& settings) {
   std::mt19937 random(settings.seed);

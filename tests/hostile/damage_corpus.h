@@ -31,8 +31,6 @@ struct corpus_result {
   std::vector<std::string> faults;
 
   std::string text() const;
-  /// Counts further ones in.
-  void add(corpus_result const& further);
 };
 
 /// What is done with each damaged copy.

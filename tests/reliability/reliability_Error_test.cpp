@@ -1,6 +1,8 @@
 // The device fails: at every call to it, once, and from then on.
 #include "reliability_Workflow.h"
 
+#include "counts.h"
+
 #include <algorithm>
 #include <array>
 #include <cerrno>

@@ -1,6 +1,8 @@
 // The power goes: whatever part of the writes since the last syncs the device kept, the file is whole.
 #include "reliability_Workflow.h"
 
+#include "counts.h"
+
 #include <algorithm>
 #include <unordered_set>
 

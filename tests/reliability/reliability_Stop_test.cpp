@@ -2,6 +2,7 @@
 #include "reliability_Workflow.h"
 
 #include "child_process.h"
+#include "counts.h"
 
 #include <algorithm>
 #include <unordered_set>

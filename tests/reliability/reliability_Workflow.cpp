@@ -286,30 +286,6 @@ std::vector<Workflow> makeWorkflows() {
   return all;
 }
 
-/// What was tried, by subject and kind.
-class Counts : public testing::Environment {
-public:
-  void TearDown() override {
-    for (auto const& [subject, numbers] : bySubject) {
-      std::string text = subject + ":";
-      for (auto const& [what, number] : numbers) {
-        text += (text.back() == ':' ? " " : ", ") + std::to_string(number) + " " + what;
-      }
-      std::printf("%s\n", text.c_str());
-    }
-  }
-
-  std::map<std::string, std::vector<std::pair<std::string, long long>>> bySubject;
-};
-
-Counts& counts() {
-  static auto* const one = static_cast<Counts*>(testing::AddGlobalTestEnvironment(new Counts));
-  return *one;
-}
-
-// Environments are ended in the run only when they were known as it began.
-[[maybe_unused]] Counts& countsOfTheRun = counts();
-
 /// "#a934feae20" becomes "#3", the third identity in the text.
 std::string withNumberedIdentities(std::string const& text) {
   std::string numbered;
@@ -327,17 +303,6 @@ std::string withNumberedIdentities(std::string const& text) {
 }
 
 } // namespace
-
-void addToCount(std::string const& subject, std::string const& what, long long number) {
-  auto& numbers = counts().bySubject[subject];
-  auto const found =
-      std::find_if(numbers.begin(), numbers.end(), [&](auto const& one) { return one.first == what; });
-  if (found == numbers.end()) {
-    numbers.emplace_back(what, number);
-  } else {
-    found->second += number;
-  }
-}
 
 std::size_t numberOf(device_image const& image) {
   std::size_t number = 0;

@@ -72,9 +72,6 @@ private:
   std::chrono::steady_clock::time_point start;
 };
 
-/// What all tests of the run have tried, told at its end: "images: 300 tried, 200 distinct".
-void addToCount(std::string const& subject, std::string const& what, long long number);
-
 class reliability_test : public database_test, public testing::WithParamInterface<Workflow> {
 public:
   reliability_test();

@@ -1,5 +1,6 @@
 // Several processes on one file: nobody reads half a save, no save is lost, and a lock is told by name.
 #include "child_process.h"
+#include "counts.h"
 #include "ddr_Check.h"
 #include "long_run.h"
 #include "module_client.h"
@@ -253,7 +254,9 @@ TEST_F(ProcessesTest, NoReadIsTornAndNoSaveIsLost) {
     EXPECT_EQ(noteNumber(record, counterOf(writer)), saves.at(static_cast<std::size_t>(writer)));
   }
   EXPECT_EQ(ddr_check(cow_String(path.c_str()), ddr_CheckDepth::Deep).status, ddr_CheckStatus::Sound);
-  std::printf("%lld saves, %lld overtaken, %lld reads\n", allSaves, overtaken, reads.done);
+  addToCount("saves beside each other", "made", allSaves);
+  addToCount("saves beside each other", "overtaken", overtaken);
+  addToCount("saves beside each other", "read", reads.done);
 }
 
 TEST_F(ProcessesTest, ASaveOverTheSaveOfAnotherProcessIsRefused) {
@@ -310,7 +313,9 @@ TEST_F(ProcessesTest, WhatAKilledProcessSavedIsWholeForTheOthers) {
   if (kills >= manyKills) {
     EXPECT_GT(interrupted, 0) << "no kill met a save";
   }
-  std::printf("kills: %lld, %lld of them in the middle of a save, %lld saves\n", kills, interrupted, seen);
+  addToCount("kills", "done", kills);
+  addToCount("kills", "in the middle of a save", interrupted);
+  addToCount("kills", "saves made", seen);
 }
 
 TEST_F(ProcessesTest, ALockErrorNamesTheFileAndTheProcessThatHoldsIt) {

@@ -1,4 +1,5 @@
 // Many threads, each with a registry and files of its own, while the module starts and stops around them.
+#include "counts.h"
 #include "ddr_Check.h"
 #include "long_run.h"
 #include "module_client.h"
@@ -109,6 +110,7 @@ TEST_F(ThreadsTest, EachThreadFindsWhatItSavedWhileOthersStartStopAndEnd) {
     ++finished;
   });
   EXPECT_EQ(finished, threadCount);
+  addToCount("threads", "with a registry of their own", static_cast<long long>(lives()) * threadCount);
   EXPECT_EQ(thr_ThreadSingletonBase<ddr_Root>::SlotState().liveCount, 0U);
   EXPECT_EQ(openDescriptors(), descriptors);
 }

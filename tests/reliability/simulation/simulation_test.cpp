@@ -1,5 +1,6 @@
 // Random histories of hosts and files. DDR_SIMULATION_SEED=n plays one and prints it; DDR_SIMULATIONS=count
 // plays so many, from the seed DDR_TORTURE_SEED on.
+#include "counts.h"
 #include "long_run.h"
 #include "simulation.h"
 
@@ -30,6 +31,7 @@ TEST(Simulation, FilesAndRegistriesHoldWhatAPlainModelSays) {
   auto const count = static_cast<std::uint64_t>(setting("DDR_SIMULATIONS", daily));
   for (std::uint64_t seed = first; seed < first + count && !HasFailure(); ++seed) {
     play(seed);
+    addToCount("histories", "played", 1);
   }
 }
 
