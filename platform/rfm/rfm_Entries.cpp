@@ -25,6 +25,12 @@ void readTarget(rfm_DatabaseNode& database, sqlite3_stmt* statement, int column,
   oid = static_cast<int>(storedOid);
 }
 
+// SQLite refuses to look for a text that is longer than those it may read.
+bool canBeStored(rfm_Connection const& connection, std::string_view key) {
+  int const longest = sqlite3_limit(connection.Database(), SQLITE_LIMIT_LENGTH, -1);
+  return key.size() <= static_cast<std::size_t>(longest);
+}
+
 } // namespace
 
 // ---- the walk ----
@@ -45,11 +51,9 @@ rfm_EntryScan::~rfm_EntryScan() {
 // Called by the connection, which forgets the scan itself.
 void rfm_EntryScan::Stop() noexcept {
   running = false;
-  if (statement.IsReady()) {
-    sqlite3_reset(statement.Get());
-    if (database->idleEntryScans.size() < database->idleEntryScans.capacity()) {
-      database->idleEntryScans.push_back(std::move(statement));
-    }
+  sqlite3_reset(statement.Get());
+  if (database->idleEntryScans.size() < database->idleEntryScans.capacity()) {
+    database->idleEntryScans.push_back(std::move(statement));
   }
   statement.Finalize();
 }
@@ -142,6 +146,9 @@ rfm_EntryCursor rfm_Entries::Scan(std::int64_t handle) const {
 std::optional<rfm_Entry> rfm_Entries::Find(std::int64_t handle, std::string_view key) const {
   rfm_Connection& connection = database.Connection();
   rfm_ScopeGuard const scope(connection);
+  if (!canBeStored(connection, key)) {
+    return std::nullopt;
+  }
   if (connection.InTransaction() && database.entriesAppended) {
     database.WantEntryIndex(); // otherwise each look-up walks over what was appended
   }

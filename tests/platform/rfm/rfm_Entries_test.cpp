@@ -1,0 +1,79 @@
+// Tests of rfm_Entries at the ends of what can be stored, and without the index by key.
+#include "rfm_TestFiles.h"
+
+#include <gmock/gmock.h>
+#include <limits>
+#include <vector>
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace {
+
+struct EntriesTest : rfm_Test {
+  EntriesTest() { saveModels(database, {"a", "b"}); }
+  rfm_Database database = createFile(path);
+};
+
+TEST_F(EntriesTest, KeysAreFoundWithoutTheIndex) {
+  runSql(path, "DROP INDEX ddr_entry_key");
+  EXPECT_EQ(database.Entries().FindListed(1, "b")->oid, 1);
+  EXPECT_FALSE(database.Entries().FindListed(1, "c"));
+}
+
+TEST_F(EntriesTest, ManyWalksAtOnceAreIndependent) {
+  for (int round = 0; round < 2; ++round) {
+    std::vector<rfm_EntryCursor> cursors;
+    for (int number = 0; number < 5; ++number) {
+      cursors.push_back(database.Entries().Scan(1));
+      ASSERT_TRUE(cursors.back().Next());
+    }
+    for (rfm_EntryCursor& cursor : cursors) {
+      EXPECT_EQ(cursor.Key(), "a");
+      EXPECT_TRUE(cursor.Next());
+      EXPECT_EQ(cursor.Key(), "b");
+    }
+  }
+}
+
+TEST_F(EntriesTest, AClassBeyondAllTypeIdsIsDamage) {
+  runSql(path, "UPDATE ddr_entry SET ClassID = 4294967296 WHERE position = 1");
+  EXPECT_EQ(database.Entries().Find(1, "a")->classId, modelType);
+  EXPECT_THAT(
+      failureOf([&] { database.Entries().Find(1, "b"); }),
+      AllOf(StartsWith("Damaged: Database file '" + path + "'"), HasSubstr("entry 1 of collection 1")));
+}
+
+TEST_F(EntriesTest, ACollectionThatIsFullTakesNoMore) {
+  runSql(path, "UPDATE ddr_entry SET position = 2147483644 WHERE position = 1");
+  rfm_Transaction const transaction(database);
+  database.Entries().Append(1, "last", modelType, 0);
+  EXPECT_THAT(failureOf([&] { database.Entries().Append(1, "more", modelType, 0); }),
+              AllOf(StartsWith("Full: Database file '" + path + "'"), HasSubstr("no room for more entries")));
+  EXPECT_EQ(database.Entries().Count(1), 3);
+}
+
+TEST_F(EntriesTest, NoHandleFollowsTheLargest) {
+  rfm_Transaction const transaction(database);
+  database.NewHandle();
+  database.Entries().Append(std::numeric_limits<std::int64_t>::max(), "a", modelType, 0);
+  EXPECT_THAT(failureOf([&] { database.NewHandle(); }),
+              AllOf(StartsWith("Damaged: "), HasSubstr("next collection handle")));
+}
+
+TEST_F(EntriesTest, AKeyThatIsLongerThanTheFileIsNotThere) {
+  std::string const key(5 << 20, 'k');
+  EXPECT_FALSE(database.Entries().Find(1, key));
+  EXPECT_FALSE(database.Entries().FindListed(1, key));
+}
+
+TEST_F(EntriesTest, AKeyThatNoFileCanHoldIsRefused) {
+  std::string const key((256 << 20) + 1, 'k');
+  rfm_Transaction const transaction(database);
+  EXPECT_THAT(failureOf([&] { database.Entries().Update(1, key, modelType, 0); }),
+              AllOf(StartsWith("Other: Database file '" + path + "'"),
+                    HasSubstr("larger than a database file can hold")));
+}
+
+} // namespace
