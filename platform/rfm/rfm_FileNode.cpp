@@ -209,9 +209,6 @@ void rfm_FileNode::BeginCreating() {
       RefuseForErrno(errno, true);
     }
     std::string const last = lastPartOf(given);
-    if (last.empty() || last == "." || last == "..") {
-      Refuse(rfm_ErrorKind::Missing, "its folder does not exist", "Make the folder, or check the name");
-    }
     resolved = *folder == "/" ? "/" + last : *folder + "/" + last;
   }
   path = std::move(*resolved);

@@ -38,8 +38,8 @@ std::optional<Lock> parseLock(std::string const& line, struct stat const& file) 
   char colon = 0;
   words >> number >> kind >> advice >> access >> lock.process >> std::hex >> majorNumber >> colon >>
       minorNumber >> colon >> std::dec >> inode >> first >> last;
-  if (!words || kind != "POSIX" || lock.process <= 0 || majorNumber != major(file.st_dev) ||
-      minorNumber != minor(file.st_dev) || inode != file.st_ino || first > lastLockByte) {
+  if (!words || kind != "POSIX" || lock.process <= 0 || makedev(majorNumber, minorNumber) != file.st_dev ||
+      inode != file.st_ino || first > lastLockByte) {
     return std::nullopt;
   }
   lock.forWriting = access == "WRITE";

@@ -101,19 +101,16 @@ std::int64_t rfm_Row::ReadFieldHandle(rfm_FieldHandle const& field) const {
 
 cow_String rfm_Row::ReadFieldString(rfm_FieldHandle const& field) const {
   Value const& value = Get(field);
-  switch (value.type) {
-  case Value::Type::Null:
+  if (value.type == Value::Type::Null) {
     return {};
-  case Value::Type::Text:
-    return value.text;
-  case Value::Type::BadText:
-    Damaged(field, "a text that is not UTF-8 or holds a zero byte is stored there");
-  case Value::Type::Integer:
-  case Value::Type::Real:
-  case Value::Type::Blob:
-    break;
   }
-  Damaged(field, "a value that is not a text is stored there");
+  if (value.type == Value::Type::BadText) {
+    Damaged(field, "a text that is not UTF-8 or holds a zero byte is stored there");
+  }
+  if (value.type != Value::Type::Text) {
+    Damaged(field, "a value that is not a text is stored there");
+  }
+  return value.text;
 }
 
 double rfm_Row::ReadFieldDouble(rfm_FieldHandle const& field) const {
@@ -182,9 +179,9 @@ void rfm_Row::WriteFieldNull(rfm_FieldHandle const& field) {
 }
 
 void rfm_Row::CopyFieldsFrom(rfm_Row const& source) {
-  if (layout && layout == source.layout) {
+  if (layout == source.layout) {
     values = source.values;
-  } else if (layout) {
+  } else {
     for (std::size_t place = 0; place < values.size(); ++place) {
       if (Value const* const found = source.Find(rfm_FieldHandle(layout->columns[place]))) {
         values[place] = *found;

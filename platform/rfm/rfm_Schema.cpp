@@ -11,13 +11,13 @@ constexpr std::array<std::string_view, 11> refusedWords{"AS",      "CHECK",   "C
                                                         "DEFAULT", "FOREIGN", "GENERATED", "REFERENCES",
                                                         "SELECT",  "VIRTUAL", "WHERE"};
 
-char upper(char letter) {
-  return letter >= 'a' && letter <= 'z' ? static_cast<char>(letter - 'a' + 'A') : letter;
-}
-
 bool isWordLetter(char letter) {
   return (letter >= 'a' && letter <= 'z') || (letter >= 'A' && letter <= 'Z') ||
          (letter >= '0' && letter <= '9') || letter == '_';
+}
+
+char upper(char wordLetter) {
+  return wordLetter >= 'a' ? static_cast<char>(wordLetter - 'a' + 'A') : wordLetter;
 }
 
 // The end of a name in quotes that begins at a place; a doubled quote does not end it.

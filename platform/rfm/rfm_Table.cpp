@@ -184,10 +184,6 @@ rfm_TableNode::~rfm_TableNode() {
 // Called by the connection, which forgets the scan itself.
 void rfm_TableNode::Stop() noexcept {
   scanning = false;
-  if (!scan.IsReady()) {
-    scan.Finalize();
-    return;
-  }
   sqlite3_reset(scan.Get());
   if (shape->columnsRead && shape->idleScans.size() < shape->idleScans.capacity()) {
     shape->idleScans.push_back(std::move(scan));

@@ -80,34 +80,84 @@ TEST_F(DefencesTest, AMissingTableIsNamed) {
   }
 }
 
-// A table whose top page is made of links to one and the same page: with a few levels of such pages the rows
-// would never end.
-TEST_F(DefencesTest, PagesThatLeadToOnePageManyTimesAreDamage) {
-  runSql(path, "PRAGMA page_size = 512; VACUUM");
-  {
+TEST_F(DefencesTest, AnIndexOfAKeyIsLeftAlone) {
+  EXPECT_EQ(
+      readAfter("DROP INDEX \"class_ddr_Model#uid\"; ALTER TABLE class_ddr_Model RENAME TO kept;"
+                "CREATE TABLE class_ddr_Model(row INTEGER PRIMARY KEY, \"#uid\" BLOB UNIQUE, modelName);"
+                "INSERT INTO class_ddr_Model SELECT row, \"#uid\", modelName FROM kept"),
+      "nothing");
+}
+
+TEST_F(DefencesTest, ATableThatIsListedAsSomethingElseIsDamage) {
+  for (char const* const type : {"thing", "index", "view"}) {
+    EXPECT_THAT(readAfter("PRAGMA writable_schema = on; UPDATE sqlite_schema SET type = '" +
+                          std::string(type) + "' WHERE name = 'ddr_header'"),
+                AllOf(StartsWith("Damaged: Database file '" + path + "'"), HasSubstr("ddr_header")))
+        << type;
+  }
+}
+
+// A file with small pages whose tables have several levels, and what links its pages to each other.
+class PagesTest : public DefencesTest {
+protected:
+  static constexpr std::size_t pageSize = 512;
+  PagesTest() {
+    runSql(path, "PRAGMA page_size = 512; VACUUM");
     rfm_Database database = openFile(path, utl_FileAccess::Write);
     rfm_Transaction transaction(database);
     for (int number = 0; number < 2000; ++number) {
       database.Entries().Append(7, numbered("entry", number), modelType, 0);
     }
+    for (int number = 0; number < 300; ++number) {
+      addModel(database, numbered("model", number));
+    }
+    database.Entries().Clear(1);
     transaction.Commit();
   }
-  runSql(path, "DROP INDEX ddr_entry_key");
-  std::size_t const root =
-      std::stoul(runSql(path, "SELECT rootpage FROM sqlite_schema WHERE name = 'ddr_entry'"));
-  std::string bytes = readFile(path);
-  std::size_t const page = (root - 1) * 512;
-  ASSERT_EQ(bytes[page], 2) << "the table must have more than one level";
-  auto const number = [&](std::size_t place) {
-    return static_cast<std::size_t>(static_cast<unsigned char>(bytes[place]));
-  };
-  std::size_t const cells = number(page + 3) << 8U | number(page + 4);
-  std::string const first = bytes.substr(page + (number(page + 12) << 8U | number(page + 13)), 4);
-  for (std::size_t cell = 0; cell < cells; ++cell) {
-    std::size_t const pointer = page + 12 + 2 * cell;
-    bytes.replace(page + (number(pointer) << 8U | number(pointer + 1)), 4, first);
+  std::size_t number(std::size_t place, std::size_t size) const {
+    std::size_t value = 0;
+    for (std::size_t byte = 0; byte < size; ++byte) {
+      value = value << 8U | static_cast<unsigned char>(bytes[place + byte]);
+    }
+    return value;
   }
-  bytes.replace(page + 8, 4, first);
+  static std::string asBytes(std::size_t value) {
+    return {static_cast<char>(value >> 24U), static_cast<char>(value >> 16U), static_cast<char>(value >> 8U),
+            static_cast<char>(value)};
+  }
+  static std::size_t placeOf(std::size_t page) { return (page - 1) * pageSize; }
+  // Reads the file, and finds the top page of a table in it.
+  std::size_t topOf(std::string const& table) {
+    bytes = readFile(path);
+    std::string const root = runSql(path, "SELECT rootpage FROM sqlite_schema WHERE name = '" + table + "'");
+    EXPECT_LE(bytes[placeOf(std::stoul(root))], 5) << "the table must have more than one level";
+    return std::stoul(root);
+  }
+  std::size_t firstBelow(std::size_t page) const {
+    return number(placeOf(page) + number(placeOf(page) + 12, 2), 4);
+  }
+  // Makes all links of a page lead to one other page.
+  void lead(std::size_t page, std::size_t below) {
+    std::size_t const cells = number(placeOf(page) + 3, 2);
+    for (std::size_t cell = 0; cell < cells; ++cell) {
+      bytes.replace(placeOf(page) + number(placeOf(page) + 12 + 2 * cell, 2), 4, asBytes(below));
+    }
+    bytes.replace(placeOf(page) + 8, 4, asBytes(below));
+  }
+  // A new page at the end of the file that is like another.
+  std::size_t copyOf(std::size_t page) {
+    bytes += bytes.substr(placeOf(page), pageSize);
+    std::size_t const count = bytes.size() / pageSize;
+    bytes.replace(28, 4, asBytes(count)); // where the file says how many pages it has
+    return count;
+  }
+  std::string bytes;
+};
+
+// With a few levels of pages that are made of links to one and the same page, the rows would never end.
+TEST_F(PagesTest, PagesThatLeadToOnePageManyTimesAreDamage) {
+  std::size_t const top = topOf("ddr_entry");
+  lead(top, firstBelow(top));
   writeFile(path, bytes);
   rfm_Database database = openFile(path, utl_FileAccess::Read);
   std::string const failure = failureOf([&] {
@@ -116,6 +166,32 @@ TEST_F(DefencesTest, PagesThatLeadToOnePageManyTimesAreDamage) {
     }
   });
   EXPECT_THAT(failure, AllOf(StartsWith("Damaged: "), HasSubstr(path), HasSubstr("collection 7")));
+}
+
+TEST_F(PagesTest, RowsThatComeAgainAreDamage) {
+  std::size_t const top = topOf("class_ddr_Model");
+  lead(top, firstBelow(top));
+  writeFile(path, bytes);
+  EXPECT_THAT(failureOf([&] { contents(path); }),
+              AllOf(StartsWith("Damaged: Database file '" + path + "', class 'ddr_Model', row "),
+                    HasSubstr("its rows are not in order")));
+}
+
+TEST_F(PagesTest, AWalkThatWouldNeverEndIsStopped) {
+  runSql(path, "DROP INDEX ddr_entry_key"); // or it would be walked instead
+  std::size_t const top = topOf("ddr_entry");
+  std::size_t below = firstBelow(top);
+  for (int level = 0; level < 15; ++level) {
+    std::size_t const page = copyOf(top);
+    lead(page, below);
+    below = page;
+  }
+  lead(top, below);
+  writeFile(path, bytes);
+  rfm_Database const database = openFile(path, utl_FileAccess::Read);
+  EXPECT_THAT(failureOf([&] { database.Entries().Count(7); }),
+              AllOf(StartsWith("Damaged: Database file '" + path + "'"),
+                    HasSubstr("more work than a file of its size can")));
 }
 
 } // namespace

@@ -122,8 +122,16 @@ TEST_F(FileTest, ANewerFormatIsRefused) {
 }
 
 TEST_F(FileTest, AFormatVersionThatNeverWasIsRefused) {
-  patch(60, std::string(4, '\0'));
-  expectRefused("Damaged", "format version");
+  for (std::string const& version : {std::string(4, '\0'), std::string(4, '\xff')}) {
+    std::filesystem::remove(path);
+    patch(60, version);
+    expectRefused("Damaged", "format version");
+  }
+}
+
+TEST_F(FileTest, AFileThatOnlyReadersMustTreatOtherwiseIsRefused) {
+  patch(19, "\2");
+  expectRefused("Damaged", "journal mode");
 }
 
 TEST_F(FileTest, AFileInAnotherJournalModeIsRefusedWithoutSideFiles) {

@@ -1,0 +1,161 @@
+// Tests of rfm_Connection: what the answers of SQLite and of the device are told as.
+#include "rfm_Connection.h"
+#include "rfm_TestFiles.h"
+
+#include "fault_device.h"
+
+#include <cerrno>
+#include <filesystem>
+#include <gmock/gmock.h>
+#include <sqlite3.h>
+#include <unistd.h>
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace {
+
+struct Answer {
+  int result;
+  char const* kind;
+  char const* words;
+  char const* remedy;
+};
+
+TEST(rfm_Connection, EachAnswerOfSqliteIsToldWithItsRemedy) {
+  for (Answer const& answer : {
+           Answer{SQLITE_READONLY_DBMOVED, "Moved", "replaced, renamed or deleted", "open the file anew"},
+           Answer{SQLITE_READONLY_ROLLBACK, "Interrupted", "save was interrupted", "once for writing"},
+           Answer{SQLITE_READONLY_DIRECTORY, "NoPermission", "its folder cannot be written", "copy the file"},
+           Answer{SQLITE_READONLY_CANTINIT, "NoPermission", "its folder cannot be written", "copy the file"},
+           Answer{SQLITE_READONLY_CANTLOCK, "NoPermission", "its folder cannot be written", "copy the file"},
+           Answer{SQLITE_READONLY, "ReadOnly", "it cannot be written", "make the file writable"},
+           Answer{SQLITE_BUSY_RECOVERY, "Locked", "in use by another process", "Try again"},
+           Answer{SQLITE_BUSY_SNAPSHOT, "Locked", "in use by another process", "Try again"},
+           Answer{SQLITE_BUSY_TIMEOUT, "Locked", "in use by another process", "Try again"},
+           Answer{SQLITE_BUSY, "Locked", "in use by another process", "Try again"},
+           Answer{SQLITE_LOCKED, "Locked", "in use by another process", "Try again"},
+           Answer{SQLITE_CANTOPEN_FULLPATH, "Other", "its name cannot be used", "shorter name"},
+           Answer{SQLITE_CANTOPEN, "NoPermission", "cannot be opened", "Check the permissions"},
+           Answer{SQLITE_PERM, "NoPermission", "no permission", "Ask the owner"},
+           Answer{SQLITE_AUTH, "NoPermission", "no permission", "Ask the owner"},
+           Answer{SQLITE_FULL, "Full", "no space left", "Make room"},
+           Answer{SQLITE_IOERR_WRITE, "Full", "failed while writing", "Check the device"},
+           Answer{SQLITE_IOERR_FSYNC, "Full", "failed while writing", "Check the device"},
+           Answer{SQLITE_IOERR_DIR_FSYNC, "Full", "failed while writing", "Check the device"},
+           Answer{SQLITE_IOERR_TRUNCATE, "Full", "failed while writing", "Check the device"},
+           Answer{SQLITE_IOERR_DELETE, "Full", "failed while writing", "Check the device"},
+           Answer{SQLITE_IOERR_LOCK, "Locked", "it cannot be locked", "supports file locks"},
+           Answer{SQLITE_IOERR_RDLOCK, "Locked", "it cannot be locked", "supports file locks"},
+           Answer{SQLITE_IOERR_CHECKRESERVEDLOCK, "Locked", "it cannot be locked", "supports file locks"},
+           Answer{SQLITE_IOERR_NOMEM, "Other", "not enough memory", "Free some memory"},
+           Answer{SQLITE_NOMEM, "Other", "not enough memory", "Free some memory"},
+           Answer{SQLITE_IOERR_READ, "Other", "the device failed", "Check the device"},
+           Answer{SQLITE_NOTADB, "NotADatabase", "not a database", "Check the name"},
+           Answer{SQLITE_CORRUPT, "Damaged", "it is damaged", "Restore it"},
+           Answer{SQLITE_ERROR, "Damaged", "it is damaged", "Restore it"},
+           Answer{SQLITE_SCHEMA, "Damaged", "it is damaged", "Restore it"},
+           Answer{SQLITE_CONSTRAINT, "Damaged", "it is damaged", "Restore it"},
+           Answer{SQLITE_MISMATCH, "Damaged", "it is damaged", "Restore it"},
+           Answer{SQLITE_FORMAT, "Damaged", "it is damaged", "Restore it"},
+           Answer{SQLITE_TOOBIG, "Damaged", "it is damaged", "Restore it"}, // while reading
+           Answer{SQLITE_INTERRUPT, "Damaged", "more work than a file of its size", "Restore it"},
+           Answer{SQLITE_MISUSE, "Other", "it cannot be used", "open it anew"},
+       }) {
+    rfm_Connection connection{cow_String("shown.odb")};
+    EXPECT_THAT(failureOf([&] { connection.Fail(answer.result); }),
+                AllOf(StartsWith(std::string(answer.kind) + ": Database file 'shown.odb': "),
+                      HasSubstr(answer.words), HasSubstr(answer.remedy)))
+        << sqlite3_errstr(answer.result) << ' ' << answer.result;
+  }
+}
+
+TEST(rfm_Connection, OneThatIsClosedIsNotRead) {
+  rfm_Connection connection{cow_String("shown.odb")};
+  EXPECT_THAT(failureOf([&] { connection.EnterScope(); }),
+              AllOf(StartsWith("Other: "), HasSubstr("no longer open")));
+  EXPECT_THAT(failureOf([&] { connection.Begin(); }), HasSubstr("no longer open"));
+  EXPECT_EQ(connection.FileSize(), 0);
+}
+
+struct ConnectionTest : rfm_Test {
+  ConnectionTest() {
+    rfm_Database database = createFile(path);
+    saveModels(database, {"a", "b"});
+  }
+  // What opening a file for writing says when calls of a kind fail.
+  std::string openWith(device_fault const& fault) {
+    device.start(fault);
+    std::string failure = failureOf([&] { openFile(path, utl_FileAccess::Write); });
+    device.stop();
+    EXPECT_GT(device.faults(), 0);
+    return failure;
+  }
+  // What a save says when calls of a kind fail.
+  std::string saveWith(device_fault const& fault) {
+    rfm_Database database = openFile(path, utl_FileAccess::Write);
+    device.start(fault);
+    std::string failure = failureOf([&] { saveModels(database, {"c"}); });
+    device.stop();
+    EXPECT_GT(device.faults(), 0);
+    return failure;
+  }
+  static device_fault lasting(device_call call, int errorNumber) {
+    return {call, 1, device_fault::Effect::Error, errorNumber, true};
+  }
+  fault_device device{folder.path()};
+};
+
+TEST_F(ConnectionTest, AFileThatSqliteCannotOpenIsNamed) {
+  EXPECT_THAT(openWith(lasting(device_call::Open, EIO)),
+              AllOf(StartsWith("NoPermission: Database file '" + path + "'"), HasSubstr("cannot be opened")));
+}
+
+TEST_F(ConnectionTest, AFileThatTurnsOutToBeReadOnlyIsNotOpenedForWriting) {
+  EXPECT_THAT(openWith({device_call::Open, 1, device_fault::Effect::Error, EROFS, false}),
+              AllOf(StartsWith("ReadOnly: Database file '" + path + "'"), HasSubstr("it cannot be written")));
+}
+
+TEST_F(ConnectionTest, AFullDeviceIsToldWhateverItCallsItself) {
+  for (int const number : {EDQUOT, EFBIG, ENOSPC}) {
+    EXPECT_THAT(saveWith(lasting(device_call::Write, number)),
+                AllOf(StartsWith("Full: Database file '" + path + "'"), HasSubstr("no space left")))
+        << number;
+    EXPECT_EQ(contents(path), "a=0 b=1 | a b") << number;
+  }
+}
+
+TEST_F(ConnectionTest, AJournalThatFindsNoSpaceIsToldSo) {
+  EXPECT_THAT(saveWith(lasting(device_call::Open, ENOSPC)),
+              AllOf(StartsWith("Full: Database file '" + path + "'"), HasSubstr("no space left")));
+  EXPECT_EQ(contents(path), "a=0 b=1 | a b");
+}
+
+TEST_F(ConnectionTest, AFileThatWasDeletedIsNotWritten) {
+  rfm_Database database = openFile(path, utl_FileAccess::Write);
+  std::filesystem::remove(path);
+  EXPECT_THAT(failureOf([&] { saveModels(database, {"c"}); }),
+              AllOf(StartsWith("Moved: Database file '" + path + "'"), HasSubstr("nothing was changed")));
+}
+
+TEST_F(ConnectionTest, AFileThatWasEmptiedAndDeletedIsNotReadOn) {
+  rfm_Database database = openFile(path, utl_FileAccess::Write);
+  std::filesystem::resize_file(path, 0);
+  std::filesystem::remove(path);
+  EXPECT_THAT(failureOf([&] { contents(database); }),
+              AllOf(StartsWith("Moved: Database file '" + path + "'"), HasSubstr("deleted since")));
+}
+
+TEST_F(ConnectionTest, ADeletedFileThatTheDeviceDoesNotDeliverIsReadOnLater) {
+  rfm_Database database = openFile(path, utl_FileAccess::Write);
+  std::filesystem::remove(path);
+  device.start({device_call::Read, 1, device_fault::Effect::Error, EIO, false});
+  std::string const failure = failureOf([&] { contents(database); });
+  device.stop();
+  EXPECT_EQ(device.faults(), 1);
+  EXPECT_THAT(failure, AllOf(StartsWith("Other: Database file '" + path + "'"), HasSubstr("device failed")));
+  EXPECT_EQ(contents(database), "a=0 b=1 | a b");
+}
+
+} // namespace

@@ -1,0 +1,50 @@
+// Tests of rfm_Schema: which definitions of tables and indexes are plain.
+#include "rfm_Schema.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+constexpr int inTable = 2;
+constexpr int inIndex = 1;
+
+TEST(rfm_Schema, NamesAndTypesArePlain) {
+  for (char const* const sql :
+       {"CREATE TABLE t1(a, B2 INTEGER, c_3 TEXT NOT NULL)", "create table t(a, primary key(a))",
+        "CREATE TABLE t(a,\r\n\tb)", "CREATE TABLE t(a NUMERIC(10))", ""}) {
+    EXPECT_TRUE(rfm_isPlainDefinition(sql, inTable)) << sql;
+  }
+}
+
+TEST(rfm_Schema, NamesInQuotesMayHoldAnything) {
+  for (char const* const sql :
+       {"CREATE TABLE \"check {1} as\"(a)", "CREATE TABLE [select * from](a)", "CREATE TABLE `a;b`(a)",
+        "CREATE TABLE 'default'(a)", "CREATE TABLE \"one \"\" check\"(a)", "CREATE TABLE [one ] (a)",
+        "CREATE TABLE \"never closed: check"}) {
+    EXPECT_TRUE(rfm_isPlainDefinition(sql, inTable)) << sql;
+  }
+}
+
+TEST(rfm_Schema, WhatComputesOrChecksIsNotPlain) {
+  for (char const* const sql :
+       {"CREATE TABLE t(a CHECK (a))", "create table t(a default 1)", "CREATE TABLE t(a AS (b))",
+        "CREATE TABLE t(a Collate nocase)", "CREATE TABLE t AS SELECT 1", "CREATE VIRTUAL TABLE t USING m",
+        "CREATE TABLE t([a]DEFAULT 1)", "CREATE TABLE t(\"a\"\"\"CHECK(a))"}) {
+    EXPECT_FALSE(rfm_isPlainDefinition(sql, inTable)) << sql;
+  }
+}
+
+TEST(rfm_Schema, LettersThatNoPlainDefinitionHasAreRefused) {
+  for (char const* const sql : {"CREATE TABLE t(a{b)", "CREATE TABLE t(a) -- note", "CREATE TABLE t(a);",
+                                "CREATE TABLE t(a+b)", "CREATE TABLE t(\xc3\xa4)", "CREATE TABLE t(a@b)"}) {
+    EXPECT_FALSE(rfm_isPlainDefinition(sql, inTable)) << sql;
+  }
+}
+
+TEST(rfm_Schema, AnExpressionInAnIndexIsTooDeep) {
+  EXPECT_TRUE(rfm_isPlainDefinition("CREATE INDEX i ON t(a, b)", inIndex));
+  EXPECT_FALSE(rfm_isPlainDefinition("CREATE INDEX i ON t(abs(a))", inIndex));
+  EXPECT_FALSE(rfm_isPlainDefinition("CREATE TABLE t(a b((c)))", inTable));
+}
+
+} // namespace

@@ -1,0 +1,118 @@
+// Tests of rfm_Table: tables of odd layouts, and handles that outlive what they knew.
+#include "rfm_TestFiles.h"
+
+#include <array>
+#include <gmock/gmock.h>
+#include <vector>
+
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace {
+
+constexpr unsigned bareType = 77;
+
+struct TableTest : rfm_Test {
+  rfm_Database database = createFile(path);
+  std::array<int, 2> rows{-1, -1};
+
+  // A class with neither fields nor a base, with two objects.
+  rfm_Table makeBareTable() {
+    rfm_ClassEntry entry;
+    entry.name = "bare";
+    entry.typeId = bareType;
+    database.AddClass(entry);
+    rfm_Table table = database.TableForWriting(bareType);
+    for (int number = 0; number < 2; ++number) {
+      table.Row().SetUid(uidOf(number));
+      table.AppendRow();
+    }
+    return table;
+  }
+};
+
+TEST_F(TableTest, ARowWithoutFieldsTakesItsIdentityAlone) {
+  rfm_Transaction transaction(database);
+  rfm_Table table = makeBareTable();
+  table.ReadRow(0);
+  table.UpdateRow(-1);
+  EXPECT_EQ(table.FindUid(uidOf(0), rows.data(), 2), 1) << "nothing to write, nothing changed";
+  table.UpdateRow(1);
+  EXPECT_EQ(table.FindUid(uidOf(0), rows.data(), 2), 2);
+  EXPECT_EQ(table.FindUid(uidOf(1), rows.data(), 2), 0);
+  EXPECT_THAT(failureOf([&] { table.UpdateRow(2); }), HasSubstr("row 2: there is no such row"));
+}
+
+TEST_F(TableTest, ARowOfAClassWithoutATableIsNotUpdated) {
+  rfm_Transaction const transaction(database);
+  rfm_Table table = database.Table(modelType);
+  EXPECT_THAT(failureOf([&] { table.UpdateRow(0); }),
+              HasSubstr("class 'ddr_Model', row 0: there is no such row"));
+}
+
+TEST_F(TableTest, NoIdentityIsFoundWhereThereIsNone) {
+  EXPECT_EQ(database.Table(modelType).FindUid(uidOf(0), rows.data(), 2), 0) << "no table";
+  EXPECT_EQ(database.ClassList().FindUid(uidOf(0), rows.data(), 2), 0) << "no identities";
+  saveModels(database, {"a"});
+  EXPECT_EQ(database.Table(modelType).FindUid(uidOf(0), rows.data(), 0), 0) << "none asked for";
+  EXPECT_THAT(rows, ElementsAre(-1, -1));
+}
+
+TEST_F(TableTest, ManyWalksAtOnceAreIndependent) {
+  saveModels(database, {"a", "b"});
+  rfm_ReadScope const scope(database);
+  for (int round = 0; round < 2; ++round) {
+    std::vector<rfm_Table> tables;
+    for (int number = 0; number < 5; ++number) {
+      tables.push_back(database.Table(modelType));
+      tables.back().ReadRow(-1);
+    }
+    for (rfm_Table& table : tables) {
+      EXPECT_EQ(table.Row().ReadFieldString("modelName"), cow_String("a"));
+      EXPECT_EQ(table.ReadRow(-1).ReadFieldString("modelName"), cow_String("b"));
+    }
+  }
+}
+
+TEST_F(TableTest, ATableOfAHandleBeyondAllTypesIsEmpty) {
+  saveModels(database, {"a"});
+  EXPECT_EQ(database.TableOfHandle(modelType).Length(), 1);
+  EXPECT_EQ(database.TableOfHandle((std::int64_t{1} << 32) + modelType).Length(), 0);
+  EXPECT_EQ(database.TableOfHandle(-1).Length(), 0);
+}
+
+TEST_F(TableTest, ATableWithoutItsOwnColumnsIsDamage) {
+  saveModels(database, {"a"});
+  for (char const* const columns :
+       {"row INTEGER PRIMARY KEY", "\"#uid\" INTEGER PRIMARY KEY", "row, \"#uid\"",
+        "row PRIMARY KEY, \"#uid\"", "row TEXT PRIMARY KEY, \"#uid\""}) {
+    EXPECT_EQ(runSql(path, std::string("DROP TABLE class_ddr_Model; CREATE TABLE class_ddr_Model(") +
+                               columns + ", modelName)"),
+              "");
+    EXPECT_THAT(failureOf([&] { openFile(path, utl_FileAccess::Read).Table(modelType); }),
+                AllOf(StartsWith("Damaged: Database file '" + path + "', class 'ddr_Model'"),
+                      HasSubstr("lacks a column")))
+        << columns;
+  }
+}
+
+// Another connection makes the table, with a column that this one's class list does not tell of.
+TEST_F(TableTest, WhatWasPutIntoARowStaysWhenTheTableTurnsOutToHaveOtherColumns) {
+  rfm_Table table = database.Table(modelType);
+  table.Row().WriteFieldString("modelName", "kept");
+  {
+    rfm_Database other = openFile(path, utl_FileAccess::Write);
+    saveModels(other, {"a"});
+  }
+  runSql(path, "ALTER TABLE class_ddr_Model DROP COLUMN count; ALTER TABLE class_ddr_Model ADD COLUMN later");
+  rfm_Transaction transaction(database);
+  EXPECT_EQ(table.AppendRow(), 1);
+  EXPECT_TRUE(table.HasField("later"));
+  EXPECT_FALSE(table.HasField("count"));
+  transaction.Commit();
+  EXPECT_EQ(contents(path), "a=0 | a kept");
+}
+
+} // namespace
