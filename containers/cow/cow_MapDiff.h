@@ -10,8 +10,8 @@
 /// order.
 ///
 /// Shared branches are skipped whole, so the cost grows with the number of nodes that differ, not with the
-/// size of the maps. An entry whose node was copied but whose value is equal is visited too; an entry that
-/// only moved to another place is not, when it kept its node.
+/// size of the maps. An entry whose node was copied but whose value is equal is visited too, and so is one
+/// that only moved to another place, for its node was copied on the way.
 /// \param before unchanged meanwhile.
 /// \param after unchanged meanwhile.
 /// \param visit called as visit(K const& key, V const* before, V const* after); the value is null on the side
@@ -49,9 +49,7 @@ void cow_mapDiff(cow_Map<K, V> const& before, cow_Map<K, V> const& after, Visit&
                                            : cow_String::Compare((*left)->Key(), (*right)->Key());
     Node const* const removed = order <= 0 ? *left++ : nullptr;
     Node const* const added = order >= 0 ? *right++ : nullptr;
-    if (removed != added) {
-      visit((removed ? removed : added)->Key(), removed ? &removed->Value() : nullptr,
-            added ? &added->Value() : nullptr);
-    }
+    visit((removed ? removed : added)->Key(), removed ? &removed->Value() : nullptr,
+          added ? &added->Value() : nullptr);
   }
 }

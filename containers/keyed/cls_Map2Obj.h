@@ -330,9 +330,9 @@ void cls_Map2Obj<K, T, V>::Release(K const& key) const {
     return; // a copy uses the record, so memory would not shrink
   }
   *place = V();
-  // While a copy keeps the record, the stored state keeps it too: that tells that the copy has not changed
-  // it.
-  if (held != nullptr && held != place && !held->IsEmpty() && !held->IsShared()) {
+  // While a copy keeps the record, the stored state, which has it too, keeps it: that tells that the copy has
+  // not changed it.
+  if (held != nullptr && held != place && !held->IsShared()) {
     *held = V();
   }
   loader->DropCached(key);

@@ -265,7 +265,7 @@ void rom_MapAgent::TakenBack() noexcept {
   ForgetPass();
   hasPending = false;
   pendingState.reset();
-  if (std::exchange(bornInPass, false) && store != nullptr) {
+  if (std::exchange(bornInPass, false)) {
     store->DropAgent(*this);
     born = false;
     header = rom_RowId();

@@ -56,7 +56,7 @@ public:
   /// @param ofFork set when the collection belongs to an object that got a row beside another of its identity
   void BeginReplacing(bool newHeader, std::shared_ptr<rom_Fork> ofFork);
 
-  // The pass that the agent takes part in ends.
+  // The pass that the agent takes part in ends; the store lives longer.
   void Committed();
   void TakenBack() noexcept;
   /// The store dies.

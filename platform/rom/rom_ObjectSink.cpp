@@ -73,7 +73,7 @@ std::unique_ptr<rom_ObjectSink> rom_ObjectSink::Entry(rom_WritePass& pass, rom_M
 }
 
 rom_ObjectSink::~rom_ObjectSink() {
-  if (row != nullptr && target != Target::BasePart) {
+  if (row != nullptr) {
     row->complete = true;
     if (std::uncaught_exceptions() > exceptionsAtStart) {
       pass.MarkFailed(); // whoever catches the exception must not save half an object
@@ -102,20 +102,13 @@ void rom_ObjectSink::Begin(unsigned typeId, cls_Uid const& uid, rom_RowId id, bo
 }
 
 void rom_ObjectSink::SetReference(rom_RowId id) {
-  switch (target) {
-  case Target::Field:
+  if (target == Target::Field) {
     owner->Set(withSuffix(ownerField, "#ClassID"), static_cast<std::int64_t>(id.classId));
     owner->Set(withSuffix(ownerField, "#OID"), static_cast<std::int64_t>(id.row));
-    break;
-  case Target::Entry:
+  } else if (target == Target::Entry) {
     agent->SetEntry(key, id);
-    break;
-  case Target::Element:
+  } else { // nothing else refers to an object
     list->elements[element].id = id;
-    break;
-  case Target::Top:
-  case Target::BasePart:
-    break;
   }
 }
 
@@ -345,22 +338,21 @@ std::unique_ptr<cls_RowSink> rom_ObjectSink::BasePart(unsigned) {
 }
 
 std::int64_t rom_ObjectSink::HeaderHandle() {
+  if (handle) {
+    return *handle;
+  }
   if (!row->isNew) {
     rfm_Table table = store.database.Table(row->id.classId);
     rfm_Row const& stored = table.ReadRow(row->id.row);
     rfm_FieldHandle const field("Target#Handle");
     if (stored.FieldIsSet(field)) {
-      return stored.ReadFieldHandle(field);
+      handle = stored.ReadFieldHandle(field);
+      return *handle;
     }
   }
-  for (auto const& [name, value] : row->fields) {
-    if (name == cow_String("Target#Handle")) {
-      return std::get<std::int64_t>(value);
-    }
-  }
-  std::int64_t const handle = store.database.NewHandle();
-  row->Set("Target#Handle", handle);
-  return handle;
+  handle = store.database.NewHandle();
+  row->Set("Target#Handle", *handle);
+  return *handle;
 }
 
 cls_AgentHandle rom_ObjectSink::Collection() {

@@ -5,6 +5,7 @@
 #include "rom_WritePass.h"
 
 #include <memory>
+#include <optional>
 
 /// Which rows an object that got a row of its own, beside another of the same identity, shares with nobody
 /// else.
@@ -64,5 +65,6 @@ private:
   std::size_t element = 0;
   std::shared_ptr<rom_Fork> fork;
   int exceptionsAtStart;
-  rom_PendingRow* row = nullptr; // null before Start and after a refused one
+  rom_PendingRow* row = nullptr;      // null before Start, after a refused one, and of a base part
+  std::optional<std::int64_t> handle; // of the collection whose header this is, once it was asked for
 };

@@ -200,9 +200,9 @@ private:
     return found == classes.end() ? nullptr : &found->second;
   }
 
+  /// @param typeId of a class in the file
   std::string NameOf(unsigned typeId) const {
-    Class const* const found = Find(typeId);
-    return "class '" + (found ? utl_Printable(found->entry.name.View()) : std::to_string(typeId)) + "'";
+    return "class '" + utl_Printable(classes.at(typeId).entry.name.View()) + "'";
   }
   /// "class 'ddr_Model', row 3"
   std::string Text(Place const& place) const {
@@ -364,11 +364,10 @@ private:
     return table.NextRow();
   }
 
+  /// @param place a row of a class in the file
   void CheckRow(Place const& place) {
-    Class const* const found = Find(place.typeId);
-    if (found != nullptr) {
-      Try(place, objectIsLost, [&] { CheckValues(*found, TableOf(place.typeId).ReadRow(place.row)); });
-    }
+    Try(place, objectIsLost,
+        [&] { CheckValues(classes.at(place.typeId), TableOf(place.typeId).ReadRow(place.row)); });
   }
 
   void CheckValues(Class const& read, rfm_Row const& row) {
@@ -521,7 +520,7 @@ private:
     return true;
   }
 
-  /// The header of a collection.
+  /// The header of a collection. No header is checked twice.
   void CheckHeader(Place const& place, rfm_Row const& row) {
     if (!row.FieldIsSet(handleField)) {
       Add(place, "the collection has no entries of its own", "It cannot be read.", restoreRemedy);
@@ -529,7 +528,7 @@ private:
     }
     Try(place, "The collection cannot be read.", [&] {
       auto const [owner, isFirst] = headers.emplace(row.ReadFieldHandle(handleField), place);
-      if (!isFirst && owner->second != place) {
+      if (!isFirst) {
         Add(place, "it shares its entries with another collection (" + Text(owner->second) + ")",
             "A change of one changes the other.", restoreRemedy);
       }

@@ -29,14 +29,11 @@ constexpr char const* databaseName = "D0";
 }
 
 /// Takes back the beginning of a character that a text of fixed length has no room to finish.
+/// @param text longer than a character
 void blankCutCharacter(std::string& text) {
   std::size_t start = text.size();
-  while (start > 0 && text.size() - start < 4 &&
-         (static_cast<unsigned char>(text[start - 1]) & 0xC0U) == 0x80U) {
+  while (text.size() - start < 4 && (static_cast<unsigned char>(text[start - 1]) & 0xC0U) == 0x80U) {
     --start;
-  }
-  if (start == 0) {
-    return;
   }
   auto const lead = static_cast<unsigned char>(text[start - 1]);
   std::size_t const length = lead >= 0xF0U ? 4 : lead >= 0xE0U ? 3 : lead >= 0xC0U ? 2 : 1;
@@ -181,8 +178,7 @@ cow_String const& ddr_Root::OpenAgain(rfm_File const& file) {
            169);
   }
   cow_String const& name = GetPersistentName(file.FileName());
-  OpenRecord const* const opened = openRecords.ConstFind(name);
-  OpenRecord again = opened == nullptr ? OpenRecord{0, true} : *opened;
+  OpenRecord again = *openRecords.ConstFind(name); // Register made it with the file's name
   if (!again.readOnly && !file.ReadOnly()) {
     refuse("Two applications opening the same file for write is not allowed.", 177);
   }

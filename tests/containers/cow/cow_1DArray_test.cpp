@@ -262,4 +262,15 @@ TEST_F(Array1D, RandomWritesToSharersMatchVectors) {
   }
 }
 
+TEST_F(Array1D, AWalkStaysAtItsEnd) {
+  Array array(2);
+  cow_1DArrayIter<Tracked> item(array);
+  for (int step = 0; step < 5; ++step) {
+    item.Next();
+  }
+  EXPECT_TRUE(item.AtEnd());
+  item.First();
+  EXPECT_FALSE(item.AtEnd());
+}
+
 } // namespace

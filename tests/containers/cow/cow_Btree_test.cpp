@@ -389,6 +389,9 @@ TEST(PathStack, KeepsItsEntriesWhenItOutgrowsItself) {
   EXPECT_EQ(copy.Size(), 100U);
   EXPECT_EQ(copy.Top(), 99);
   stack = copy;
+  cow_PathStack<int, 2> const& same = stack;
+  stack = same;
+  EXPECT_EQ(stack.Size(), 100U);
   EXPECT_EQ(stack[50], 50);
 }
 

@@ -202,6 +202,7 @@ TEST_F(Handles, AMovedFromHandleCanBeCopiedAssignedAndFilled) {
   ArrayHandle const second(std::move(first));
   EXPECT_EQ(second.Count(), 1U);
   EXPECT_EQ(first.Count(), 0U); // NOLINT(bugprone-use-after-move)
+  EXPECT_FALSE(first.IsShared());
   ArrayHandle third(first);
   EXPECT_TRUE(third.IsEmpty());
   third = new Tracked(6);

@@ -132,6 +132,16 @@ TEST(Map, AnIteratorWalksTheMapAsItWas) {
   EXPECT_EQ(walk, "a1b2c3");
 }
 
+TEST(Map, OnlyANodeIsShared) {
+  Map const empty;
+  Map const copyOfNothing(empty);
+  EXPECT_FALSE(empty.RootLink().IsShared());
+  Map const map = mapOf({"a"});
+  EXPECT_FALSE(map.RootLink().IsShared());
+  Map const copy(map);
+  EXPECT_TRUE(map.RootLink().IsShared());
+}
+
 TEST(Map, AnIteratorOfAnEmptyMapIsAtTheEnd) {
   Map const map;
   cow_MapIterator<cow_String, int> entry(map);

@@ -1,6 +1,8 @@
 // cls_Map2Obj against an agent that writes down what is asked of it.
 #include "cls_Map2Obj.h"
 
+#include "atr_String.h"
+
 #include <gtest/gtest.h>
 #include <map>
 #include <stdexcept>
@@ -535,6 +537,71 @@ TEST_P(cls_Map2Obj_, LettingGoLoadsEverythingAndTakesANewIdentity) {
   EXPECT_FALSE(map.IsBound());
   EXPECT_TRUE(map.IsChanged());
   EXPECT_FALSE(map.Uid() == before);
+}
+
+TEST_P(cls_Map2Obj_, AMapInMemoryBelongsToNoStore) {
+  EXPECT_TRUE(Map().BelongsTo(nullptr));
+  EXPECT_FALSE(Map().BelongsTo(&store));
+  EXPECT_TRUE(bound().BelongsTo(&store));
+  EXPECT_FALSE(bound().BelongsTo(nullptr));
+}
+
+TEST_P(cls_Map2Obj_, AssignedToItselfKeepsWhatItHolds) {
+  Map map = bound();
+  map.Get("b").text = "B2";
+  Map const& same = map;
+  map = same;
+  EXPECT_EQ(contents(map), "a b=B2 c ");
+  EXPECT_TRUE(map.IsBound());
+}
+
+TEST_P(cls_Map2Obj_, ClearingInMemoryAsksNobody) {
+  Map map;
+  map.Insert("a", Record("A"));
+  map.Clear();
+  EXPECT_EQ(map.Size(), 0);
+  EXPECT_TRUE(map.IsChanged());
+}
+
+TEST_P(cls_Map2Obj_, LettingGoInMemoryTakesANewIdentityToo) {
+  Map map;
+  map.Insert("a", Record("A"));
+  cls_Uid const before = map.Uid();
+  map.LetGoOfStore();
+  EXPECT_EQ(contents(map), "a=A ");
+  EXPECT_FALSE(map.Uid() == before);
+}
+
+TEST_P(cls_Map2Obj_, NothingIsLostWhereTheOrderOfKeysWasChanged) {
+  int const before = atr_getNaturalOrder();
+  atr_setNaturalOrder(0);
+  Map map;
+  for (char const* key : {"x1", "x10", "x2", "x20"}) {
+    map.Insert(key, Record(key));
+  }
+  atr_setNaturalOrder(1);
+  map.LetGoOfStore();
+  EXPECT_EQ(contents(map), "x1=x1 x2=x2 x10=x10 x20=x20 ");
+  atr_setNaturalOrder(before);
+}
+
+TEST_P(cls_Map2Obj_, ARecordThatIsGoneFromTheStoreIsAnAccessError) {
+  Map const map = bound();
+  store.rows.clear();
+  EXPECT_THROW(map.ConstGet("a"), omu_AccessErrorException);
+  EXPECT_EQ(contents(map), "a b c ");
+}
+
+TEST_P(cls_Map2Obj_, AnAdjustedRecordIsWrittenWhereItWasChangedBefore) {
+  Map map = bound();
+  map.Get("a").text = "A2";
+  map.AdjustUnstored(
+      [](Record const&) { return true; },
+      [](Record& record) { record.text = cow_String((record.text.Text() + std::string("!")).c_str()); });
+  EXPECT_EQ(contents(map), "a=A2! b=B! c=C! ");
+  map.Flush();
+  EXPECT_EQ(*store.Find("a"), "A2!");
+  EXPECT_EQ(*store.Find("b"), "B");
 }
 
 TEST_P(cls_Map2Obj_, IteratorWalksBothWaysAndLoadsOnValue) {

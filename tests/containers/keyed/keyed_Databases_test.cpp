@@ -199,6 +199,46 @@ TEST_F(keyed_Databases, ReleaseInOneCopyDoesNotMakeAnotherCopyWriteMore) {
   EXPECT_EQ(noteOf(record(name).models.ConstGet("X-7")), "changed/changed");
 }
 
+// The file could not give it again.
+TEST_F(keyed_Databases, ReleaseKeepsARecordThatTheFileHasNoMore) {
+  cow_String const name = filled("a", 4);
+  ddr_DdbContainer const older = root().Fetch();
+  ddr_ModelContainer const& models = older.ConstGet(name).models;
+  for (char const* key : {"X-1", "X-2"}) {
+    models.ConstGet(key);
+  }
+  edit(name, [](ddr_Ddb& record) { record.models.Remove("X-1"); });
+  save(name);
+  for (char const* key : {"X-1", "X-2"}) {
+    models.Release(key);
+  }
+  EXPECT_FALSE(models.ConstTree().ConstFind("X-1")->Value().IsEmpty());
+  EXPECT_TRUE(models.ConstTree().ConstFind("X-2")->Value().IsEmpty());
+}
+
+TEST_F(keyed_Databases, RecordThatAnotherCopyKeepsIsNotReadAgain) {
+  cow_String const name = filled("a", 4);
+  contents(name);
+  ddr_ModelContainer first = record(name).models;
+  first.Insert("first", ddr_Model());
+  ddr_ModelContainer second = first;
+  second.Insert("second", ddr_Model());
+  cow_String const key = first.ConstTree().RootNode()->Key(); // its node is each copy's own
+  first.Release(key);
+  ASSERT_TRUE(first.ConstTree().RootNode()->Value().IsEmpty());
+  ddr_Model const* const kept = second.ConstFind(key);
+  EXPECT_EQ(rowsReadBy(name, [&] { EXPECT_EQ(first.ConstFind(key), kept); }), 0U);
+}
+
+TEST_F(keyed_Databases, CopyFindsARecordThatAnotherCopySaved) {
+  cow_String const name = filled("a", 2);
+  ddr_DdbContainer const older = root().Fetch();
+  writeModel(name, "new", "note");
+  save(name);
+  EXPECT_EQ(noteOf(older.ConstGet(name).models.ConstGet("new")), "note/note");
+  EXPECT_THROW(older.ConstGet(name).models.ConstGet("unknown"), omu_AccessErrorException);
+}
+
 TEST_F(keyed_Databases, CopyMadeBeforeAChangeDoesNotSeeIt) {
   cow_String const name = filled("a", 2);
   ddr_DdbContainer const before = root().Fetch();

@@ -2,6 +2,7 @@
 #include "ddr_Forward.h"
 #include "ddr_Result.h"
 #include "mdl_Container.h"
+#include "nex_Exception.h"
 
 #include <gtest/gtest.h>
 #include <string>
@@ -19,6 +20,12 @@ TEST(mdl_Container, InsertCopiesAReferenceAndAdoptsAPointer) {
   EXPECT_NE(&container.ConstGet("copied"), &given);
   EXPECT_EQ(&container.ConstGet("adopted"), adopted);
   EXPECT_EQ(container.Size(), 2);
+}
+
+TEST(mdl_Container, NoObjectIsRefused) {
+  Container container;
+  EXPECT_THROW(container.Insert("a", static_cast<ddr_Result*>(nullptr)), nex_AssertException);
+  EXPECT_FALSE(container.IsMember("a"));
 }
 
 TEST(mdl_Container, InsertReplaces) {

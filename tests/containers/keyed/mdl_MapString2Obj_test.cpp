@@ -2,6 +2,7 @@
 #include "ddr_Forward.h"
 #include "ddr_Result.h"
 #include "mdl_MapString2Obj.h"
+#include "recording_rows.h"
 
 #include <gtest/gtest.h>
 #include <string>
@@ -25,6 +26,17 @@ TEST(mdl_MapString2Obj, InsertingTwiceKeepsTheSecond) {
   EXPECT_TRUE(results.Insert("R", second));
   EXPECT_EQ(results.Size(), 1);
   EXPECT_EQ(results.ConstGet("R").GetUid(), second.GetUid());
+}
+
+TEST(mdl_MapString2Obj, WriteOfARefusedMapStopsAtOnce) {
+  Results results;
+  results.Insert("R", ddr_Result());
+  sink_answers answers;
+  answers.refused = {""};
+  recording_sink sink(answers);
+  results.DBWrite(cls_WriteVisitor(sink));
+  ASSERT_EQ(sink.calls().size(), 1U);
+  EXPECT_EQ(sink.calls().front().substr(0, 5), "Start");
 }
 
 TEST(mdl_MapString2Obj, InsertAdoptsAPointer) {

@@ -67,6 +67,26 @@ TEST_F(rom_Memento, NeuteredStringIsStoredOnDestruction) {
   EXPECT_EQ(description(), "neutered");
 }
 
+TEST_F(rom_Memento, NeuteredStringIsStoredByTheEndOfAVisitorToo) {
+  auto const file = saved();
+  {
+    rom_MementoWrite memento(*file, ddr_Ddb::TypeId(), 0);
+    memento.NeuterString("description", "neutered");
+    cls_WriteVisitor(memento).End();
+    EXPECT_EQ(description(), "neutered");
+  }
+  EXPECT_EQ(description(), "neutered");
+}
+
+TEST_F(rom_Memento, EndingTwiceIsTheSameAsOnce) {
+  auto const file = saved();
+  rom_MementoWrite memento(*file, ddr_Ddb::TypeId(), 0);
+  memento.NeuterString("description", "neutered");
+  memento.End();
+  memento.End();
+  EXPECT_EQ(description(), "neutered");
+}
+
 TEST_F(rom_Memento, NeuteredStringIsTakenBackByAnException) {
   auto const file = saved();
   try {

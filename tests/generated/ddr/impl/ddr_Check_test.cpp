@@ -3,6 +3,7 @@
 
 #include "child_process.h"
 #include "database_test.h"
+#include "fault_device.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -493,6 +494,76 @@ TEST_F(DdrCheck, AttributesThatAreNotListedAreFound) {
       "848\n");
 }
 
+TEST_F(DdrCheck, AttributesThatAreListedOtherwiseAreFound) {
+  save();
+  std::string const whole = readFile(path);
+  for (std::string const listed : {"element = 4711", "collection = 0", "kind = 11"}) {
+    writeFile(path, whole);
+    sql("UPDATE ddr_attribute SET " + listed + " WHERE name = 'results'");
+    SCOPED_TRACE(listed);
+    expectFound(
+        ", class 'ddr_Ddb': its attribute 'results' is missing in the class list or differs from version "
+        "848\n");
+  }
+}
+
+// What the objects in a collection are cannot be told then, so none is wrong.
+TEST_F(DdrCheck, ACollectionOfAClassThatIsNotListedIsJudgedByItsKind) {
+  save();
+  sql("UPDATE ddr_attribute SET element = 4711 WHERE name = 'models'");
+  EXPECT_THAT(check(Depth::Deep), testing::Not(HasSubstr("wrong class")));
+  setInRecord("\"models#ClassID\" = 2228225, \"models#OID\" = 0");
+  EXPECT_THAT(check(Depth::Deep), HasSubstr("the reference 'models' leads to an object of the wrong class"));
+}
+
+TEST_F(DdrCheck, AReferenceThatMayLeadToAnyClassIsSound) {
+  save();
+  sql("UPDATE " + tableOf(path, note_Extension::TypeId()) +
+      " SET \"part#ClassID\" = 2228225, \"part#OID\" = 0");
+  expectFoundInTheDeep(
+      "the reference 'part' leads to an object of the wrong class, class 'ddr_Result', row 0\n");
+  sql("UPDATE ddr_attribute SET element = 1 WHERE name = 'part'");
+  EXPECT_EQ(check(Depth::Deep), "0\n");
+}
+
+TEST_F(DdrCheck, AHandleOfAnotherNameMakesNoCollection) {
+  save();
+  sql("UPDATE ddr_attribute SET name = 'Other#Handle' WHERE class = (SELECT row FROM ddr_class WHERE "
+      "\"Class Name\" = 'cls_MapHeader')");
+  expectFound(", class 'cls_MapHeader': its table has no column for 'Other#Handle'\n");
+  expectFound("the reference 'models' leads to an object of the wrong class, class 'cls_MapHeader', row ");
+}
+
+// Such a layout is converted before it is read, so nobody reads it by the rules of this release.
+TEST_F(DdrCheck, AnOlderVersionIsNotComparedWithThisOne) {
+  save();
+  sql("UPDATE ddr_attribute SET element = 4711 WHERE name = 'modelName'");
+  expectFound(", class 'ddr_Model': its attribute 'modelName' is missing in the class list");
+  sql(R"(UPDATE ddr_class SET "Class Version" = 400 WHERE "Class Name" = 'ddr_Model')");
+  EXPECT_EQ(check(Depth::Deep), "0\n");
+}
+
+TEST_F(DdrCheck, AFileThatStopsBeingReadableCannotBeJudged) {
+  save();
+  fault_device device(folder.path());
+  int failed = 0;
+  for (Depth const depth : {Depth::Quick, Depth::Deep}) {
+    for (int number = 1;; ++number) {
+      device.start({device_call::Read, number, device_fault::Effect::Error, EIO, true});
+      ddr_CheckResult const result = ddr_check(pathOf("a"), depth);
+      device.stop();
+      if (device.faults() == 0) {
+        EXPECT_EQ(result.status, ddr_CheckStatus::Sound);
+        break;
+      }
+      ++failed;
+      EXPECT_EQ(result.status, ddr_CheckStatus::CannotTell) << "read " << number;
+      ASSERT_EQ(result.findings.size(), 1U);
+    }
+  }
+  EXPECT_GT(failed, 10);
+}
+
 TEST_F(DdrCheck, AMissingTableOfEntriesIsFound) {
   save();
   sql("DROP TABLE ddr_entry");
@@ -745,6 +816,19 @@ TEST_F(DdrCheck, AMessageOfAnUnknownSeverityIsFound) {
   save();
   sql("UPDATE class_dia_Message SET severity = 7 WHERE text = 'second'");
   expectFound(", class 'dia_Message', row 1: its severity 7 is none that this release knows\n");
+}
+
+TEST_F(DdrCheck, AMessageOfASeverityBelowAllIsFound) {
+  save();
+  sql("UPDATE class_dia_Message SET severity = -1 WHERE text = 'second'");
+  expectFound(", class 'dia_Message', row 1: its severity -1 is none that this release knows\n");
+}
+
+TEST_F(DdrCheck, ASeverityThatIsNoNumberIsFoundOnce) {
+  save();
+  sql("UPDATE class_dia_Message SET severity = 'high' WHERE text = 'second'");
+  expectFound(", class 'dia_Message', row 1, field 'severity': it is damaged");
+  EXPECT_EQ(ddr_check(pathOf("a"), Depth::Deep).findings.size(), 1U);
 }
 
 TEST_F(DdrCheck, AMessageWithoutATextualTextIsFound) {

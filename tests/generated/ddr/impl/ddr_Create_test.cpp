@@ -90,6 +90,12 @@ TEST_F(DdrCreate, ALongFileNameIsCutAt2048) {
   EXPECT_EQ(root().GetFileName(name), cow_String(file));
 }
 
+TEST_F(DdrCreate, ALongFileNameThatIsNoTextIsRefused) {
+  auto const error = caught<rfm_Exception>([&] { nameFor(longPath(2028 + 3, std::string(9, '\x80'))); });
+  EXPECT_NE(std::string(error.what()).find("the name is not UTF-8"), std::string::npos) << error.what();
+  EXPECT_EQ(folder.names(), Texts());
+}
+
 TEST_F(DdrCreate, ACutInTheMiddleOfACharacterLeavesABlankInItsPlace) {
   setClock(march);
   struct Cut {
