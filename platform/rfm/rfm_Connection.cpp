@@ -11,7 +11,9 @@
 #include <cerrno>
 #include <cstring>
 #include <exception>
+#include <fcntl.h>
 #include <memory>
+#include <system_error>
 #include <unistd.h>
 
 namespace {
@@ -669,10 +671,32 @@ void rfm_Connection::WantTransaction() const {
   }
 }
 
+// A save lasts when the removal of its journal is synced in the folder. SQLite leaves that out, and says
+// nothing, where the folder cannot be opened.
+void rfm_Connection::WantFolder() {
+  std::string folder(sqlite3_db_filename(database, "main"));
+  folder.resize(folder.rfind('/') + 1);
+  int const descriptor = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (descriptor >= 0) {
+    close(descriptor);
+    return;
+  }
+  int const number = errno;
+  bool const isForbidden = number == EACCES || number == EPERM;
+  rfm_throw(isForbidden ? rfm_ErrorKind::NoPermission : rfm_ErrorKind::Full, name, {},
+            "its folder cannot be opened, which a save that lasts needs (" +
+                std::generic_category().message(number) + "); nothing was changed",
+            isForbidden ? "Ask for permission to read the folder, or copy the file"
+                        : "Close other files, then save again");
+}
+
 void rfm_Connection::Commit() {
   WantTransaction();
   StopScans();
   commitEnd = {};
+  if (openMode == Mode::Write) {
+    WantFolder();
+  }
   int const result = Step(commit, "COMMIT");
   if (result != SQLITE_OK) {
     commitEnd = openMode == Mode::Write ? endOfCommit(result) : rfm_CommitEnd();

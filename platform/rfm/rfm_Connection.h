@@ -146,6 +146,7 @@ private:
   bool HasMoved() const noexcept;
   void BecomeSnapshot();
   void WantOpen() const;
+  void WantFolder();
   void LimitValues() noexcept;
   void BeginReading();
   void EndReading() noexcept;

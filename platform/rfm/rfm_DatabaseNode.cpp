@@ -783,8 +783,7 @@ std::int64_t rfm_DatabaseNode::NewHandle() {
     connection.nextHandle = CheckedInteger(run.Get(), 0, 1, largestHandle,
                                            "the next collection handle in its header is not valid");
     if (HighestHandle("ORDER BY \"row\" DESC LIMIT 1") >= connection.nextHandle) {
-      std::int64_t const highest = HighestHandle("");
-      connection.nextHandle = highest < largestHandle ? highest + 1 : highest;
+      connection.nextHandle = std::min(HighestHandle(""), largestHandle) + 1;
     }
   }
   if (connection.nextHandle > largestHandle) {

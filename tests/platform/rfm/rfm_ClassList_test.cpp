@@ -56,7 +56,10 @@ TEST_F(ClassListTest, ARecordThatVanishesIsDamage) {
               AllOf(StartsWith("Damaged: "), HasSubstr("its header is missing")));
 }
 
-TEST_F(ClassListTest, AHandleThatARowHasBeyondTheLastIsDamage) {
+/// A handle that a row has, and no collection may get after it.
+struct LastHandleTest : ClassListTest, testing::WithParamInterface<std::int64_t> {};
+
+TEST_P(LastHandleTest, ThatARowHasLeavesNoneToGiveOut) {
   {
     rfm_Transaction transaction(database);
     rfm_ClassEntry entry;
@@ -65,13 +68,16 @@ TEST_F(ClassListTest, AHandleThatARowHasBeyondTheLastIsDamage) {
     entry.attributes = {{"Target#Handle", rfm_AttributeKind_Handle, 1, 0}};
     database.AddClass(entry);
     rfm_Table headers = database.TableForWriting(99);
-    headers.Row().WriteFieldHandle("Target#Handle", (std::int64_t{1} << 62) + 1);
+    headers.Row().WriteFieldHandle("Target#Handle", GetParam());
     headers.AppendRow();
     transaction.Commit();
   }
   rfm_Transaction const transaction(database);
   EXPECT_THAT(failureOf([&] { database.NewHandle(); }), HasSubstr("next collection handle"));
 }
+
+INSTANTIATE_TEST_SUITE_P(Handles, LastHandleTest,
+                         testing::Values(std::int64_t{1} << 62, (std::int64_t{1} << 62) + 1));
 
 TEST_F(ClassListTest, AListThatIsTooLongIsDamage) {
   fillUpTo(65537);

@@ -541,6 +541,31 @@ TEST_F(DeviceTest, ASaveWhoseJournalStaysIsTakenBack) {
   EXPECT_EQ(contents(database), after);
 }
 
+TEST_F(DeviceTest, ASaveWhoseFolderCannotBeOpenedForItsSyncIsNotMade) {
+  createTwo();
+  rfm_Database database = openFile(path, utl_FileAccess::Write);
+  auto const failureWith = [&](int errorNumber) {
+    rfm_Transaction transaction(database);
+    addModel(database, "c");
+    device.start({device_call::Open, 1, device_fault::Effect::Error, errorNumber, false});
+    std::string const failure = failureOf([&] { transaction.Commit(); });
+    device.stop();
+    return failure;
+  };
+  EXPECT_EQ(
+      failureWith(EMFILE),
+      "Full: Database file '" + path +
+          "': its folder cannot be opened, which a save that lasts needs (Too many open files); nothing "
+          "was changed. Close other files, then save again.");
+  EXPECT_EQ(
+      failureWith(EACCES),
+      "NoPermission: Database file '" + path +
+          "': its folder cannot be opened, which a save that lasts needs (Permission denied); nothing was "
+          "changed. Ask for permission to read the folder, or copy the file.");
+  EXPECT_EQ(contents(path), before);
+  saveModels(database, {"c"});
+}
+
 TEST_F(DeviceTest, TheNextSaveSyncsWhatTheOneBeforeCouldNot) {
   int const syncs = callsOfSave(device_call::Sync);
   createTwo();

@@ -214,9 +214,11 @@ TEST_F(rom_Rewrite, AppendedRowTakesOverUnknownFieldsOfEveryKind) {
       .AddAttribute("third", cls_AttributeType::Object, Leaf::TypeId(), cls_CollectionType::Single);
   writeTop(*createFile(knowing), sample());
   std::string const table = tableOf(path, Branch::TypeId());
-  sql("UPDATE " + table + " SET title = 'oak', length = 2.5, age = 70, \"third#ClassID\" = \"first#ClassID\", " +
+  sql("UPDATE " + table +
+      " SET title = 'oak', length = 2.5, age = 70, \"third#ClassID\" = \"first#ClassID\", " +
       "\"third#OID\" = \"first#OID\"");
-  std::string const carried = "SELECT title, unset, length, age, \"third#ClassID\", \"third#OID\" FROM " + table;
+  std::string const carried =
+      "SELECT title, unset, length, age, \"third#ClassID\", \"third#OID\" FROM " + table;
   std::string const before = sql(carried);
   auto const file = openFile(registrar);
   writeTop(*file, read(*file, 0));
@@ -292,14 +294,15 @@ TEST_F(rom_RewriteUnknown, ObjectOfAnUnknownUnrelatedClassIsNotRead) {
   writeTop(*createFile(newer), twins());
   std::string const whole = readFile(path);
   std::string const ofTwig = " WHERE \"Class Name\" = 'Twig'";
-  for (std::string const& base : {std::to_string(stoneTypeId), std::to_string(cls_NoBaseTypeId),
-                                 std::string("4711")}) {
+  for (std::string const& base :
+       {std::to_string(stoneTypeId), std::to_string(cls_NoBaseTypeId), std::string("4711")}) {
     SCOPED_TRACE(base);
     writeFile(path, whole);
     sql("UPDATE ddr_class SET \"Base Type Id\" = " + base + ofTwig);
     auto const file = openFile(registrar);
     std::string const failure = failureOf([&] { read(*file, 0); });
-    EXPECT_NE(failure.find("class 0x2f0012 found where class 0x2f0011 belongs"), std::string::npos) << failure;
+    EXPECT_NE(failure.find("class 0x2f0012 found where class 0x2f0011 belongs"), std::string::npos)
+        << failure;
     EXPECT_NE(failure.find(path), std::string::npos) << failure;
   }
 }
@@ -371,13 +374,15 @@ TEST_F(rom_Rewrite, ObjectOfAnUnknownClassThatIsNestedTooDeepIsRefused) {
   rom_MementoWrite memento(*file, Branch::TypeId(), -1);
   cls_WriteVisitor const visitor(memento);
   visitor.StartWrite(Branch::TypeId(), cls_Uid::Allocate());
-  std::function<void(cls_WriteVisitor const&, int)> const nest = [&](cls_WriteVisitor const& outer, int levels) {
+  std::function<void(cls_WriteVisitor const&, int)> const nest = [&](cls_WriteVisitor const& outer,
+                                                                     int levels) {
     cls_WriteVisitor const inner(outer, "first");
     inner.StartWrite(levels == 1 ? 0x2f7777 : Leaf::TypeId(), cls_Uid::Allocate());
     nest(inner, levels - 1);
   };
-  EXPECT_NE(failureOf([&] { nest(visitor, 900); }).find("objects of class 'another module' nest deeper than 900"),
-            std::string::npos);
+  EXPECT_NE(
+      failureOf([&] { nest(visitor, 900); }).find("objects of class 'another module' nest deeper than 900"),
+      std::string::npos);
 }
 
 TEST_F(rom_Rewrite, FieldOfAnObjectIsPresentByItsOwnName) {
@@ -415,8 +420,8 @@ TEST_F(rom_Rewrite, WhatIsWrittenBeforeTheStartIsDropped) {
 
 TEST_F(rom_Rewrite, FileMadeWithoutClassesTakesThemLater) {
   {
-    rom_Transporter const made(nullptr, rfm_File::Open(pathOf("o"), utl_FileAccess::Create, true), "D0", "empty",
-                               1700000000, -1);
+    rom_Transporter const made(nullptr, rfm_File::Open(pathOf("o"), utl_FileAccess::Create, true), "D0",
+                               "empty", 1700000000, -1);
     EXPECT_TRUE(const_cast<rom_Transporter&>(made).Database().Classes().empty());
   }
   auto const file = openFile(registrar);
@@ -447,10 +452,11 @@ TEST_F(rom_Rewrite, ObjectThatItsClassDoesNotBuildCannotBeShared) {
     auto const file = openFile(known);
     rom_MementoRead const memento(*file, Branch::TypeId(), 0, cls_Uid::Allocate());
     cls_ReadVisitor const reader(memento);
-    EXPECT_EQ(failureOf([&] { reader.ReadShared<Handle>("first", Leaf::TypeId()); }),
-              "File '" + path + "', class 'Leaf', row " + sql("SELECT \"first#OID\" FROM " +
-                                                              tableOf(path, Branch::TypeId())) +
-                  ": objects of this class cannot be shared; the module that defines it does not build them.");
+    EXPECT_EQ(
+        failureOf([&] { reader.ReadShared<Handle>("first", Leaf::TypeId()); }),
+        "File '" + path + "', class 'Leaf', row " +
+            sql("SELECT \"first#OID\" FROM " + tableOf(path, Branch::TypeId())) +
+            ": objects of this class cannot be shared; the module that defines it does not build them.");
   }
 }
 
