@@ -36,10 +36,6 @@ bool isPartlySet(rfm_Row const& row, std::vector<rfm_FieldHandle> const& fields)
                      [&](rfm_FieldHandle const& field) { return row.FieldIsSet(field); });
 }
 
-bool haveTheSameFields(rfm_ClassEntry const& one, rfm_ClassEntry const& other) {
-  return one.baseTypeId == other.baseTypeId && one.attributes == other.attributes;
-}
-
 } // namespace
 
 dbc_ClassPass::dbc_ClassPass(dbc_DatabaseConverter& runningConverter, rfm_Database& sourceFile,
@@ -81,7 +77,7 @@ void dbc_ClassPass::Prepare() {
     rebuild.ChangeClass(after);
     return;
   }
-  inPlace = !first && haveTheSameFields(task.before, task.after);
+  inPlace = !first && task.KeepsFields();
   if (first) {
     input.emplace(source.Table(typeId));
   } else if (inPlace) {
@@ -91,7 +87,8 @@ void dbc_ClassPass::Prepare() {
     converter.InputDatabase().ReadDuringMove(typeId, [this, typeId] { return rebuild.RetiredTable(typeId); });
   }
   rebuild.ChangeClass(after);
-  output.emplace(made.TableForWriting(typeId));
+  bool const isInterim = !inPlace && task.isMovedOn;
+  output.emplace(isInterim ? rebuild.MakeInterimTable(typeId) : made.TableForWriting(typeId));
   int const nextRow = input->Length();
   converter.OutputDatabase().BeginPass(typeId, nextRow);
   FindShared();

@@ -7,8 +7,10 @@
 #include "rfm_Rebuild.h"
 #include "utl_Utf8.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
+#include <iterator>
 #include <string>
 
 rfm_ClassEntry dbc_storedClass(cls_ClassMetadata const& metadata) {
@@ -118,7 +120,7 @@ std::vector<dbc_Task> dbc_Schedule::TasksFor(rfm_Database const& file) const {
       }
       auto const next = std::next(before);
       dbc_Task task{number, &bound, before->second,
-                    next == older.end() ? dbc_storedClass(newest) : next->second};
+                    next == older.end() ? dbc_storedClass(newest) : next->second, false};
       stored->second = task.after.version;
       tasks.push_back(std::move(task));
     }
@@ -128,6 +130,11 @@ std::vector<dbc_Task> dbc_Schedule::TasksFor(rfm_Database const& file) const {
     if (reached != versions.end() && reached->second != current->Find(stored.typeId)->Version()) {
       RefuseVersion(file, stored, olderOf(stored.typeId), current->Find(stored.typeId)->Version());
     }
+  }
+  for (auto task = tasks.begin(); task != tasks.end(); ++task) {
+    task->isMovedOn = std::any_of(std::next(task), tasks.end(), [&](dbc_Task const& later) {
+      return later.before.typeId == task->before.typeId && !later.KeepsFields();
+    });
   }
   return tasks;
 }

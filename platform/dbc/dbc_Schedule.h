@@ -22,6 +22,12 @@ struct dbc_Task {
   dbc_ClassConverter const* bound = nullptr;
   rfm_ClassEntry before;
   rfm_ClassEntry after;
+  bool isMovedOn = false; ///< whether a later step gives the rows another layout
+
+  /// Whether the rows keep their layout.
+  bool KeepsFields() const {
+    return before.baseTypeId == after.baseTypeId && before.attributes == after.attributes;
+  }
 };
 
 /// The layouts and steps that the loaded modules registered.

@@ -465,6 +465,7 @@ void rfm_Connection::CheckDevice() {
 
 void rfm_Connection::Execute(char const* sql) {
   ++statistics.statements;
+  ++schemaChanges;
   AllowWork();
   int const result = sqlite3_exec(database, sql, nullptr, nullptr, nullptr);
   if (result != SQLITE_OK) {
@@ -712,6 +713,7 @@ void rfm_Connection::RollBack() noexcept {
     return;
   }
   StopScans();
+  ++schemaChanges;
   if (sqlite3_get_autocommit(database) == 0) {
     sqlite3_exec(database, "ROLLBACK", nullptr, nullptr, nullptr);
   }

@@ -91,6 +91,8 @@ public:
   std::uint64_t Epoch() const noexcept { return epoch; }
   /// As of the last begin of reading or writing: changes when another connection changed the file.
   std::uint64_t DataVersion() const noexcept { return dataVersion; }
+  /// Counts what may have changed the schema here.
+  std::uint64_t schemaChanges = 0;
   /// Counts changes of the class list made here or taken back here.
   std::uint64_t classListVersion = 0;
   /// The next collection handle while a transaction gives some out; stored when it commits. 0: none was

@@ -31,15 +31,9 @@ CREATE TABLE ddr_entry(handle INTEGER NOT NULL, position INTEGER NOT NULL, Key T
   OID INTEGER NOT NULL, PRIMARY KEY(handle, position)) WITHOUT ROWID;
 )";
 
-struct LessIgnoringCase {
-  bool operator()(cow_String const& left, cow_String const& right) const noexcept {
-    return sqlite3_stricmp(left.Text(), right.Text()) < 0;
-  }
-};
-
 // The first name that two columns of a table would share; empty when there is none.
 cow_String repeatedColumn(std::vector<cow_String> const& columns) {
-  std::set<cow_String, LessIgnoringCase> seen{cow_String(rfm_RowColumn), cow_String(rfm_UidColumn)};
+  std::set<cow_String, rfm_LessIgnoringCase> seen{cow_String(rfm_RowColumn), cow_String(rfm_UidColumn)};
   for (cow_String const& column : columns) {
     if (!seen.insert(column).second) {
       return column;
@@ -120,15 +114,11 @@ std::int64_t rfm_DatabaseNode::CheckedInteger(sqlite3_stmt* statement, int colum
 // Of what the file defines, SQLite may use plain tables and plain indexes only. Views and triggers are
 // switched off on the connection; what else there is must not stand where our names are.
 void rfm_DatabaseNode::CheckSchema() {
-  if (schemaData == connection.DataVersion()) {
-    return;
-  }
   for (std::string_view const table : rfm_FixedTables) {
     if (!TableIsPlain(table)) {
       ThrowDamaged("it has no table '" + std::string(table) + "'");
     }
   }
-  schemaData = connection.DataVersion();
 }
 
 void rfm_DatabaseNode::ReadHeader(cow_String const& wanted) {
@@ -258,7 +248,7 @@ std::vector<rfm_ClassEntry> rfm_DatabaseNode::ReadClasses() {
   }
   std::set<unsigned> typeIds;
   std::set<cow_String> names;
-  std::set<cow_String, LessIgnoringCase> tables;
+  std::set<cow_String, rfm_LessIgnoringCase> tables;
   for (rfm_ClassEntry const& entry : read) {
     CheckClass(entry);
     rfm_Subject const subject{&entry.name};
@@ -565,9 +555,10 @@ rfm_Table rfm_DatabaseNode::TableForWriting(unsigned typeId) {
   return rfm_Table(std::make_shared<rfm_TableNode>(shared_from_this(), ShapeOf(typeId)));
 }
 
-void rfm_DatabaseNode::MakeTable(unsigned typeId, std::vector<cow_String> const& columns) {
+void rfm_DatabaseNode::MakeTable(unsigned typeId, std::vector<cow_String> const& columns,
+                                 cow_String const& tableName) {
   rfm_ClassEntry& entry = classes[byTypeId.at(typeId)];
-  cow_String const table = MakeTableName(entry.name.View());
+  cow_String const table = tableName.IsEmpty() ? MakeTableName(entry.name.View()) : tableName;
   std::string sql = "CREATE TABLE " + rfm_quote(table.View()) + "(" + rfm_quote(rfm_RowColumn) +
                     " INTEGER PRIMARY KEY, " + rfm_quote(rfm_UidColumn) + " BLOB";
   for (cow_String const& column : columns) {
@@ -588,6 +579,7 @@ void rfm_DatabaseNode::MakeTable(unsigned typeId, std::vector<cow_String> const&
   boundClassList = ++connection.classListVersion;
   std::shared_ptr<rfm_TableShape> const shape = ShapeOf(typeId);
   shape->Describe(&entry);
+  shape->KnowColumns(columns);
   shape->isFresh = true;
 }
 
@@ -659,11 +651,13 @@ std::shared_ptr<rfm_TableShape> rfm_DatabaseNode::RetireTable(unsigned typeId, c
     nex_Exception::Throw(nex_AssertException("shape->Exists() && shape->isFresh"),
                          "platform/rfm/rfm_DatabaseNode", __LINE__);
   }
-  std::string const sql =
-      "ALTER TABLE " + rfm_quote(shape->table.View()) + " RENAME TO " + rfm_quote(newName.View());
-  shape->Forget();
   classesChanged = descriptionsChanged = true;
-  connection.Execute(sql.c_str());
+  if (shape->table != newName) {
+    std::string const sql =
+        "ALTER TABLE " + rfm_quote(shape->table.View()) + " RENAME TO " + rfm_quote(newName.View());
+    shape->Forget();
+    connection.Execute(sql.c_str());
+  }
   {
     rfm_Statement statement;
     rfm_Run run(connection, statement,
@@ -710,26 +704,91 @@ bool rfm_DatabaseNode::SqlNameIsTaken(std::string_view sqlName) {
 }
 
 bool rfm_DatabaseNode::TableIsPlain(std::string_view table, rfm_Subject const& subject) {
-  rfm_Run run(connection, findDefinitions,
-              std::string_view("SELECT type, name, rootpage, sql FROM sqlite_schema "
-                               "WHERE tbl_name = ?1 COLLATE NOCASE AND type <> 'trigger'"),
-              subject);
-  run.Bind(1, table);
-  bool found = false;
-  while (run.Step()) {
-    std::string const damage = "its schema is not valid";
-    bool const isTable = CheckedText(run.Get(), 0, damage) == cow_String("table");
-    bool const isIndex = CheckedText(run.Get(), 0, damage) == cow_String("index");
-    bool const isOfAKey = isIndex && sqlite3_column_type(run.Get(), 3) == SQLITE_NULL;
-    if (sqlite3_column_int64(run.Get(), 2) <= 0 || (!isTable && !isIndex) ||
-        (!isOfAKey && !rfm_isPlainDefinition(CheckedText(run.Get(), 3, damage).View(), isTable ? 2 : 1))) {
-      ThrowDamaged("'" + utl_Printable(CheckedText(run.Get(), 1, damage).View()) +
-                       "' is no plain table or index",
-                   subject);
-    }
-    found = found || isTable;
+  Definition looked;
+  Definition const* const found = DefinitionOf(table, looked);
+  if (found && !found->fault.empty()) {
+    ThrowDamaged(found->fault, subject);
   }
-  return found;
+  return found && found->isThere;
+}
+
+std::vector<cow_String> rfm_DatabaseNode::PlainTables() {
+  ReadDefinitions();
+  std::vector<cow_String> plain;
+  for (auto const& [table, definition] : definitions) {
+    if (definition.isThere && definition.fault.empty()) {
+      plain.push_back(table);
+    }
+  }
+  return plain;
+}
+
+bool rfm_DatabaseNode::AllTablesArePlain() {
+  ReadDefinitions();
+  return std::all_of(definitions.begin(), definitions.end(),
+                     [](auto const& listed) { return listed.second.fault.empty(); });
+}
+
+// A schema that may change under us is asked for the one table; any other is read once.
+rfm_DatabaseNode::Definition const* rfm_DatabaseNode::DefinitionOf(std::string_view table,
+                                                                   Definition& found) {
+  if (connection.InTransaction()) {
+    rfm_Run run(connection, findDefinitions,
+                std::string_view("SELECT type, name, rootpage, sql FROM sqlite_schema "
+                                 "WHERE tbl_name = ?1 COLLATE NOCASE AND type <> 'trigger'"));
+    run.Bind(1, table);
+    while (run.Step()) {
+      Add(found, run.Get());
+    }
+    return &found;
+  }
+  ReadDefinitions();
+  auto const known = definitions.find(cow_String(table));
+  return known == definitions.end() ? nullptr : &known->second;
+}
+
+void rfm_DatabaseNode::ReadDefinitions() {
+  rfm_ScopeGuard const scope(connection);
+  if (definitionsData == connection.DataVersion() && definitionsChanges == connection.schemaChanges) {
+    return;
+  }
+  definitionsData.reset();
+  definitions.clear();
+  rfm_Run run(connection, readDefinitions,
+              std::string_view("SELECT type, name, rootpage, sql, tbl_name FROM sqlite_schema "
+                               "WHERE typeof(tbl_name) = 'text' AND type <> 'trigger'"));
+  while (run.Step()) {
+    std::string_view const table(reinterpret_cast<char const*>(sqlite3_column_text(run.Get(), 4)),
+                                 static_cast<std::size_t>(sqlite3_column_bytes(run.Get(), 4)));
+    if (table.find('\0') == std::string_view::npos) {
+      Add(definitions[cow_String(table)], run.Get());
+    }
+  }
+  definitionsData = connection.DataVersion();
+  definitionsChanges = connection.schemaChanges;
+}
+
+// Type, name, root page and SQL text of one thing in the schema.
+void rfm_DatabaseNode::Add(Definition& definition, sqlite3_stmt* schemaRow) const {
+  if (!definition.fault.empty()) {
+    return;
+  }
+  auto const textOf = [&](int column) {
+    bool const isText = sqlite3_column_type(schemaRow, column) == SQLITE_TEXT;
+    return isText ? std::string_view(reinterpret_cast<char const*>(sqlite3_column_text(schemaRow, column)),
+                                     static_cast<std::size_t>(sqlite3_column_bytes(schemaRow, column)))
+                  : std::string_view();
+  };
+  std::string_view const type = textOf(0);
+  std::string_view const sql = textOf(3);
+  bool const isTable = type == "table";
+  bool const isOfAKey = type == "index" && sqlite3_column_type(schemaRow, 3) == SQLITE_NULL;
+  bool const isPlain = sqlite3_column_int64(schemaRow, 2) > 0 && (isTable || type == "index") &&
+                       (isOfAKey || (!sql.empty() && rfm_isPlainDefinition(sql, isTable ? 2 : 1)));
+  if (!isPlain) {
+    definition.fault = "'" + utl_Printable(textOf(1)) + "' is no plain table or index";
+  }
+  definition.isThere = definition.isThere || isTable;
 }
 
 cow_String rfm_DatabaseNode::MakeTableName(std::string_view className) {

@@ -10,6 +10,7 @@
 #include "rfm_Statement.h"
 #include "rfm_Table.h"
 
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -22,6 +23,13 @@ std::vector<cow_String> rfm_columnsOf(rfm_ClassEntry const& entry);
 
 /// A name as SQL text.
 std::string rfm_quote(std::string_view name);
+
+/// The order of SQLite's names: letters of ASCII are equal in both cases.
+struct rfm_LessIgnoringCase {
+  bool operator()(cow_String const& left, cow_String const& right) const noexcept {
+    return sqlite3_stricmp(left.Text(), right.Text()) < 0;
+  }
+};
 
 /// One value of a row buffer.
 struct rfm_Row::Value {
@@ -51,6 +59,8 @@ public:
   void Describe(rfm_ClassEntry const* entry);
   /// Reads the columns of the table from the file, once.
   void WantColumns();
+  /// Takes them from what the table was just made of.
+  void KnowColumns(std::vector<cow_String> const& columns);
   bool Exists() const noexcept { return !table.IsEmpty(); }
   /// Drops the prepared statements and what is known of the columns.
   void Forget() noexcept;
@@ -177,10 +187,12 @@ public:
   rfm_Table Table(unsigned typeId);
   rfm_Table TableForWriting(unsigned typeId);
   /// Makes the table of a listed class that has none.
-  void MakeTable(unsigned typeId, std::vector<cow_String> const& columns);
+  /// @param tableName empty: one after the class
+  void MakeTable(unsigned typeId, std::vector<cow_String> const& columns, cow_String const& tableName = {});
   /// See rfm_Rebuild.
   void ChangeClass(rfm_ClassEntry const& changed);
-  /// Renames the table of a class and takes it away from the class. Handles of it go on reading its rows.
+  /// Gives the table of a class another name unless it has that, and takes it away from the class. Handles of
+  /// it go on reading its rows.
   std::shared_ptr<rfm_TableShape> RetireTable(unsigned typeId, cow_String const& newName);
   std::int64_t NewHandle();
   std::uint64_t ChangeCount();
@@ -194,6 +206,10 @@ public:
   cow_String const& OriginName() const noexcept { return connection.OriginName(); }
   /// Whether a table is there. Throws when what stands under its name, or an index on it, is not plain.
   bool TableIsPlain(std::string_view table, rfm_Subject const& subject = {});
+  /// @{ The tables that are plain, others' among them, and whether all are. Outside a transaction.
+  std::vector<cow_String> PlainTables();
+  bool AllTablesArePlain();
+  /// @}
   /// Makes the index of identities of a table that was made in the running transaction.
   void MakeUidIndex(rfm_TableShape& shape);
   /// Whether the file has the index of the entries by key.
@@ -235,6 +251,12 @@ public:
 
 private:
   friend class rfm_Rebuild;
+  /// What the schema says of a table and its indexes.
+  struct Definition {
+    bool isThere = false; // as a table
+    std::string fault;    // empty: all is plain
+  };
+
   /// The row that has a collection; nothing when none has.
   rfm_Subject HeaderOf(std::int64_t handle);
   void InsertAttributes(rfm_ClassEntry const& entry);
@@ -247,6 +269,9 @@ private:
   void Refresh();
   std::shared_ptr<rfm_TableShape> ShapeOf(unsigned typeId);
   bool SqlNameIsTaken(std::string_view sqlName);
+  Definition const* DefinitionOf(std::string_view table, Definition& found);
+  void ReadDefinitions();
+  void Add(Definition& definition, sqlite3_stmt* schemaRow) const;
   cow_String MakeTableName(std::string_view className);
   void StoreNextHandle();
   void NoteOwnCommit() noexcept;
@@ -258,7 +283,9 @@ private:
   std::shared_ptr<rfm_TableShape> classListShape;
   bool bound = false;
   std::uint64_t boundData = 0;
-  std::optional<std::uint64_t> schemaData; // as of when the schema was checked
+  std::map<cow_String, Definition, rfm_LessIgnoringCase> definitions; // by table
+  std::optional<std::uint64_t> definitionsData;                       // as of when they were read
+  std::uint64_t definitionsChanges = 0;
   std::uint64_t boundClassList = 0;
   std::uint32_t ownCommits = 0;    // that changed the file
   std::uint32_t commitsBefore = 0; // as the transaction began
@@ -278,4 +305,5 @@ private:
   rfm_Statement writeNextHandle;
   rfm_Statement findSchema;
   rfm_Statement findDefinitions;
+  rfm_Statement readDefinitions;
 };

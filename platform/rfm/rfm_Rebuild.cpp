@@ -5,6 +5,7 @@
 #include "utl_Utf8.h"
 
 #include <algorithm>
+#include <array>
 #include <exception>
 #include <limits>
 #include <sys/stat.h>
@@ -22,7 +23,7 @@ constexpr char const* cacheSize = "PRAGMA cache_size = -8192";
 constexpr std::string_view attachedName = "old.";
 static_assert(attachedName.starts_with(rfm_Connection::attachedSchema));
 
-constexpr std::string_view retiredName = "retired_rows";
+constexpr std::string_view interimName = "retired_rows";
 
 // Conditions on sqlite_schema AS thing: what the format describes; tables of others that can be copied. Names
 // that begin like ours are kept for ours.
@@ -38,6 +39,47 @@ std::string columnText(sqlite3_stmt* statement, int column) {
   auto const* const text = reinterpret_cast<char const*>(sqlite3_column_text(statement, column));
   return text ? text : "";
 }
+
+// The functions that tables of others may use while they are copied: what these give is no longer than what
+// they get.
+constexpr std::array<std::string_view, 28> harmlessFunctions{
+    "abs",      "coalesce",  "date",       "datetime",  "glob",   "ifnull",  "iif",
+    "instr",    "json_type", "json_valid", "julianday", "length", "like",    "lower",
+    "ltrim",    "max",       "min",        "nullif",    "round",  "rtrim",   "sign",
+    "strftime", "substr",    "time",       "trim",      "typeof", "unicode", "upper"};
+
+int refuseOtherFunctions(void*, int action, char const*, char const* function, char const*, char const*) {
+  bool const isHarmless =
+      action != SQLITE_FUNCTION ||
+      std::any_of(harmlessFunctions.begin(), harmlessFunctions.end(), [function](std::string_view harmless) {
+        return sqlite3_stricmp(function, harmless.data()) == 0;
+      });
+  return isHarmless ? SQLITE_OK : SQLITE_DENY;
+}
+
+/// While tables of others are copied, what they define can make nothing large and nothing slow.
+class CarefulCopy {
+public:
+  CarefulCopy(rfm_Connection& copying, sqlite3_int64 longestValue)
+      : connection(copying),
+        lengthBefore(sqlite3_limit(copying.Database(), SQLITE_LIMIT_LENGTH,
+                                   static_cast<int>(std::clamp<sqlite3_int64>(
+                                       longestValue, shortestLimit, std::numeric_limits<int>::max())))) {
+    connection.Execute("PRAGMA ignore_check_constraints = on"); // they held for the rows that are there
+    sqlite3_set_authorizer(connection.Database(), refuseOtherFunctions, nullptr);
+  }
+  ~CarefulCopy() {
+    sqlite3_set_authorizer(connection.Database(), nullptr, nullptr);
+    sqlite3_limit(connection.Database(), SQLITE_LIMIT_LENGTH, lengthBefore);
+  }
+  CarefulCopy(CarefulCopy const&) = delete;
+  CarefulCopy& operator=(CarefulCopy const&) = delete;
+
+private:
+  static constexpr sqlite3_int64 shortestLimit = 65536; // [byte] of a statement, too
+  rfm_Connection& connection;
+  int lengthBefore;
+};
 
 struct Question {
   std::function<void()> const& alive;
@@ -145,30 +187,44 @@ std::vector<std::string> rfm_Rebuild::CopyFurtherTables(std::function<void()> co
     }
   }
   std::vector<std::string> failed = FurtherThings(rfm_Database(from));
+  CarefulCopy const careful(to->Connection(), from->Connection().FileSize());
   for (std::string const& name : names) {
     bool copied = false;
     WhileAsking([&] { copied = CopyFurtherTable(name); }, alive);
     if (!copied) {
       TryToExecute("DROP TABLE IF EXISTS main." + rfm_quote(name));
       failed.push_back("table '" + utl_Printable(name) + "'");
+      continue;
+    }
+    for (auto const& [index, sql] : DefinitionsOf(name, "index")) {
+      bool made = false;
+      WhileAsking([&, &make = sql] { made = TryToExecute(make); }, alive);
+      if (!made) {
+        failed.push_back("index '" + utl_Printable(index) + "'");
+      }
     }
   }
   return failed;
 }
 
+// Names and SQL texts of the tables, or the indexes, of one name.
+std::vector<std::pair<std::string, std::string>> rfm_Rebuild::DefinitionsOf(std::string const& table,
+                                                                            std::string_view type) const {
+  rfm_Statement statement;
+  rfm_Run run(from->Connection(), statement,
+              std::string_view("SELECT name, sql FROM sqlite_schema WHERE tbl_name = ?1 AND sql IS NOT NULL "
+                               "AND type = ?2 ORDER BY rowid"));
+  run.Bind(1, std::string_view(table));
+  run.Bind(2, type);
+  std::vector<std::pair<std::string, std::string>> found;
+  while (run.Step()) {
+    found.emplace_back(columnText(run.Get(), 0), columnText(run.Get(), 1));
+  }
+  return found;
+}
+
 // Makes the table as its writer did. The row number is copied by a name that no column hides.
 bool rfm_Rebuild::CopyFurtherTable(std::string const& name) {
-  std::vector<std::string> make;
-  {
-    rfm_Statement statement;
-    rfm_Run run(from->Connection(), statement,
-                std::string_view("SELECT sql FROM sqlite_schema WHERE tbl_name = ?1 AND sql IS NOT NULL AND "
-                                 "type IN ('table', 'index') ORDER BY type DESC, rowid"));
-    run.Bind(1, std::string_view(name));
-    while (run.Step()) {
-      make.push_back(columnText(run.Get(), 0));
-    }
-  }
   std::string columns;
   std::vector<std::string> rowNames{"rowid", "_rowid_", "oid"};
   bool hasRowNumber = false;
@@ -197,9 +253,10 @@ bool rfm_Rebuild::CopyFurtherTable(std::string const& name) {
   if (hasRowNumber && !rowNames.empty()) {
     columns = rowNames.front() + ", " + columns;
   }
-  make.insert(make.begin() + 1, "INSERT INTO main." + rfm_quote(name) + "(" + columns + ") SELECT " +
-                                    columns + " FROM " + std::string(attachedName) + rfm_quote(name));
-  return std::all_of(make.begin(), make.end(), [this](std::string const& sql) { return TryToExecute(sql); });
+  auto const definitions = DefinitionsOf(name, "table");
+  return definitions.size() == 1 && TryToExecute(definitions.front().second) &&
+         TryToExecute("INSERT INTO main." + rfm_quote(name) + "(" + columns + ") SELECT " + columns +
+                      " FROM " + std::string(attachedName) + rfm_quote(name));
 }
 
 // Runs one statement of the old file's own.
@@ -300,34 +357,29 @@ std::int64_t rfm_Rebuild::Copy(Move const& move, Watch const& watch) {
   rfm_Statement lastStatement;
   rfm_Subject const subject{move.className};
   std::int64_t copied = 0;
-  for (;;) {
+  for (std::int64_t moved = rowsBetweenReports; moved == rowsBetweenReports;) {
     rfm_Run insert(connection, insertStatement, move.insert, subject);
-    {
+    if (copied == 0) {
+      for (int key = 0; key < move.keys; ++key) {
+        insert.Bind(key + 1, move.keys == 1 ? std::int64_t{-1} : std::numeric_limits<std::int64_t>::min());
+      }
+    } else {
       rfm_Run last(connection, lastStatement, move.last, subject);
-      bool const isFirst = copied == 0;
       last.Step();
       for (int key = 0; key < move.keys; ++key) {
-        if (isFirst) {
-          insert.Bind(key + 1, move.keys == 1 ? std::int64_t{-1} : std::numeric_limits<std::int64_t>::min());
-        } else {
-          sqlite3_bind_value(insert.Get(), key + 1, sqlite3_column_value(last.Get(), key));
-        }
+        sqlite3_bind_value(insert.Get(), key + 1, sqlite3_column_value(last.Get(), key));
       }
     }
     insert.Bind(move.keys + 1, rowsBetweenReports);
-    std::int64_t moved = 0;
     try {
       moved = insert.Change();
     } catch (rfm_Exception const&) {
       BlameSource(move);
       throw;
     }
-    if (moved == 0) {
-      break;
-    }
     copied += moved;
     from->Connection().statistics.rowsRead += static_cast<std::uint64_t>(moved);
-    if (watch) {
+    if (watch && moved > 0) {
       watch(copied);
     }
   }
@@ -352,12 +404,28 @@ void rfm_Rebuild::ChangeClass(rfm_ClassEntry const& description) {
   to->ChangeClass(description);
 }
 
-rfm_Table rfm_Rebuild::RetireTable(unsigned typeId) {
-  std::string name(retiredName);
+cow_String rfm_Rebuild::FreeInterimName() const {
+  std::string name(interimName);
   for (std::size_t number = 1; to->SqlNameIsTaken(name); ++number) {
-    name = std::string(retiredName) + std::to_string(number);
+    name = std::string(interimName) + std::to_string(number);
   }
-  std::shared_ptr<rfm_TableShape> const shape = to->RetireTable(typeId, cow_String(name));
+  return cow_String(name);
+}
+
+rfm_Table rfm_Rebuild::MakeInterimTable(unsigned typeId) {
+  to->Connection().WantTransaction();
+  to->Refresh();
+  if (!to->ShapeOf(typeId)->Exists()) {
+    to->MakeTable(typeId, rfm_columnsOf(*to->FindClass(typeId)), FreeInterimName());
+  }
+  return to->Table(typeId);
+}
+
+rfm_Table rfm_Rebuild::RetireTable(unsigned typeId) {
+  cow_String const& name = to->ShapeOf(typeId)->table;
+  bool const isInterim = name.View().starts_with(interimName);
+  std::shared_ptr<rfm_TableShape> const shape =
+      to->RetireTable(typeId, isInterim ? cow_String(name) : FreeInterimName());
   retired.push_back(shape);
   return rfm_Table(std::make_shared<rfm_TableNode>(to, shape));
 }

@@ -12,6 +12,8 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 class rfm_DatabaseNode;
@@ -57,7 +59,8 @@ public:
 
   /// Copies the tables that the format does not know, with their indexes and row numbers.
   /// @param alive asked again and again; may throw to stop
-  /// @returns what could not be copied because this process cannot use it: "table 'NAME'"
+  /// @returns what could not be copied because this process cannot use it, or because it computes values that
+  ///          may become long: "table 'NAME'", "index 'NAME'"
   std::vector<std::string> CopyFurtherTables(std::function<void()> const& alive);
 
   /// Gives a class of the new file another description: name, version, base and attributes. A table that it
@@ -65,6 +68,9 @@ public:
   /// @param description of a listed type id; row and table are ignored
   /// @throws rfm_Exception when another class has the name
   void ChangeClass(rfm_ClassEntry const& description);
+  /// The table of a class of the new file, for rows that a later layout will take over. Made under a name
+  /// that is not the class's, it costs less to retire.
+  rfm_Table MakeInterimTable(unsigned typeId);
   /// Takes the table of a class of the new file away from it, for a new one with another layout. No cursor of
   /// the table may be in the middle of its rows.
   /// @returns the rows that were there; to be let go before DropRetired
@@ -89,6 +95,9 @@ private:
     std::string walk;                      // reads the same from the old file
   };
 
+  cow_String FreeInterimName() const;
+  std::vector<std::pair<std::string, std::string>> DefinitionsOf(std::string const& table,
+                                                                 std::string_view type) const;
   bool CopyFurtherTable(std::string const& name);
   bool TryToExecute(std::string const& sql);
   void CheckRowNumbers(rfm_TableShape const& shape) const;

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <array>
-#include <string>
 
 namespace {
 
@@ -18,6 +17,13 @@ bool isWordLetter(char letter) {
 
 char upper(char wordLetter) {
   return wordLetter >= 'a' ? static_cast<char>(wordLetter - 'a' + 'A') : wordLetter;
+}
+
+bool isRefused(std::string_view word) {
+  return std::any_of(refusedWords.begin(), refusedWords.end(), [word](std::string_view refused) {
+    return std::equal(word.begin(), word.end(), refused.begin(), refused.end(),
+                      [](char letter, char wanted) { return upper(letter) == wanted; });
+  });
 }
 
 // The end of a name in quotes that begins at a place; a doubled quote does not end it.
@@ -45,11 +51,11 @@ bool rfm_isPlainDefinition(std::string_view sql, int deepest) {
     if (letter == '"' || letter == '\'' || letter == '`' || letter == '[') {
       place = behindQuoted(sql, place);
     } else if (isWordLetter(letter)) {
-      std::string word;
-      for (; place < sql.size() && isWordLetter(sql[place]); ++place) {
-        word += upper(sql[place]);
+      std::size_t const begin = place;
+      while (place < sql.size() && isWordLetter(sql[place])) {
+        ++place;
       }
-      if (std::find(refusedWords.begin(), refusedWords.end(), word) != refusedWords.end()) {
+      if (isRefused(sql.substr(begin, place - begin))) {
         return false;
       }
     } else {

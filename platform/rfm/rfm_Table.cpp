@@ -130,6 +130,16 @@ void rfm_TableShape::WantColumns() {
   columnsRead = true;
 }
 
+void rfm_TableShape::KnowColumns(std::vector<cow_String> const& columns) {
+  if (columns != layout->columns) {
+    auto made = std::make_shared<rfm_Layout>();
+    made->columns = columns;
+    layout = std::move(made);
+  }
+  hasUid = true;
+  columnsRead = true;
+}
+
 std::string rfm_TableShape::SelectSql(std::string_view condition) const {
   std::string sql = "SELECT " + rfm_quote(rfm_RowColumn) + ", ";
   sql += hasUid ? rfm_quote(rfm_UidColumn) : "NULL";

@@ -253,6 +253,13 @@ TEST_F(hostile_Rows, AValueThatIsMadeWhenItIsRead) {
                 "no plain table");
 }
 
+TEST_F(hostile_Rows, AnIndexOfOthersThatComputesIsNotRun) {
+  probe_result const found = after("CREATE TABLE other(a); INSERT INTO other VALUES(1), (2), (3);"
+                                   "CREATE INDEX other_a ON other(length(hex(zeroblob(20000000))))");
+  EXPECT_EQ(found.contents, sound);
+  EXPECT_THAT(found.refusals, IsEmpty());
+}
+
 // Twenty thousand entries of a list that all lead to one long message: gigabytes, were they all read.
 TEST_F(hostile_Rows, OneLongMessageReadManyTimes) {
   change_stored_file(path, R"(

@@ -9,6 +9,7 @@
 #include "ddr_Library.h"
 #include "nex_Exception.h"
 #include "omu_Exceptions.h"
+#include "rfm_ReadScope.h"
 #include "rfm_Table.h"
 #include "rom_Memento.h"
 #include "stored_file.h"
@@ -76,6 +77,15 @@ public:
         }
         return text;
       });
+    });
+  }
+
+  /// As a program does that reads a lot: in one state of the file.
+  void ListInOneScope() {
+    Try([&] {
+      rfm_ReadScope const scope(Root().Fetch().ConstGet(name).GetTransporter()->Database());
+      List();
+      Paths();
     });
   }
 
@@ -209,6 +219,11 @@ std::vector<std::string> namesBeside(std::filesystem::path const& path) {
 
 } // namespace
 
+void probe_result::Add(probe_result const& further) {
+  refusals.insert(refusals.end(), further.refusals.begin(), further.refusals.end());
+  faults.insert(faults.end(), further.faults.begin(), further.faults.end());
+}
+
 file_probe::file_probe() {
   ddr_initialize(libraries);
   auto* const classes = omi_Singleton<cls_MetadataRegistrar>::Instance().MakeClassRegistrar();
@@ -221,17 +236,33 @@ file_probe::~file_probe() {
   ddr_finalize(libraries);
 }
 
-probe_result file_probe::look(std::string const& path) {
+probe_result file_probe::read(std::string const& path) {
   probe_result result;
   Look look(path, result);
   look.Open(utl_FileAccess::Read);
   if (look.IsOpen()) {
-    look.List();
-    look.Paths();
+    look.ListInOneScope();
     look.Close();
   }
-  look.Check(ddr_CheckDepth::Quick);
-  look.Check(ddr_CheckDepth::Deep);
+  return result;
+}
+
+probe_result file_probe::check(std::string const& path) {
+  probe_result result;
+  Look(path, result).Check(ddr_CheckDepth::Deep);
+  return result;
+}
+
+probe_result file_probe::check_quickly(std::string const& path) {
+  probe_result result;
+  Look(path, result).Check(ddr_CheckDepth::Quick);
+  return result;
+}
+
+probe_result file_probe::look(std::string const& path) {
+  probe_result result = read(path);
+  result.Add(check_quickly(path));
+  result.Add(check(path));
   return result;
 }
 
@@ -243,11 +274,14 @@ probe_result file_probe::upgrade(std::string const& path) {
   probe_result result;
   Look(path, result).Upgrade(newPath);
   if (result.contents == "made") {
-    probe_result const made = look(newPath);
-    result.contents = made.contents + stored_file(newPath).everything();
-    result.refusals = made.refusals;
-    result.faults.insert(result.faults.end(), made.faults.begin(), made.faults.end());
+    // Most damages leave no trace in the new file. What has the same bytes reads the same.
+    if (std::string bytes = readFile(newPath); bytes != upgradedBytes) {
+      upgradedFile = look(newPath);
+      upgradedFile.contents += stored_file(newPath).everything();
+      upgradedBytes = std::move(bytes);
+    }
     std::filesystem::remove(newPath);
+    result = upgradedFile;
   }
   if (readFile(path) != bytesBefore) {
     result.faults.push_back("an upgrade changed the old file");

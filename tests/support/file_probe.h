@@ -11,6 +11,9 @@ struct probe_result {
   /// What must not be: exceptions that are none of ours, messages that do not name the file. Empty in a
   /// program without defects.
   std::vector<std::string> faults;
+
+  /// Takes the refusals and faults of a further look at the same file.
+  void Add(probe_result const& further);
 };
 
 /// Looks files over, in a running module of its own. One thread at a time.
@@ -22,7 +25,13 @@ public:
   file_probe& operator=(file_probe const&) = delete;
 
   /// Opens a file for reading; lists its record, models, results, user data and messages; resolves and prints
-  /// the shortcuts in it; checks it quickly and deeply. Changes nothing of it.
+  /// the shortcuts in it. Changes nothing of it.
+  probe_result read(std::string const& path);
+  /// @{ Checks a file deeply, and quickly. Changes nothing of it.
+  probe_result check(std::string const& path);
+  probe_result check_quickly(std::string const& path);
+  /// @}
+  /// All of these.
   probe_result look(std::string const& path);
   /// Upgrades a file of an older release into another one beside it, which is looked over in turn. `contents`
   /// is what the new file holds, down to each stored value; "refused" where none was made, "current" where
@@ -33,6 +42,8 @@ public:
 
 private:
   int libraries = 0;
+  std::string upgradedBytes; // of the last new file, and what was found in it
+  probe_result upgradedFile;
 };
 
 /// Makes a small database file that holds something of every kind, in pages of that size.

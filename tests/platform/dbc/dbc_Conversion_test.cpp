@@ -186,6 +186,17 @@ TEST_F(dbc_Conversion_, CarriesTablesThatTheFormatDoesNotKnow) {
   EXPECT_EQ(converted().integrity(), "ok");
 }
 
+TEST_F(dbc_Conversion_, CarriesNoTableThatMakesLongValues) {
+  make("CREATE TABLE a(v, long AS (printf('%.*c', 100000000, v)) STORED);"
+       "CREATE TABLE b(v CHECK(length(hex(zeroblob(50000000))) > 0));"
+       "CREATE TABLE c(v); INSERT INTO c VALUES(1); CREATE INDEX c_v ON c(v) WHERE quote(zeroblob(3)) <> v;"
+       "CREATE TABLE d(v CHECK(length(v) < 3), w DEFAULT (datetime('now'))); INSERT INTO d(v) VALUES('ab');");
+  EXPECT_EQ(convert().leftBehind, (std::vector<std::string>{"table 'a'", "table 'b'", "index 'c_v'"}));
+  EXPECT_EQ(converted().value("SELECT v FROM c"), "1");
+  EXPECT_EQ(converted().value("SELECT v FROM d"), "'ab'");
+  EXPECT_EQ(converted().integrity(), "ok");
+}
+
 TEST_F(dbc_Conversion_, NamesWhatIsLeftBehind) {
   make("CREATE TABLE class_of_nobody(a); CREATE VIEW seen AS SELECT 1;"
        "CREATE TRIGGER t AFTER INSERT ON class_of_nobody BEGIN SELECT 1; END;");

@@ -138,9 +138,15 @@ TEST_F(RebuildTest, ATableWhoseFunctionIsNotKnownHereIsNamed) {
 }
 
 TEST_F(RebuildTest, ATableWhoseRowsCannotBeCopiedIsNamedAndNotThere) {
-  makeTable("CREATE TABLE notes(a CHECK (a > 5))");
+  makeTable("CREATE TABLE notes(a BLOB) STRICT");
   EXPECT_EQ(copyTables(), "table 'notes';");
   EXPECT_EQ(runSql(newPath, "SELECT count(*) FROM sqlite_schema WHERE name = 'notes'"), "0");
+}
+
+TEST_F(RebuildTest, RowsAgainstTheConditionOfTheirTableAreCopied) {
+  makeTable("CREATE TABLE notes(a CHECK (a > 5))");
+  EXPECT_EQ(copyTables(), "");
+  EXPECT_EQ(runSql(newPath, "SELECT a FROM notes"), runSql(oldPath, "SELECT a FROM notes"));
 }
 
 TEST_F(RebuildTest, ASecondStatementInADefinitionIsNotRun) {

@@ -1,1 +1,0 @@
-// empty.cpp: libFuzzer brings the main program.

@@ -1,0 +1,8 @@
+// fuzz_options: what the sanitizer of addresses does unless ASAN_OPTIONS says otherwise. libFuzzer brings the
+// main program.
+
+extern "C" char const*
+__asan_default_options() { // NOLINT(bugprone-reserved-identifier): the sanitizer's name
+  // A finding is looked into by running its input again, with all frames: there it need not be quick.
+  return "malloc_context_size=1:quarantine_size_mb=16";
+}
