@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <filesystem>
 #include <memory>
 #include <random>
 #include <sstream>
@@ -296,7 +297,9 @@ corpus_result run_corpus(damage_family const& family, std::string const& sound, 
   }
   std::vector<Strand> strands;
   for (std::size_t index = 0; index < strandCount; ++index) {
-    strands.emplace_back(std::move(lists[index]), folder + "/damaged-" + std::to_string(index));
+    std::string const place = folder + "/" + std::to_string(index); // what lies beside a copy is its own
+    std::filesystem::create_directory(place);
+    strands.emplace_back(std::move(lists[index]), place + "/damaged");
   }
   for (bool working = true; working;) {
     std::vector<Strand*> started;
