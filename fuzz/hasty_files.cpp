@@ -8,7 +8,8 @@ namespace {
 
 sqlite3_vfs* ordinary = nullptr;
 sqlite3_vfs hasty;
-sqlite3_io_methods hastyMethods;
+sqlite3_io_methods ofDatabases;
+sqlite3_io_methods ofJournals; // which nobody locks
 
 int leaveOut(sqlite3_file*, int) {
   return SQLITE_OK;
@@ -17,9 +18,10 @@ int leaveOut(sqlite3_file*, int) {
 int openHastily(sqlite3_vfs*, char const* name, sqlite3_file* file, int flags, int* outFlags) {
   int const result = ordinary->xOpen(ordinary, name, file, flags, outFlags);
   if (result == SQLITE_OK && file->pMethods != nullptr) {
-    hastyMethods = *file->pMethods; // the same for every ordinary file
-    hastyMethods.xSync = leaveOut;
-    file->pMethods = &hastyMethods;
+    sqlite3_io_methods& methods = (flags & SQLITE_OPEN_MAIN_DB) != 0 ? ofDatabases : ofJournals;
+    methods = *file->pMethods;
+    methods.xSync = leaveOut;
+    file->pMethods = &methods;
   }
   return result;
 }

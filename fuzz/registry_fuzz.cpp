@@ -1,19 +1,22 @@
-// Databases are created, changed, saved, closed and opened again beside a plain model of two files.
+// Databases are created, changed, saved, closed and opened again beside a plain model of two files, which
+// hold a saved database at first.
 #include "fuzz_script.h"
 #include "hasty_files.h"
+#include "quick_sqlite.h"
 
 #include "database_test.h"
+#include "rom_Memento.h"
 
 #include <array>
 #include <map>
+#include <memory>
 #include <optional>
-#include <unistd.h>
 
 namespace {
 
 constexpr unsigned fileCount = 2;
 constexpr unsigned nameCount = 6;
-constexpr std::size_t mostSteps = 60;
+constexpr std::size_t mostSteps = 16;
 
 /// What a database holds.
 struct Plain {
@@ -21,6 +24,7 @@ struct Plain {
   std::map<std::string, std::string> results;  // name to identity
   std::map<std::string, std::string> userData; // name to identity
   std::string description;
+  friend bool operator==(Plain const&, Plain const&) = default;
 
   std::string text() const {
     std::string all;
@@ -39,16 +43,23 @@ struct Plain {
   }
 };
 
-/// One file, and the database in memory that was created in it or opened from it.
+/// One file, and the database in memory that was opened from it or created in it.
 struct File {
   std::string fileName;
-  bool exists = false;
+  Plain first;                 // what it holds before each script
+  std::string firstBytes;      // and what its bytes were when it was made
   std::optional<Plain> stored; // the last save
   std::optional<Plain> memory; // while it is open
-  bool readOnly = false;
   cow_String name;
+  std::unique_ptr<rom_Transporter> reader; // a user of its own; none when the file was closed or replaced
+  int saves = 0;
+  bool wasSaved = false; // in this script
+  bool readOnly = false;
 };
 
+/// Both databases are open when a script begins. What it does to them is undone by giving back a copy of the
+/// registry's container from before, and by saving that; only files that a script has closed are made anew,
+/// and from time to time those that have grown by many saves.
 class Play : public database_test {
 public:
   void TestBody() override {}
@@ -56,7 +67,9 @@ public:
   Play() {
     for (unsigned index = 0; index < fileCount; ++index) {
       files[index].fileName = numbered("file", index);
+      Make(files[index]);
     }
+    before = root().Fetch();
   }
 
   void Run(fuzz_script script) {
@@ -68,31 +81,78 @@ public:
       } else {
         Begin(file, operation);
       }
-      RequireSame();
     }
-    for (File& file : files) {
-      if (file.memory) {
-        close(file.name);
+    for (File const& file : files) {
+      RequireSame(file);
+      if (file.wasSaved || file.reader == nullptr) {
+        RequireStored(file);
       }
-      RequireStored(file);
-      unlink(folder.path(file.fileName).c_str());
-      std::string const fileName = file.fileName;
-      file = File();
-      file.fileName = fileName;
     }
-    fuzz_require(root().Fetch().Size() == 0, "closed databases leave the registry");
-    fuzz_require(folder.names().empty(), "nothing is left beside the files");
+    Undo();
   }
 
 private:
   static std::string ShortUid(cls_Uid const& uid) { return uid.Text().substr(22); }
   static cow_String Key(fuzz_script& script) { return cow_String(numbered("N", script.Below(nameCount))); }
 
+  void Make(File& file) {
+    file.name = create(file.fileName);
+    for (char const* const model : {"N0", "N1", "N2"}) {
+      writeModel(file.name, model, model);
+      file.first.models[model] = model;
+    }
+    ddr_Result const result;
+    edit(file.name, [&](ddr_Ddb& record) { record.results.Insert("N1", result); });
+    file.first.results["N1"] = ShortUid(result.GetUid());
+    file.first.description = record(file.name).GetDescription().Text();
+    save(file.name);
+    close(file.name);
+    file.firstBytes = readFile(folder.path(file.fileName));
+    OpenAnew(file);
+  }
+
+  void OpenAnew(File& file) {
+    file.name = open(file.fileName);
+    file.reader = std::make_unique<rom_Transporter>(
+        classes.get(), rfm_File::Open(pathOf(file.fileName), utl_FileAccess::Read, true), "D0", -1);
+    file.stored = file.memory = file.first;
+    file.saves = 0;
+    file.readOnly = false;
+    RequireSame(file);
+  }
+
+  void Undo() {
+    constexpr int mostSaves = 64;
+    ddr_DdbContainer restored = before;
+    for (File& file : files) {
+      if (file.reader != nullptr && file.saves <= mostSaves) {
+        continue;
+      }
+      if (file.memory) {
+        close(file.name);
+      }
+      fuzz_require(!root().IsMember(pathOf(file.fileName)), "a closed database leaves the registry");
+      fuzz_require(folder.names().size() == fileCount, "nothing is left beside the files");
+      writeFile(folder.path(file.fileName), file.firstBytes);
+      OpenAnew(file);
+      restored.Insert(file.name, record(file.name));
+    }
+    root().Replace(restored);
+    before = restored;
+    for (File& file : files) {
+      if (*file.stored != file.first) {
+        save(file.name);
+        ++file.saves;
+      }
+      file.stored = file.memory = file.first;
+      file.wasSaved = false;
+    }
+  }
+
   void Begin(File& file, unsigned operation) {
-    if (operation < 6 || !file.exists) {
+    if (operation < 2) {
       root().CreateDdb(pathOf(file.fileName), "new");
       file.name = root().GetPersistentName(pathOf(file.fileName));
-      file.exists = true;
       file.stored.reset();
       file.memory = Plain{{}, {}, {}, "new"};
       file.readOnly = false;
@@ -175,8 +235,11 @@ private:
       Save(file);
       break;
     default:
-      close(file.name);
-      file.memory.reset();
+      if (script.Byte() < 16) { // seldom: opening takes longer than all the rest
+        close(file.name);
+        file.memory.reset();
+        file.reader.reset();
+      }
       break;
     }
   }
@@ -187,9 +250,11 @@ private:
                    "a file opened for reading is not saved to");
       return;
     }
+    RequireSame(file);
     save(file.name);
     file.stored = file.memory;
-    RequireStored(file);
+    ++file.saves;
+    file.wasSaved = true;
   }
 
   void Resolve(File const& file, cow_String const& key) {
@@ -203,31 +268,43 @@ private:
                  "a shortcut finds the models that there are");
   }
 
-  void RequireSame() {
-    for (File const& file : files) {
-      if (file.memory) {
-        std::string const found = contents(file.name);
-        std::string const expected = file.memory->text();
-        fuzz_require(found == expected, "in memory\n  " + found + " is\n  " + expected);
-      }
+  void RequireSame(File const& file) {
+    if (file.memory) {
+      RequireEqual("in memory", contents(file.name), file.memory->text());
     }
   }
 
   void RequireStored(File const& file) const {
     if (file.stored) {
-      std::string const found = stored(file.fileName);
-      std::string const expected = file.stored->text();
-      fuzz_require(found == expected, "in the file\n  " + found + " is\n  " + expected);
+      RequireEqual("in the file", file.reader == nullptr ? stored(file.fileName) : ReadBy(*file.reader),
+                   file.stored->text());
+    }
+  }
+
+  static std::string ReadBy(rom_Transporter& reader) {
+    reader.ObjectCache().Clear();
+    int const last = reader.GetTableSize(ddr_Ddb::TypeId()) - 1;
+    rom_MementoRead const memento(reader, ddr_Ddb::TypeId(), last, cls_Uid::Allocate());
+    ddr_Ddb const read((cls_ReadVisitor(memento)));
+    return contentsOf(read);
+  }
+
+  static void RequireEqual(char const* where, std::string const& found, std::string const& expected) {
+    if (found != expected) {
+      fuzz_fail(std::string(where) + "\n  " + found + " is\n  " + expected);
     }
   }
 
   std::array<File, fileCount> files;
+  ddr_DdbContainer before;
+  std::unique_ptr<cls_ClassRegistrar> classes = registrar();
 };
 
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
   static Play& play = [&]() -> Play& {
+    use_quick_sqlite();
     use_hasty_files();
     static Play made;
     return made;
