@@ -453,7 +453,7 @@ rfm_ClassEntry const& rfm_DatabaseNode::AddClass(rfm_ClassEntry const& added) {
   entry.table = cow_String();
   rfm_Subject const subject{&entry.name};
   auto const refuse = [&](std::string_view what) {
-    rfm_throw(rfm_ErrorKind::Other, FileName(), subject, what, "Register the class under other names");
+    rfm_throw(rfm_ErrorKind::Other, OriginName(), subject, what, "Register the class under other names");
   };
   std::vector<cow_String> const columns = rfm_columnsOf(entry);
   bool const namesAreTexts = utl_IsUtf8(entry.name.View()) &&
@@ -545,7 +545,7 @@ rfm_Table rfm_DatabaseNode::TableForWriting(unsigned typeId) {
   Refresh();
   auto const found = byTypeId.find(typeId);
   if (found == byTypeId.end()) {
-    rfm_throw(rfm_ErrorKind::Other, FileName(), {},
+    rfm_throw(rfm_ErrorKind::Other, OriginName(), {},
               "class " + std::to_string(typeId) + " is not in its class list",
               "Register the class before storing its objects");
   }
@@ -589,7 +589,7 @@ void rfm_DatabaseNode::ChangeClass(rfm_ClassEntry const& changed) {
   rfm_ClassEntry& entry = classes[byTypeId.at(changed.typeId)];
   rfm_ClassEntry const* const namesake = FindClassByName(changed.name.View());
   if (namesake && namesake != &entry) {
-    rfm_throw(rfm_ErrorKind::Other, FileName(), {&changed.name},
+    rfm_throw(rfm_ErrorKind::Other, OriginName(), {&changed.name},
               "the class list has two classes of that name", "Register the class under another name");
   }
   classesChanged = descriptionsChanged = true;

@@ -213,4 +213,10 @@ TEST_F(hostile_Upgrade, AClassThatIsNotListedIsBlamedOnTheOldFile) {
                 "", "is not in its class list");
 }
 
+TEST_F(hostile_Upgrade, AClassWithTheNameOfOneThatIsMadeIsBlamedOnTheOldFile) {
+  expectRefused("model_203",
+                R"(UPDATE ddr_class SET "Type Id" = 0x6f0002 WHERE "Class Name" = 'cls_MapHeader')",
+                "class 'cls_MapHeader'", "a class of that name or type id already");
+}
+
 } // namespace

@@ -245,7 +245,7 @@ TEST_F(RebuildTest, AClassDoesNotTakeTheNameOfAnother) {
                 entry.name = "ddr_Result";
                 rebuilding.ChangeClass(entry);
               }),
-              AllOf(StartsWith("Other: Database file '" + newPath + "', class 'ddr_Result'"),
+              AllOf(StartsWith("Other: Database file '" + oldPath + "', class 'ddr_Result'"),
                     HasSubstr("two classes of that name")));
 }
 
