@@ -4,37 +4,47 @@
 #include "rfm_DatabaseNode.h"
 #include "rfm_FileNode.h"
 
+#include <utility>
+
 namespace {
+
 // More would say no more about a file that is damaged.
 constexpr std::size_t mostPageFaults = 50;
-} // namespace
 
-std::vector<std::string> rfm_Database::CheckPages() const {
-  rfm_Connection& connection = node->Connection();
-  rfm_ScopeGuard const scope(connection);
+std::vector<std::string> pageFaults(rfm_DatabaseNode& node) {
   std::vector<std::string> faults;
   auto const check = [&](std::string const& part) {
     rfm_Statement statement;
-    rfm_Run run(connection, statement, "PRAGMA integrity_check(" + part + ")");
+    rfm_Run run(node.Connection(), statement, "PRAGMA integrity_check(" + part + ")");
     while (run.Step()) {
-      auto const* const text = reinterpret_cast<char const*>(sqlite3_column_text(run.Get(), 0));
-      std::string fault = text == nullptr ? "" : text;
+      std::string fault(rfm_columnText(run.Get(), 0));
       if (fault != "ok") {
         faults.push_back(std::move(fault));
       }
     }
   };
-  if (node->AllTablesArePlain()) {
+  if (node.AllTablesArePlain()) {
     check(std::to_string(mostPageFaults));
   } else { // the others would be computed with what the file says
-    for (cow_String const& table : node->PlainTables()) {
+    for (cow_String const& table : node.PlainTables()) {
       if (faults.size() < mostPageFaults) {
         check(rfm_quote(table.View()));
       }
     }
   }
-  if (!faults.empty()) {
-    connection.CheckDevice(); // SQLite's check lists a page that was not delivered like a damaged one
+  return faults;
+}
+
+} // namespace
+
+std::vector<std::string> rfm_Database::CheckPages() const {
+  rfm_ScopeGuard const scope(node->Connection());
+  std::vector<std::string> faults = pageFaults(*node);
+  // SQLite's check lists a page that it had no memory for, or that was not delivered, like a damaged one.
+  // What is damaged is so again.
+  for (std::vector<std::string> before; !faults.empty() && faults != before;) {
+    node->Connection().CheckDevice();
+    before = std::exchange(faults, pageFaults(*node));
   }
   return faults;
 }

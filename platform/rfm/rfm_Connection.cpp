@@ -13,6 +13,7 @@
 #include <exception>
 #include <fcntl.h>
 #include <memory>
+#include <new>
 #include <system_error>
 #include <unistd.h>
 
@@ -145,8 +146,6 @@ Verdict judgeInputOutput(int result, int number, std::string const& detail) {
   case SQLITE_IOERR_CHECKRESERVEDLOCK:
     return {rfm_ErrorKind::Locked, "it cannot be locked (" + detail + ")",
             "Use a file system that supports file locks, then try again"};
-  case SQLITE_IOERR_NOMEM:
-    return {rfm_ErrorKind::Other, "there is not enough memory", "Free some memory, then try again"};
   default:
     return {rfm_ErrorKind::Other, "the device failed (" + detail + ")", "Check the device, then try again"};
   }
@@ -210,8 +209,6 @@ Verdict judge(int result, int number, std::string const& detail) {
   case SQLITE_MISMATCH:
   case SQLITE_FORMAT:
     return {rfm_ErrorKind::Damaged, "it is damaged (" + detail + ")", "Restore it from a backup"};
-  case SQLITE_NOMEM:
-    return {rfm_ErrorKind::Other, "there is not enough memory", "Free some memory, then try again"};
   case SQLITE_INTERRUPT:
     return {rfm_ErrorKind::Damaged, "it is damaged: reading it takes more work than a file of its size can",
             "Restore it from a backup"};
@@ -252,8 +249,9 @@ rfm_Connection::~rfm_Connection() {
   Close();
 }
 
-void rfm_Connection::Open(std::string const& path, Mode mode) {
+void rfm_Connection::Open(std::string const& file, Mode mode) {
   Close();
+  path = file;
   openMode = mode;
   snapshot = false;
   int const access = mode == Mode::Read    ? SQLITE_OPEN_READONLY
@@ -277,6 +275,13 @@ void rfm_Connection::Open(std::string const& path, Mode mode) {
     Close();
     throw;
   }
+}
+
+void rfm_Connection::OpenLater(std::string file, Mode mode) noexcept {
+  Close();
+  path = std::move(file);
+  openMode = mode;
+  opensLater = true;
 }
 
 // Reads through the descriptor that SQLite has, before SQLite looks at the file: another program's file is
@@ -424,6 +429,10 @@ void rfm_Connection::Fail(int result, rfm_Subject const& subject) {
       (sqlite3_extended_errcode(database) & 0xff) == (result & 0xff)) {
     result = sqlite3_extended_errcode(database);
   }
+  // What the file holds has no part in it, so nobody may take it for a finding about the file.
+  if ((result & 0xff) == SQLITE_NOMEM || result == SQLITE_IOERR_NOMEM) {
+    throw std::bad_alloc();
+  }
   if ((result & 0xff) == SQLITE_TOOBIG && !inTransaction) {
     result = SQLITE_CORRUPT; // a value that is longer than the file
   }
@@ -434,9 +443,9 @@ void rfm_Connection::Fail(int result, rfm_Subject const& subject) {
   bool const isLastError = database && (sqlite3_errcode(database) & 0xff) == (result & 0xff);
   Verdict verdict = judge(result, database ? sqlite3_system_errno(database) : 0,
                           isLastError ? sqlite3_errmsg(database) : sqlite3_errstr(result));
-  char const* const path = database ? sqlite3_db_filename(database, "main") : nullptr;
-  if (isBusy(result) && path) {
-    verdict.what = "it is in use " + rfm_lockHolder(path, inTransaction);
+  char const* const opened = database ? sqlite3_db_filename(database, "main") : nullptr;
+  if (isBusy(result) && opened) {
+    verdict.what = "it is in use " + rfm_lockHolder(opened, inTransaction);
   }
   bool const isOfOrigin = isOfAttached || verdict.kind == rfm_ErrorKind::Damaged;
   rfm_throw(verdict.kind, isOfOrigin ? OriginName() : name, subject, verdict.what, verdict.advice);
@@ -560,7 +569,11 @@ int rfm_Connection::ReadDataVersion() {
   return result;
 }
 
-void rfm_Connection::WantOpen() const {
+void rfm_Connection::WantOpen() {
+  if (!database && opensLater) {
+    Open(std::string(path), openMode);
+    opensLater = false;
+  }
   if (!database) {
     rfm_throw(rfm_ErrorKind::Other, name, {}, "it is no longer open", "Open it anew");
   }
@@ -591,10 +604,8 @@ void rfm_Connection::BeginReading() {
     } catch (...) {
       failure = std::current_exception();
     }
-    if (sqlite3_get_autocommit(database) == 0) {
-      sqlite3_exec(database, "ROLLBACK", nullptr, nullptr, nullptr);
-    }
-    if (snapshot || result != SQLITE_READONLY_ROLLBACK || !HasMoved()) {
+    EndAnyhow();
+    if (!database || snapshot || result != SQLITE_READONLY_ROLLBACK || !HasMoved()) {
       std::rethrow_exception(failure);
     }
     BecomeSnapshot(); // the journal beside is that of the file that has the name now
@@ -605,11 +616,23 @@ void rfm_Connection::BeginReading() {
 
 void rfm_Connection::EndReading() noexcept {
   StopScans();
-  if (Step(commit, "COMMIT") != SQLITE_OK && sqlite3_get_autocommit(database) == 0) {
-    sqlite3_exec(database, "ROLLBACK", nullptr, nullptr, nullptr);
+  if (Step(commit, "COMMIT") != SQLITE_OK) {
+    EndAnyhow();
   }
   reading = false;
   ++epoch;
+}
+
+// Ends what SQLite still has open. When that fails for want of memory, closing the file ends it, with its
+// lock; it is opened again when it is next needed.
+void rfm_Connection::EndAnyhow() noexcept {
+  if (sqlite3_get_autocommit(database) != 0 ||
+      sqlite3_exec(database, "ROLLBACK", nullptr, nullptr, nullptr) == SQLITE_OK || snapshot) {
+    return;
+  }
+  bool const stands = openMode == Mode::Build || !HasMoved();
+  Close();
+  opensLater = stands;
 }
 
 void rfm_Connection::EnterScope() {
@@ -638,6 +661,7 @@ void rfm_Connection::Begin() {
   }
   if (reading) {
     EndReading();
+    WantOpen();
   }
   int result = Step(beginWrite, "BEGIN IMMEDIATE");
   if (result == SQLITE_OK) {
@@ -650,9 +674,7 @@ void rfm_Connection::Begin() {
     } catch (...) {
       failure = std::current_exception();
     }
-    if (sqlite3_get_autocommit(database) == 0) {
-      sqlite3_exec(database, "ROLLBACK", nullptr, nullptr, nullptr);
-    }
+    EndAnyhow();
     std::rethrow_exception(failure);
   }
   sqlite3_limit(database, SQLITE_LIMIT_LENGTH, largestValue);
@@ -714,9 +736,7 @@ void rfm_Connection::RollBack() noexcept {
   }
   StopScans();
   ++schemaChanges;
-  if (sqlite3_get_autocommit(database) == 0) {
-    sqlite3_exec(database, "ROLLBACK", nullptr, nullptr, nullptr);
-  }
+  EndAnyhow();
   inTransaction = failed = false;
   ++epoch;
 }

@@ -65,8 +65,10 @@ public:
 
   /// Opens a file and checks that it is a database of ours in a format that is known; a file built anew is
   /// not checked. Nothing of a file of others is changed, nor is it locked.
-  /// @param path absolute, with links resolved
-  void Open(std::string const& path, Mode mode);
+  /// @param file absolute path, with links resolved
+  void Open(std::string const& file, Mode mode);
+  /// Opens a file when it is next read or written. Needs no memory.
+  void OpenLater(std::string file, Mode mode) noexcept;
   /// Refuses a file that ends within a page: SQLite would take what is missing for zeros. Inside a read
   /// scope.
   void CheckWhole();
@@ -117,6 +119,8 @@ public:
   /// Whether changes are in the file that a power cut may take back. The next commit makes them durable, but
   /// only when it changes something.
   bool owesSync = false;
+  /// The running transaction, if any, can no longer be committed.
+  void Spoil() noexcept { failed = inTransaction; }
   /// Throws unless a transaction is running that has not failed.
   void WantTransaction() const;
   /// @}
@@ -135,7 +139,8 @@ public:
     AllowWork();
     return sqlite3_step(statement);
   }
-  /// Throws what a result code means. Inside a transaction, it can no longer be committed.
+  /// Throws what a result code means: std::bad_alloc when memory ran out, otherwise an rfm_Exception. Inside
+  /// a transaction, it can no longer be committed.
   [[noreturn]] void Fail(int result, rfm_Subject const& subject = {});
 
   void Add(rfm_Scan& scan) { scans.push_back(&scan); }
@@ -147,12 +152,13 @@ private:
   void CheckHeader();
   bool HasMoved() const noexcept;
   void BecomeSnapshot();
-  void WantOpen() const;
+  void WantOpen();
   void WantFolder();
   void LimitValues() noexcept;
   void BeginReading();
   void EndReading() noexcept;
   void StopScans() noexcept;
+  void EndAnyhow() noexcept;
   int ReadDataVersion();
   int Step(sqlite3_stmt*& statement, char const* sql);
 
@@ -164,6 +170,8 @@ private:
   sqlite3_stmt* commit = nullptr;
   sqlite3_stmt* version = nullptr;
   Mode openMode = Mode::Read;
+  std::string path;
+  bool opensLater = false;
   unsigned generation = 0;
   std::uint64_t epoch = 0;
   std::uint64_t dataVersion = 0;
@@ -175,6 +183,26 @@ private:
   bool snapshot = false;
   sqlite3_int64 workDone = 0; // by the running step [program steps of SQLite]
   std::vector<rfm_Scan*> scans;
+};
+
+/// Around a change of the file that takes several steps: when not all of them are done, the transaction can
+/// no longer be committed.
+class rfm_Whole {
+public:
+  explicit rfm_Whole(rfm_Connection& used) noexcept : connection(used) {}
+  ~rfm_Whole() {
+    if (!done) {
+      connection.Spoil();
+    }
+  }
+  rfm_Whole(rfm_Whole const&) = delete;
+  rfm_Whole& operator=(rfm_Whole const&) = delete;
+  /// All steps are done.
+  void Done() noexcept { done = true; }
+
+private:
+  rfm_Connection& connection;
+  bool done = false;
 };
 
 /// A read scope around one call.

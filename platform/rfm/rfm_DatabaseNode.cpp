@@ -94,8 +94,7 @@ cow_String rfm_DatabaseNode::CheckedText(sqlite3_stmt* statement, int column, st
   if (sqlite3_column_type(statement, column) != SQLITE_TEXT) {
     ThrowDamaged(what);
   }
-  std::string_view const text(reinterpret_cast<char const*>(sqlite3_column_text(statement, column)),
-                              static_cast<std::size_t>(sqlite3_column_bytes(statement, column)));
+  std::string_view const text = rfm_columnText(statement, column);
   if (!utl_IsUtf8(text) || text.find('\0') != std::string_view::npos) {
     ThrowDamaged(what);
   }
@@ -287,27 +286,28 @@ void rfm_DatabaseNode::CheckClass(rfm_ClassEntry const& entry) const {
 }
 
 void rfm_DatabaseNode::TakeClasses(std::vector<rfm_ClassEntry> read) {
-  if (read == classes) {
-    return; // what others borrowed stays valid
+  if (read != classes) { // what others borrowed stays valid otherwise
+    std::unordered_map<unsigned, std::size_t> index;
+    index.reserve(read.size());
+    for (rfm_ClassEntry const& entry : read) {
+      index.emplace(entry.typeId, static_cast<std::size_t>(entry.row));
+    }
+    tablesDescribed = false;
+    classes = std::move(read);
+    byTypeId = std::move(index);
   }
-  classes = std::move(read);
-  IndexClasses();
-  for (auto const& [typeId, shape] : shapes) {
-    shape->Describe(FindClass(typeId));
-  }
-}
-
-void rfm_DatabaseNode::IndexClasses() {
-  byTypeId.clear();
-  byTypeId.reserve(classes.size());
-  for (rfm_ClassEntry const& entry : classes) {
-    byTypeId.emplace(entry.typeId, static_cast<std::size_t>(entry.row));
+  if (!tablesDescribed) {
+    for (auto const& [typeId, shape] : shapes) {
+      shape->Describe(FindClass(typeId));
+    }
+    tablesDescribed = true;
   }
 }
 
 // Takes over what other connections, or other databases on this one, did to the class list.
 void rfm_DatabaseNode::Refresh() {
-  if (!bound || boundData != connection.DataVersion() || boundClassList != connection.classListVersion) {
+  if (!bound || !tablesDescribed || boundData != connection.DataVersion() ||
+      boundClassList != connection.classListVersion) {
     Bind();
   }
 }
@@ -401,13 +401,11 @@ void rfm_DatabaseNode::EndDoubtfulCommit() {
 // What is committed is committed: nothing here may fail. A transaction that changed nothing does not count in
 // the file either.
 void rfm_DatabaseNode::NoteOwnCommit() noexcept {
-  try {
-    if (CommitCount() == commitsBefore) {
-      return;
-    }
-  } catch (std::exception const&) { // the next reader of the count will see
+  std::uint32_t count = commitsBefore + 1;
+  static_cast<void>(ReadCommitCount(count)); // without a lock, which could take memory to get
+  if (count != commitsBefore) {
+    ++ownCommits;
   }
-  ++ownCommits;
 }
 
 void rfm_DatabaseNode::RollBack() noexcept {
@@ -476,6 +474,7 @@ rfm_ClassEntry const& rfm_DatabaseNode::AddClass(rfm_ClassEntry const& added) {
     refuse("two fields would have one name, '" + utl_Printable(repeatedColumn(columns).View()) + "'");
   }
   classesChanged = true;
+  rfm_Whole whole(connection);
   {
     rfm_Run run(connection, insertClass,
                 std::string_view("INSERT INTO ddr_class VALUES(?1, ?2, NULL, ?3, ?4, ?5)"), subject);
@@ -494,6 +493,7 @@ rfm_ClassEntry const& rfm_DatabaseNode::AddClass(rfm_ClassEntry const& added) {
   if (auto const shape = shapes.find(classes.back().typeId); shape != shapes.end()) {
     shape->second->Describe(&classes.back());
   }
+  whole.Done();
   return classes.back();
 }
 
@@ -514,12 +514,12 @@ void rfm_DatabaseNode::InsertAttributes(rfm_ClassEntry const& entry) {
 }
 
 std::shared_ptr<rfm_TableShape> rfm_DatabaseNode::ShapeOf(unsigned typeId) {
-  std::shared_ptr<rfm_TableShape>& shape = shapes[typeId];
-  if (!shape) {
-    shape = std::make_shared<rfm_TableShape>(*this, typeId);
-    shape->Describe(FindClass(typeId));
+  if (auto const known = shapes.find(typeId); known != shapes.end()) {
+    return known->second;
   }
-  return shape;
+  auto shape = std::make_shared<rfm_TableShape>(*this, typeId);
+  shape->Describe(FindClass(typeId));
+  return shapes.emplace(typeId, std::move(shape)).first->second;
 }
 
 rfm_Table rfm_DatabaseNode::ClassList() {
@@ -565,6 +565,7 @@ void rfm_DatabaseNode::MakeTable(unsigned typeId, std::vector<cow_String> const&
     sql += ", " + rfm_quote(column.View()) + (isReference(column.View()) ? " INTEGER" : "");
   }
   classesChanged = true;
+  rfm_Whole whole(connection);
   connection.Execute((sql + ")").c_str());
   {
     rfm_Run run(connection, setTable,
@@ -581,6 +582,7 @@ void rfm_DatabaseNode::MakeTable(unsigned typeId, std::vector<cow_String> const&
   shape->Describe(&entry);
   shape->KnowColumns(columns);
   shape->isFresh = true;
+  whole.Done();
 }
 
 void rfm_DatabaseNode::ChangeClass(rfm_ClassEntry const& changed) {
@@ -593,6 +595,7 @@ void rfm_DatabaseNode::ChangeClass(rfm_ClassEntry const& changed) {
               "the class list has two classes of that name", "Register the class under another name");
   }
   classesChanged = descriptionsChanged = true;
+  rfm_Whole whole(connection);
   entry.name = changed.name;
   entry.version = changed.version;
   entry.baseTypeId = changed.baseTypeId;
@@ -625,6 +628,7 @@ void rfm_DatabaseNode::ChangeClass(rfm_ClassEntry const& changed) {
     AddColumns(*shape, rfm_columnsOf(entry));
   }
   shape->Describe(&entry);
+  whole.Done();
 }
 
 void rfm_DatabaseNode::AddColumns(rfm_TableShape& shape, std::vector<cow_String> const& columns) {
@@ -652,6 +656,7 @@ std::shared_ptr<rfm_TableShape> rfm_DatabaseNode::RetireTable(unsigned typeId, c
                          "platform/rfm/rfm_DatabaseNode", __LINE__);
   }
   classesChanged = descriptionsChanged = true;
+  rfm_Whole whole(connection);
   if (shape->table != newName) {
     std::string const sql =
         "ALTER TABLE " + rfm_quote(shape->table.View()) + " RENAME TO " + rfm_quote(newName.View());
@@ -670,6 +675,7 @@ std::shared_ptr<rfm_TableShape> rfm_DatabaseNode::RetireTable(unsigned typeId, c
   boundClassList = ++connection.classListVersion;
   shapes.erase(typeId);
   shape->table = newName;
+  whole.Done();
   return shape;
 }
 
@@ -864,20 +870,29 @@ void rfm_DatabaseNode::StoreNextHandle() {
 // in the file itself is asked: four bytes at offset 24, most significant first.
 std::uint32_t rfm_DatabaseNode::CommitCount() {
   rfm_ScopeGuard const scope(connection);
+  std::uint32_t count = 0;
+  int const result = ReadCommitCount(count);
+  if (result != SQLITE_OK && result != SQLITE_IOERR_SHORT_READ) { // a new file is empty
+    connection.Fail(result);
+  }
+  return count;
+}
+
+// Leaves `count` as it is when the file cannot be read.
+int rfm_DatabaseNode::ReadCommitCount(std::uint32_t& count) const noexcept {
   sqlite3_file* opened = nullptr;
   std::array<unsigned char, 4> bytes{};
   int result = sqlite3_file_control(connection.Database(), "main", SQLITE_FCNTL_FILE_POINTER, &opened);
   if (result == SQLITE_OK && opened && opened->pMethods) {
     result = opened->pMethods->xRead(opened, bytes.data(), static_cast<int>(bytes.size()), 24);
   }
-  if (result != SQLITE_OK && result != SQLITE_IOERR_SHORT_READ) { // a new file is empty
-    connection.Fail(result);
+  if (result == SQLITE_OK || result == SQLITE_IOERR_SHORT_READ) {
+    count = 0;
+    for (unsigned char const byte : bytes) {
+      count = count << 8U | byte;
+    }
   }
-  std::uint32_t count = 0;
-  for (unsigned char const byte : bytes) {
-    count = count << 8U | byte;
-  }
-  return count;
+  return result;
 }
 
 std::uint64_t rfm_DatabaseNode::ChangeCount() {

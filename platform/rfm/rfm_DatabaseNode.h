@@ -129,7 +129,8 @@ private:
   std::shared_ptr<rfm_DatabaseNode> database;
   std::shared_ptr<rfm_TableShape> shape;
   rfm_Row row;
-  int next = 0; // the row that -1 means, or the first after it
+  std::vector<rfm_Row::Value> incoming; // the row that is being read
+  int next = 0;                         // the row that -1 means, or the first after it
   rfm_Statement scan;
   bool scanning = false;
   int scanNext = 0; // the next row of the scan is this one or a later one
@@ -265,7 +266,6 @@ private:
   void CheckClass(rfm_ClassEntry const& entry) const;
   void CheckSchema();
   void TakeClasses(std::vector<rfm_ClassEntry> read);
-  void IndexClasses();
   void Refresh();
   std::shared_ptr<rfm_TableShape> ShapeOf(unsigned typeId);
   bool SqlNameIsTaken(std::string_view sqlName);
@@ -275,6 +275,7 @@ private:
   cow_String MakeTableName(std::string_view className);
   void StoreNextHandle();
   void NoteOwnCommit() noexcept;
+  int ReadCommitCount(std::uint32_t& count) const noexcept;
   [[noreturn]] void EndDoubtfulCommit();
   void ForgetChanges() noexcept;
 
@@ -282,6 +283,7 @@ private:
   std::unordered_map<unsigned, std::shared_ptr<rfm_TableShape>> shapes;
   std::shared_ptr<rfm_TableShape> classListShape;
   bool bound = false;
+  bool tablesDescribed = true; // whether every table knows the class list as it is
   std::uint64_t boundData = 0;
   std::map<cow_String, Definition, rfm_LessIgnoringCase> definitions; // by table
   std::optional<std::uint64_t> definitionsData;                       // as of when they were read

@@ -118,8 +118,7 @@ bool rfm_EntryCursor::Next() {
   position = static_cast<int>(stored);
   scan->position = position;
   if (sqlite3_column_type(statement, 1) == SQLITE_TEXT) {
-    key = std::string_view(reinterpret_cast<char const*>(sqlite3_column_text(statement, 1)),
-                           static_cast<std::size_t>(sqlite3_column_bytes(statement, 1)));
+    key = rfm_columnText(statement, 1);
   } else if (sqlite3_column_type(statement, 1) == SQLITE_NULL) {
     key = std::string_view("", 0);
   } else {

@@ -22,10 +22,11 @@ enum class rfm_ErrorKind {
   Locked,       ///< another process or handle holds it
   Moved,        ///< renamed, replaced or deleted since it was opened
   Interrupted,  ///< a save was cut off; opening for writing recovers the file
-  Other,        ///< anything else: name not usable, out of memory, misuse of a row
+  Other,        ///< anything else: name not usable, misuse of a row
 };
 
-/// A failure of a database file. The text says what happened, names the file (and the class, the row and the
+/// A failure of a database file. Memory that runs out is none: that is std::bad_alloc, in SQLite's code as in
+/// ours. The text says what happened, names the file (and the class, the row and the
 /// field where they are known), and ends with what the user can do.
 class DDR_API rfm_Exception : public nex_TextException {
 public:

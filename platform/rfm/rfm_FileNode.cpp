@@ -321,6 +321,8 @@ void rfm_FileNode::Publish() {
   if (!replaces) {
     RemoveStrayJournals();
   }
+  std::string const folder = Folder();
+  std::string published = path; // nothing behind the renaming needs memory
   connection.Close();
   if (rename(growing.c_str(), path.c_str()) != 0) {
     int const number = errno;
@@ -328,10 +330,10 @@ void rfm_FileNode::Publish() {
     RefuseForErrno(number, true);
   }
   growing.clear();
-  bool const durable = syncFolder(Folder());
+  bool const durable = syncFolder(folder);
   standing.RollBack();
   standing.Close();
-  connection.Open(path, rfm_Connection::Mode::Write);
+  connection.OpenLater(std::move(published), rfm_Connection::Mode::Write);
   if (!durable) {
     Refuse(rfm_ErrorKind::Full,
            "the folder could not be synced; the file is there, but a power cut may take it",

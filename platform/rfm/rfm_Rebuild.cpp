@@ -35,11 +35,6 @@ constexpr char const* isCopied =
     "AND name NOT LIKE 'ddr\\_%' ESCAPE '\\' AND name NOT LIKE 'class\\_%' ESCAPE '\\' "
     "AND name NOT LIKE 'retired\\_rows%' ESCAPE '\\'";
 
-std::string columnText(sqlite3_stmt* statement, int column) {
-  auto const* const text = reinterpret_cast<char const*>(sqlite3_column_text(statement, column));
-  return text ? text : "";
-}
-
 // The functions that tables of others may use while they are copied: what these give is no longer than what
 // they get.
 constexpr std::array<std::string_view, 28> harmlessFunctions{
@@ -170,7 +165,8 @@ std::vector<std::string> rfm_Rebuild::FurtherThings(rfm_Database const& database
                   std::string(isOurs) + ") AND NOT (" + isCopied + ") ORDER BY rowid");
   std::vector<std::string> found;
   while (run.Step()) {
-    found.push_back(columnText(run.Get(), 0) + " '" + utl_Printable(columnText(run.Get(), 1)) + "'");
+    found.push_back(std::string(rfm_columnText(run.Get(), 0)) + " '" +
+                    utl_Printable(rfm_columnText(run.Get(), 1)) + "'");
   }
   return found;
 }
@@ -183,7 +179,7 @@ std::vector<std::string> rfm_Rebuild::CopyFurtherTables(std::function<void()> co
                 "SELECT name FROM sqlite_schema AS thing WHERE " + std::string(isCopied) + " AND NOT (" +
                     isOurs + ") ORDER BY rowid");
     while (run.Step()) {
-      names.push_back(columnText(run.Get(), 0));
+      names.emplace_back(rfm_columnText(run.Get(), 0));
     }
   }
   std::vector<std::string> failed = FurtherThings(rfm_Database(from));
@@ -218,7 +214,7 @@ std::vector<std::pair<std::string, std::string>> rfm_Rebuild::DefinitionsOf(std:
   run.Bind(2, type);
   std::vector<std::pair<std::string, std::string>> found;
   while (run.Step()) {
-    found.emplace_back(columnText(run.Get(), 0), columnText(run.Get(), 1));
+    found.emplace_back(rfm_columnText(run.Get(), 0), rfm_columnText(run.Get(), 1));
   }
   return found;
 }
@@ -238,7 +234,7 @@ bool rfm_Rebuild::CopyFurtherTable(std::string const& name) {
     run.Bind(1, std::string_view(name));
     hasRowNumber = true;
     while (run.Step()) {
-      std::string const column = columnText(run.Get(), 0);
+      std::string const column(rfm_columnText(run.Get(), 0));
       std::erase_if(rowNames, [&](std::string const& rowName) {
         return sqlite3_stricmp(rowName.c_str(), column.c_str()) == 0;
       });

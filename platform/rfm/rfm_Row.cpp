@@ -179,13 +179,19 @@ void rfm_Row::WriteFieldNull(rfm_FieldHandle const& field) {
 }
 
 void rfm_Row::CopyFieldsFrom(rfm_Row const& source) {
-  if (layout == source.layout) {
-    values = source.values;
-  } else {
-    for (std::size_t place = 0; place < values.size(); ++place) {
-      if (Value const* const found = source.Find(rfm_FieldHandle(layout->columns[place]))) {
-        values[place] = *found;
-      }
+  auto const copied = [&](std::size_t place) {
+    return layout == source.layout ? &source.values[place]
+                                   : source.Find(rfm_FieldHandle(layout->columns[place]));
+  };
+  // First the room for all of them, then the values: they are copied whole or not at all.
+  for (std::size_t place = 0; place < values.size(); ++place) {
+    if (Value const* const found = copied(place)) {
+      values[place].bytes.reserve(found->bytes.size());
+    }
+  }
+  for (std::size_t place = 0; place < values.size(); ++place) {
+    if (Value const* const found = copied(place)) {
+      values[place] = *found;
     }
   }
   if (source.hasUid) {
@@ -194,8 +200,8 @@ void rfm_Row::CopyFieldsFrom(rfm_Row const& source) {
 }
 
 void rfm_Row::CopyFieldFrom(rfm_Row const& source, rfm_FieldHandle const& field) {
-  Value const& value = source.Get(field);
-  Change(field) = value;
+  Value value = source.Get(field);
+  Change(field) = std::move(value);
 }
 
 std::optional<rfm_Uid> rfm_Row::Uid() const {

@@ -35,6 +35,12 @@ private:
   sqlite3_stmt* statement = nullptr;
 };
 
+/// @{ A text, and the bytes of a text or blob, in the row that a statement stands on; empty for null. Valid
+/// until the statement goes on. Throws std::bad_alloc when SQLite has no memory to hand them out.
+std::string_view rfm_columnText(sqlite3_stmt* statement, int column);
+std::string_view rfm_columnBytes(sqlite3_stmt* statement, int column);
+/// @}
+
 /// One run of a statement: parameters, rows, and the reset at the end. Texts and blobs that are bound must
 /// live as long.
 class rfm_Run {

@@ -12,18 +12,6 @@ bool holdsText(std::string_view bytes) {
   return utl_IsUtf8(bytes) && std::memchr(bytes.data(), 0, bytes.size()) == nullptr;
 }
 
-std::string_view columnBytes(sqlite3_stmt* statement, int column) {
-  void const* const bytes = sqlite3_column_blob(statement, column);
-  auto const size = static_cast<std::size_t>(sqlite3_column_bytes(statement, column));
-  return bytes ? std::string_view(static_cast<char const*>(bytes), size) : std::string_view("", 0);
-}
-
-std::string_view columnText(sqlite3_stmt* statement, int column) {
-  auto const* const text = reinterpret_cast<char const*>(sqlite3_column_text(statement, column));
-  auto const size = static_cast<std::size_t>(sqlite3_column_bytes(statement, column));
-  return text ? std::string_view(text, size) : std::string_view("", 0);
-}
-
 } // namespace
 
 std::string rfm_quote(std::string_view name) {
@@ -69,20 +57,20 @@ void rfm_TableShape::Forget() noexcept {
 
 void rfm_TableShape::Describe(rfm_ClassEntry const* entry) {
   cow_String const newTable = entry ? entry->table : cow_String();
+  cow_String const newName = entry                 ? entry->name
+                             : className.IsEmpty() ? cow_String(std::to_string(typeId))
+                                                   : className;
+  auto described = std::make_shared<rfm_Layout>();
   if (entry) {
-    className = entry->name;
-  } else if (className.IsEmpty()) {
-    className = std::to_string(typeId);
+    described->columns = rfm_columnsOf(*entry);
   }
+  // Nothing fails from here on.
+  className = newName;
   if (newTable != table) {
     Forget();
     table = newTable;
   }
   if (!columnsRead) {
-    auto described = std::make_shared<rfm_Layout>();
-    if (entry) {
-      described->columns = rfm_columnsOf(*entry);
-    }
     if (described->columns != layout->columns) {
       layout = std::move(described);
     }
@@ -105,7 +93,11 @@ void rfm_TableShape::WantColumns() {
   bool foundUid = false;
   int const count = sqlite3_column_count(probe.Get());
   for (int column = 0; column < count; ++column) {
-    std::string_view const name = sqlite3_column_name(probe.Get(), column);
+    char const* const given = sqlite3_column_name(probe.Get(), column);
+    if (given == nullptr) {
+      database.Connection().Fail(SQLITE_NOMEM, subject);
+    }
+    std::string_view const name = given;
     if (name == rfm_RowColumn) {
       hasRow = true;
     } else if (name == rfm_UidColumn) {
@@ -119,6 +111,9 @@ void rfm_TableShape::WantColumns() {
   int const result = sqlite3_table_column_metadata(database.Connection().Database(), "main", table.Text(),
                                                    std::string(rfm_RowColumn).c_str(), &type, nullptr,
                                                    nullptr, &isPrimaryKey, nullptr);
+  if ((result & 0xff) == SQLITE_NOMEM) {
+    database.Connection().Fail(result, subject);
+  }
   if (!hasRow || (!isClassList && !foundUid) || result != SQLITE_OK || isPrimaryKey == 0 || !type ||
       sqlite3_stricmp(type, "INTEGER") != 0) {
     database.ThrowDamaged("its table lacks a column that every table has", subject);
@@ -386,21 +381,19 @@ void rfm_TableNode::Fill(sqlite3_stmt* statement, int number) {
   ++statistics.rowsRead;
   statistics.bytesRead += rfm_RowBytes;
   int const uidType = sqlite3_column_type(statement, 1);
-  std::string_view const uidBytes = uidType == SQLITE_BLOB ? columnBytes(statement, 1) : std::string_view();
+  std::string_view const uidBytes =
+      uidType == SQLITE_BLOB ? rfm_columnBytes(statement, 1) : std::string_view();
   if (uidType != SQLITE_NULL && uidBytes.size() != row.uid.size()) {
     database->ThrowDamaged("an identity that is not one is stored there",
                            {&shape->className, number, rfm_UidColumn});
   }
-  row.hasUid = uidType != SQLITE_NULL;
-  if (row.hasUid) {
-    std::memcpy(row.uid.data(), uidBytes.data(), row.uid.size());
+  rfm_Uid uid = row.uid;
+  if (uidType != SQLITE_NULL) {
+    std::memcpy(uid.data(), uidBytes.data(), uid.size());
   }
-  row.uidChanged = false;
-  row.rowNumber = number;
-  row.readRow = number;
-  next = number + 1;
+  incoming.resize(row.values.size());
   int column = 2;
-  for (rfm_Row::Value& value : row.values) {
+  for (rfm_Row::Value& value : incoming) {
     switch (sqlite3_column_type(statement, column)) {
     case SQLITE_INTEGER:
       value.type = rfm_Row::Value::Type::Integer;
@@ -411,7 +404,7 @@ void rfm_TableNode::Fill(sqlite3_stmt* statement, int number) {
       value.real = sqlite3_column_double(statement, column);
       break;
     case SQLITE_TEXT: {
-      std::string_view const text = columnText(statement, column);
+      std::string_view const text = rfm_columnText(statement, column);
       statistics.bytesRead += text.size();
       if (holdsText(text)) {
         value.type = rfm_Row::Value::Type::Text;
@@ -424,7 +417,7 @@ void rfm_TableNode::Fill(sqlite3_stmt* statement, int number) {
     }
     case SQLITE_BLOB:
       value.type = rfm_Row::Value::Type::Blob;
-      value.bytes = columnBytes(statement, column);
+      value.bytes = rfm_columnBytes(statement, column);
       statistics.bytesRead += value.bytes.size();
       break;
     default:
@@ -433,6 +426,14 @@ void rfm_TableNode::Fill(sqlite3_stmt* statement, int number) {
     }
     ++column;
   }
+  // The row is there as a whole, or as it was before.
+  row.values.swap(incoming);
+  row.uid = uid;
+  row.hasUid = uidType != SQLITE_NULL;
+  row.uidChanged = false;
+  row.rowNumber = number;
+  row.readRow = number;
+  next = number + 1;
 }
 
 void rfm_TableNode::ClearRow() {

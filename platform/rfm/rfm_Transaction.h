@@ -25,7 +25,8 @@ public:
   rfm_Transaction(rfm_Transaction const&) = delete;
   rfm_Transaction& operator=(rfm_Transaction const&) = delete;
 
-  /// Makes the changes permanent.
+  /// Makes the changes permanent. Between the begin and this, a change that ran out of memory half-way, as
+  /// one of the class list, makes this refuse.
   /// @throws rfm_Exception Full, Locked, ...; the changes have been taken back then, unless IsStored, and the
   /// transaction has ended
   void Commit();

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <filesystem>
 #include <gmock/gmock.h>
+#include <new>
 #include <sqlite3.h>
 #include <unistd.h>
 
@@ -49,8 +50,6 @@ TEST(rfm_Connection, EachAnswerOfSqliteIsToldWithItsRemedy) {
            Answer{SQLITE_IOERR_LOCK, "Locked", "it cannot be locked", "supports file locks"},
            Answer{SQLITE_IOERR_RDLOCK, "Locked", "it cannot be locked", "supports file locks"},
            Answer{SQLITE_IOERR_CHECKRESERVEDLOCK, "Locked", "it cannot be locked", "supports file locks"},
-           Answer{SQLITE_IOERR_NOMEM, "Other", "not enough memory", "Free some memory"},
-           Answer{SQLITE_NOMEM, "Other", "not enough memory", "Free some memory"},
            Answer{SQLITE_IOERR_READ, "Other", "the device failed", "Check the device"},
            Answer{SQLITE_NOTADB, "NotADatabase", "not a database", "Check the name"},
            Answer{SQLITE_CORRUPT, "Damaged", "it is damaged", "Restore it"},
@@ -69,6 +68,12 @@ TEST(rfm_Connection, EachAnswerOfSqliteIsToldWithItsRemedy) {
                       HasSubstr(answer.words), HasSubstr(answer.remedy)))
         << sqlite3_errstr(answer.result) << ' ' << answer.result;
   }
+}
+
+TEST(rfm_Connection, MemoryThatSqliteLacksIsNotToldAsAMatterOfTheFile) {
+  rfm_Connection connection{cow_String("shown.odb")};
+  EXPECT_THROW(connection.Fail(SQLITE_NOMEM), std::bad_alloc);
+  EXPECT_THROW(connection.Fail(SQLITE_IOERR_NOMEM), std::bad_alloc);
 }
 
 TEST(rfm_Connection, OneThatIsClosedIsNotRead) {
