@@ -101,11 +101,12 @@ private:
   };
 
   bool DoInsert(K const& key, V const& record) const;
+  static void Put(Tree& into, K const& key, V const& record);
   Stored* StoredState() const { return loader ? dynamic_cast<Stored*>(loader->StoredState()) : nullptr; }
-  void OwnNodes() const;
+  Tree OwnNodes() const;
+  void Take(Tree const& all) const noexcept;
   V Load(K const& key) const;
   bool IsRecordChanged(K const& key, V const& record) const;
-  void MarkChanged(K const& key);
   void WriteChanged();
   void WriteRecord(K const& key, V const& record) const;
 
@@ -183,22 +184,19 @@ cls_Map2Obj<K, T, V>& cls_Map2Obj<K, T, V>::operator=(cls_Map2Obj const& other) 
 
 template <class K, class T, class V>
 bool cls_Map2Obj<K, T, V>::DoInsert(K const& key, V const& record) const {
-  if (entries.InsertUnlessMember(key, record)) {
-    return true;
-  }
-  Tree replaced(entries); // an exception between the two steps must not lose the entry
-  replaced.Remove(key);
-  bool const inserted = replaced.InsertUnlessMember(key, record);
-  entries = replaced;
-  return inserted;
+  Put(entries, key, record);
+  return true;
 }
 
 template <class K, class T, class V>
-void cls_Map2Obj<K, T, V>::MarkChanged(K const& key) {
-  if (loader) {
-    loader->MarkChanged(key);
+void cls_Map2Obj<K, T, V>::Put(Tree& into, K const& key, V const& record) {
+  if (into.InsertUnlessMember(key, record)) {
+    return;
   }
-  changed = 1;
+  Tree replaced(into); // an exception between the two steps must not lose the entry
+  replaced.Remove(key);
+  replaced.InsertUnlessMember(key, record);
+  into = replaced;
 }
 
 template <class K, class T, class V>
@@ -212,8 +210,11 @@ bool cls_Map2Obj<K, T, V>::Insert(K const& key, T* record) {
     nex_Exception::Throw(nex_AssertException("record != nullptr"), "containers/keyed/cls_Map2Obj", __LINE__);
   }
   V const handle(record);
-  MarkChanged(key);
-  return DoInsert(key, handle);
+  keyed_ChangeMark mark(loader.Get(), key);
+  DoInsert(key, handle);
+  mark.Keep();
+  changed = 1;
+  return true;
 }
 
 template <class K, class T, class V>
@@ -271,15 +272,17 @@ T* cls_Map2Obj<K, T, V>::Find(K const& key) {
   if (ConstFind(key) == nullptr) {
     return nullptr;
   }
-  MarkChanged(key);
-  return &entries.Find(key)->Value().Get();
+  return &Get(key);
 }
 
 template <class K, class T, class V>
 T& cls_Map2Obj<K, T, V>::Get(K const& key) {
   ConstGet(key);
-  MarkChanged(key);
-  return entries.Find(key)->Value().Get();
+  keyed_ChangeMark mark(loader.Get(), key);
+  T& record = entries.Find(key)->Value().Get();
+  mark.Keep();
+  changed = 1;
+  return record;
 }
 
 template <class K, class T, class V>
@@ -288,16 +291,32 @@ bool cls_Map2Obj<K, T, V>::Remove(K const& key) {
     return false;
   }
   K const kept(key); // the argument may be the key that stands in the node
-  MarkChanged(kept);
-  return entries.Remove(kept);
+  keyed_ChangeMark mark(loader.Get(), kept);
+  entries.Remove(kept);
+  mark.Keep();
+  changed = 1;
+  return true;
 }
 
 template <class K, class T, class V>
 void cls_Map2Obj<K, T, V>::Clear() {
   if (loader) {
+    std::vector<K> unmarked;
     cow_BtreeIterator<K, V> walk(entries);
     for (walk.First(); !walk.AtEnd(); walk.Next()) {
-      loader->MarkChanged(walk.Key());
+      if (!loader->IsChanged(walk.Key())) {
+        unmarked.push_back(walk.Key());
+      }
+    }
+    try {
+      for (K const& key : unmarked) {
+        loader->MarkChanged(key);
+      }
+    } catch (...) {
+      for (K const& key : unmarked) {
+        loader->ForgetChanged(key);
+      }
+      throw;
     }
   }
   entries.Clear();
@@ -352,7 +371,7 @@ void cls_Map2Obj<K, T, V>::Release() const {
 
 // Nodes are shared with copies of the same store only: in a node, records come and go for all who share it.
 template <class K, class T, class V>
-void cls_Map2Obj<K, T, V>::OwnNodes() const {
+auto cls_Map2Obj<K, T, V>::OwnNodes() const -> Tree {
   Tree const shared(entries);
   cow_BtreeBuilder<K, V> own;
   cow_BtreeIterator<K, V> walk(shared);
@@ -362,7 +381,12 @@ void cls_Map2Obj<K, T, V>::OwnNodes() const {
   for (; !walk.AtEnd(); walk.Next()) { // only after the order of keys was changed under the tree
     all.InsertUnlessMember(walk.Key(), walk.Value());
   }
-  entries.Clear();
+  return all;
+}
+
+template <class K, class T, class V>
+void cls_Map2Obj<K, T, V>::Take(Tree const& all) const noexcept {
+  entries.Clear(); // assigning an empty tree alone would release nothing
   entries = all;
 }
 
@@ -374,9 +398,10 @@ void cls_Map2Obj<K, T, V>::LetGoOfStore() {
       ConstGet(walk.Key());
     }
   }
-  OwnNodes();
-  loader = cls_AgentHandle();
+  Tree const own = OwnNodes();
   uid = cls_Uid::Allocate();
+  Take(own);
+  loader = cls_AgentHandle();
   changed = 1;
 }
 
@@ -411,21 +436,24 @@ void cls_Map2Obj<K, T, V>::DBWrite(cls_WriteVisitor const& writer) const {
   if (loader) {
     return;
   }
-  loader = writer.TakeCollectionAgent();
-  OwnNodes();
-  loader->Begin();
-  loader->Bind(this);
-  if (loader->StoredState() == nullptr) {
-    loader->SetStoredState(std::make_unique<Stored>(Tree()));
+  cls_AgentHandle const agent = writer.TakeCollectionAgent();
+  Tree own = OwnNodes();
+  agent->Begin();
+  agent->Bind(this);
+  if (agent->StoredState() == nullptr) {
+    agent->SetStoredState(std::make_unique<Stored>(Tree()));
   }
-  for (loader->First(); !loader->AtEnd(); loader->Next()) {
-    if (entries.ConstFind(loader->Key()) == nullptr) {
+  for (agent->First(); !agent->AtEnd(); agent->Next()) {
+    if (own.ConstFind(agent->Key()) == nullptr) {
       // Kept on purpose: the text speaks of a duplicate where a stored key is missing in memory, and ends no
       // line; tools that read the error stream look for it as it is.
       std::fprintf(stderr, "cls_Map2Obj::DBWrite - Duplicate key when loading collection from DDB");
     }
-    DoInsert(loader->Key(), V());
+    Put(own, agent->Key(), V());
   }
+  // Bound at last: a collection that is bound writes what differs from the stored state, and nothing else.
+  Take(own);
+  loader = agent;
   const_cast<cls_Map2Obj*>(this)->Flush();
 }
 
@@ -490,7 +518,7 @@ void cls_Map2Obj<K, T, V>::WriteChanged() {
   for (K const& key : removed) {
     loader->RemoveStored(key);
   }
-  guard.End(std::make_unique<Stored>(entries));
   done.insert(done.end(), removed.begin(), removed.end());
+  guard.End(std::make_unique<Stored>(entries));
   loader->ForgetChangedWhenStored(done);
 }

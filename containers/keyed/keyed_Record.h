@@ -27,6 +27,32 @@ inline void keyed_requireOwnState(cls_ReadVisitor const& reader, cls_StoredState
   }
 }
 
+/// Marks a key as handed out for change, and takes the mark back unless the change was made.
+class keyed_ChangeMark {
+public:
+  /// @param marked borrowed; null for a collection in memory, which keeps no marks
+  /// @param changedKey borrowed
+  keyed_ChangeMark(cls_CollectionAgent* marked, cow_String const& changedKey)
+      : agent(marked != nullptr && !marked->IsChanged(changedKey) ? marked : nullptr), key(changedKey) {
+    if (agent != nullptr) {
+      agent->MarkChanged(key);
+    }
+  }
+  ~keyed_ChangeMark() {
+    if (agent != nullptr) {
+      agent->ForgetChanged(key);
+    }
+  }
+  keyed_ChangeMark(keyed_ChangeMark const&) = delete;
+  keyed_ChangeMark& operator=(keyed_ChangeMark const&) = delete;
+  /// The change was made.
+  void Keep() noexcept { agent = nullptr; }
+
+private:
+  cls_CollectionAgent* agent;
+  cow_String const& key;
+};
+
 /// Abandons a write of a collection unless it was ended.
 class keyed_WriteGuard {
 public:

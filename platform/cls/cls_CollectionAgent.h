@@ -92,6 +92,8 @@ public:
   /// Marks a key as handed out for change; kept until the key is written.
   void MarkChanged(cow_String const& key) { changedKeys.insert(key); }
   bool IsChanged(cow_String const& key) const { return changedKeys.contains(key); }
+  /// Takes the mark of a key back; nothing for one that is not marked.
+  void ForgetChanged(cow_String const& key) noexcept { changedKeys.erase(key); }
   /// Takes the marks of keys back once what was just written of them is permanent; a write that is taken back
   /// leaves them marked.
   virtual void ForgetChangedWhenStored(std::vector<cow_String> const& keys);
@@ -103,7 +105,6 @@ public:
 
 protected:
   cls_CollectionAgent() = default;
-  void ForgetChanged(cow_String const& key) { changedKeys.erase(key); }
 
 private:
   friend class cls_AgentHandle;

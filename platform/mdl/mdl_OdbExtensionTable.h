@@ -117,8 +117,10 @@ E* mdl_OdbExtensionTable<E>::Find(cow_String const& name) {
 
 template <class E>
 void mdl_OdbExtensionTable<E>::Insert(cow_String const& name, E const& extension) {
+  auto left = carried; // both maps change or neither does
+  left.Remove(name);
   extensions.Insert(name, Handle(extension));
-  carried.Remove(name);
+  carried = left;
 }
 
 template <class E>

@@ -118,7 +118,12 @@ void rom_MapAgent::BeginWrite() {
     into.BeginPass();
     ownPass = true;
   }
-  into.Pass()->Enlist(*this);
+  try {
+    into.Pass()->Enlist(*this);
+  } catch (...) {
+    AbandonWrite();
+    throw;
+  }
 }
 
 std::unique_ptr<cls_RowSink> rom_MapAgent::WriteRequest(cow_String const& key) {
@@ -205,7 +210,7 @@ void rom_MapAgent::ForgetChangedWhenStored(std::vector<cow_String> const& keys) 
   }
 }
 
-void rom_MapAgent::SetStoredState(std::unique_ptr<cls_StoredState> newState) {
+void rom_MapAgent::SetStoredState(std::unique_ptr<cls_StoredState> newState) noexcept {
   if (hasPending) {
     pendingState = std::move(newState);
     return;
@@ -217,13 +222,12 @@ void rom_MapAgent::SetStoredState(std::unique_ptr<cls_StoredState> newState) {
 }
 
 void rom_MapAgent::Bear(rom_RowId headerRow, std::int64_t newHandle) {
-  store->DropAgent(*this);
+  store->BearAgent(*this, headerRow);
   header = headerRow;
   handle = newHandle;
   born = true;
   bornInPass = true;
   headerIsNew = true;
-  store->AddAgent(*this);
 }
 
 void rom_MapAgent::BeginReplacing(bool newHeader, std::shared_ptr<rom_Fork> ofFork) {
@@ -248,10 +252,17 @@ void rom_MapAgent::ForgetPass() noexcept {
   fork.reset();
 }
 
-void rom_MapAgent::Committed() {
+void rom_MapAgent::PrepareCommit() {
+  removedEntries.reserve(removedEntries.size() + removedInPass.size());
+}
+
+void rom_MapAgent::Committed() noexcept {
   bornInPass = false;
-  for (auto const& [key, id] : removedInPass) {
-    removedEntries[key] = id;
+  while (!removedInPass.empty()) {
+    auto const put = removedEntries.insert(removedInPass.extract(removedInPass.begin()));
+    if (!put.inserted) {
+      put.position->second = put.node.mapped();
+    }
   }
   cls_CollectionAgent::ForgetChangedWhenStored(keysToForget);
   ForgetPass();
@@ -266,10 +277,9 @@ void rom_MapAgent::TakenBack() noexcept {
   hasPending = false;
   pendingState.reset();
   if (std::exchange(bornInPass, false)) {
-    store->DropAgent(*this);
+    store->TakeBackAgent(*this);
     born = false;
     header = rom_RowId();
-    store->AddAgent(*this);
   }
 }
 

@@ -44,7 +44,7 @@ public:
   void DropCached() override {}
   void const* Store() const override { return store; }
   cls_StoredState* StoredState() override { return hasPending ? pendingState.get() : state.get(); }
-  void SetStoredState(std::unique_ptr<cls_StoredState> newState) override;
+  void SetStoredState(std::unique_ptr<cls_StoredState> newState) noexcept override;
 
   cls_Uid const& Uid() const noexcept { return uid; }
   rom_RowId Header() const noexcept { return header; }
@@ -56,8 +56,10 @@ public:
   /// @param ofFork set when the collection belongs to an object that got a row beside another of its identity
   void BeginReplacing(bool newHeader, std::shared_ptr<rom_Fork> ofFork);
 
-  // The pass that the agent takes part in ends; the store lives longer.
-  void Committed();
+  // The pass that the agent takes part in ends; the store lives longer. What can fail is done before the
+  // commit.
+  void PrepareCommit();
+  void Committed() noexcept;
   void TakenBack() noexcept;
   /// The store dies.
   void Detach() noexcept;

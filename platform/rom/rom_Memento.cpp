@@ -19,7 +19,13 @@ rom_MementoRead::~rom_MementoRead() = default;
 rom_MementoWrite::rom_MementoWrite(rom_Transporter& transporter, unsigned rowTypeId, int rowNumber)
     : store(transporter.Store()), typeId(rowTypeId), row(rowNumber),
       exceptionsAtStart(std::uncaught_exceptions()) {
-  sink = rom_ObjectSink::Top(store.BeginPass(), typeId, row);
+  rom_WritePass& pass = store.BeginPass();
+  try {
+    sink = rom_ObjectSink::Top(pass, typeId, row);
+  } catch (...) {
+    store.EndPass();
+    throw;
+  }
 }
 
 rom_MementoWrite::~rom_MementoWrite() {

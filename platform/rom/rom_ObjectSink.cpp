@@ -116,17 +116,22 @@ bool rom_ObjectSink::Start(unsigned typeId, cls_Uid const& uid) {
   if (target == Target::BasePart) {
     return true;
   }
-  pass.Drain();
-  if (pass.OpenRows() >= rom_Store::mostNestedInWriting) {
-    refuseNesting(store, typeId);
-  }
-  switch (target) {
-  case Target::Top:
-    return StartTop(typeId, uid);
-  case Target::Entry:
-    return StartEntry(typeId, uid);
-  default:
-    return StartNested(typeId, uid);
+  try {
+    pass.Drain();
+    if (pass.OpenRows() >= rom_Store::mostNestedInWriting) {
+      refuseNesting(store, typeId);
+    }
+    switch (target) {
+    case Target::Top:
+      return StartTop(typeId, uid);
+    case Target::Entry:
+      return StartEntry(typeId, uid);
+    default:
+      return StartNested(typeId, uid);
+    }
+  } catch (...) {
+    pass.MarkFailed(); // a reference may lead to this object already
+    throw;
   }
 }
 

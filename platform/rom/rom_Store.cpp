@@ -21,13 +21,10 @@ rom_Store::~rom_Store() {
   // An agent that only this store keeps goes when it is detached.
   unborn.clear();
   agentsByHeader.clear();
-  // What an agent lets go may hold the last handle of another one.
-  std::vector<cls_AgentHandle> detached;
-  for (rom_MapAgent* agent : agents) {
-    detached.emplace_back(agent);
-  }
-  agents.clear();
-  for (cls_AgentHandle const& agent : detached) {
+  // What an agent lets go may hold the last handle of another one, which then leaves the set itself.
+  while (!agents.empty()) {
+    cls_AgentHandle const agent(*agents.begin());
+    agents.erase(agents.begin());
     static_cast<rom_MapAgent&>(*agent).Detach();
   }
 }
@@ -88,12 +85,29 @@ rom_MapAgent* rom_Store::UnbornAgent(cls_Uid const& uid) const {
 }
 
 void rom_Store::AddAgent(rom_MapAgent& agent) {
-  agents.insert(&agent);
-  if (agent.IsBorn()) {
-    agentsByHeader[agent.Header()] = &agent;
-  } else {
-    unborn.push_back(&agent);
+  if (unborn.capacity() <= agents.size()) { // room for each of them, so that none fails to be taken back
+    unborn.reserve(2 * agents.size() + 1);
   }
+  auto const added = agents.insert(&agent).first;
+  try {
+    agentsByHeader[agent.Header()] = &agent;
+  } catch (...) {
+    agents.erase(added);
+    throw;
+  }
+}
+
+void rom_Store::BearAgent(rom_MapAgent& agent, rom_RowId header) {
+  agentsByHeader[header] = &agent;
+  std::erase(unborn, &agent);
+}
+
+void rom_Store::TakeBackAgent(rom_MapAgent& agent) noexcept {
+  auto const found = agentsByHeader.find(agent.Header());
+  if (found != agentsByHeader.end() && found->second == &agent) {
+    agentsByHeader.erase(found);
+  }
+  unborn.push_back(&agent);
 }
 
 void rom_Store::DropAgent(rom_MapAgent& agent) noexcept {

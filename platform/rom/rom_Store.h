@@ -52,6 +52,10 @@ public:
   /// An agent of that identity whose header row was taken back by a failed save; null when there is none.
   rom_MapAgent* UnbornAgent(cls_Uid const& uid) const;
   void AddAgent(rom_MapAgent& agent);
+  /// An agent that was taken back gets a header row again.
+  void BearAgent(rom_MapAgent& agent, rom_RowId header);
+  /// The header row of an agent is gone.
+  void TakeBackAgent(rom_MapAgent& agent) noexcept;
   void DropAgent(rom_MapAgent& agent) noexcept;
 
   /// Begins the one write that may be under way.

@@ -1,7 +1,6 @@
 #include "rom_WritePass.h"
 
 #include "nex_Exception.h"
-#include "rfm_Exception.h"
 #include "rom_MapAgent.h"
 
 #include <algorithm>
@@ -125,8 +124,15 @@ void rom_WritePass::Enlist(rom_MapAgent& agent) {
     enlistedSet.erase(static_cast<rom_MapAgent*>(enlisted.back().Get()));
     enlisted.pop_back();
   }
-  if (enlistedSet.insert(&agent).second) {
-    enlisted.emplace_back(&agent);
+  if (enlistedSet.contains(&agent)) {
+    return;
+  }
+  enlisted.emplace_back(&agent);
+  try {
+    enlistedSet.insert(&agent);
+  } catch (...) {
+    enlisted.pop_back();
+    throw;
   }
 }
 
@@ -195,9 +201,12 @@ void rom_WritePass::Commit() {
                            "' met an error before, so nothing was saved; the file is as it was.")),
         sourcePath, __LINE__);
   }
+  for (cls_AgentHandle const& agent : enlisted) {
+    static_cast<rom_MapAgent&>(*agent).PrepareCommit();
+  }
   try {
     transaction.Commit();
-  } catch (rfm_Exception const&) {
+  } catch (...) {
     if (transaction.IsStored()) {
       TellCommitted(); // what is in the file is in the file, durable or not
     }
@@ -206,7 +215,7 @@ void rom_WritePass::Commit() {
   TellCommitted();
 }
 
-void rom_WritePass::TellCommitted() {
+void rom_WritePass::TellCommitted() noexcept {
   committed = true;
   for (cls_AgentHandle const& agent : enlisted) {
     static_cast<rom_MapAgent&>(*agent).Committed();

@@ -88,7 +88,7 @@ public:
 private:
   void StoreRow(rom_PendingRow& row);
   void StoreList(rom_PendingList& list);
-  void TellCommitted();
+  void TellCommitted() noexcept;
 
   struct ClassState {
     rfm_Table table;

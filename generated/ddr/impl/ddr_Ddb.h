@@ -90,6 +90,9 @@ public:
   /// the same record leave it alone too.
   void SetUpdateModifyTime(bool stamp) noexcept { updateModifyTime = stamp; }
   bool GetUpdateModifyTime() const noexcept { return updateModifyTime; }
+  /// Takes back what a write that failed has stamped.
+  /// @param before [seconds since 1970] the time of modification before that write
+  void RestoreModifyTime(int before) noexcept { modifyTime = before; }
 
 private:
   cow_CountedHld<rom_TransporterBase> transporter;

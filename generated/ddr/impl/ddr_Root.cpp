@@ -64,6 +64,28 @@ int lastRecordRow(rom_Transporter const& transporter) {
   return std::max(transporter.GetTableSize(ddr_Ddb::TypeId()) - 1, 0);
 }
 
+/// Leaves the time of modification of a record, and whether it is stamped, as they were before a save that
+/// fails.
+class ModifyTimeGuard {
+public:
+  explicit ModifyTimeGuard(ddr_Ddb& saved) noexcept
+      : record(&saved), time(saved.GetModifyTime()), stamps(saved.GetUpdateModifyTime()) {}
+  ~ModifyTimeGuard() {
+    if (record != nullptr) {
+      record->RestoreModifyTime(time);
+      record->SetUpdateModifyTime(stamps);
+    }
+  }
+  ModifyTimeGuard(ModifyTimeGuard const&) = delete;
+  ModifyTimeGuard& operator=(ModifyTimeGuard const&) = delete;
+  void Keep() noexcept { record = nullptr; }
+
+private:
+  ddr_Ddb* record;
+  int time;
+  bool stamps;
+};
+
 } // namespace
 
 ddr_Root& ddr_Root::Instance() {
@@ -246,6 +268,7 @@ cow_String const& ddr_Root::OpenDdb(rfm_File const& given, cow_String const& per
 
 void ddr_Root::SaveDdb(cow_String const& persistentName, bool updateModifyTime) {
   ddr_Ddb& record = databases.Get(persistentName);
+  ModifyTimeGuard stamp(record);
   if (!updateModifyTime) {
     record.SetUpdateModifyTime(false);
   }
@@ -264,6 +287,7 @@ void ddr_Root::SaveDdb(cow_String const& persistentName, bool updateModifyTime) 
   record.DBWrite(visitor);
   record.models.Flush();
   visitor.End();
+  stamp.Keep();
   transporter->ObjectCache().Clear();
 }
 
