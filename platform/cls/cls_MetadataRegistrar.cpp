@@ -15,7 +15,11 @@ void cls_MetadataRegistrar::initClassMetadata(Routine routine, unsigned tag) {
   os_recordCall("cls_MetadataRegistrar::initClassMetadata", tag);
   nex_atFinalize([] { omi_Singleton<cls_MetadataRegistrar>::Instance().Clear(); });
   std::scoped_lock lock(mutex);
-  routine(processCatalogue); // one that throws is not kept
+  routines.reserve(routines.size() + 1);
+  if (processCatalogue == nullptr) {
+    processCatalogue = std::make_unique<cls_ClassRegistrar>();
+  }
+  routine(*processCatalogue); // one that throws is not kept
   bool const known = std::any_of(routines.begin(), routines.end(),
                                  [&](Kept const& kept) { return kept.routine == routine; });
   if (!known) {
@@ -40,5 +44,5 @@ std::size_t cls_MetadataRegistrar::RoutineCount() const {
 void cls_MetadataRegistrar::Clear() {
   std::scoped_lock lock(mutex);
   routines.clear();
-  processCatalogue = cls_ClassRegistrar();
+  processCatalogue.reset();
 }

@@ -4,6 +4,7 @@
 #include "cls_ClassRegistrar.h"
 #include "omi_Singleton.h"
 
+#include <memory>
 #include <mutex>
 #include <vector>
 
@@ -24,7 +25,7 @@ public:
   /// How many routines are kept.
   std::size_t RoutineCount() const;
 
-  /// Forgets all routines and the process-wide catalogue.
+  /// Forgets all routines and the process-wide catalogue. Needs no memory.
   void Clear();
 
 private:
@@ -34,7 +35,7 @@ private:
   };
   mutable std::mutex mutex;
   std::vector<Kept> routines;
-  cls_ClassRegistrar processCatalogue;
+  std::unique_ptr<cls_ClassRegistrar> processCatalogue; // made when first needed
 };
 
 template <>

@@ -14,6 +14,7 @@ dbc_OldClassRegistrar& omi_Singleton<dbc_OldClassRegistrar>::Instance() {
 void dbc_OldClassRegistrar::Register(Holder* version, unsigned tag) {
   os_recordCall("dbc_OldClassRegistrar::Register", tag);
   Registered added{std::unique_ptr<Holder>(version), tag};
+  versions.reserve(versions.size() + 1);
   // A module that starts again while this library stays up registers its layouts once more.
   std::erase_if(versions, [&](Registered const& kept) { return SameLayout(kept, added); });
   versions.push_back(std::move(added));

@@ -10,8 +10,14 @@ constexpr unsigned registrationTag = 1;
 } // namespace
 
 void dia_initialize(int& libraryCount) {
-  if (count.Initialize(libraryCount)) {
+  if (!count.Initialize(libraryCount)) {
+    return;
+  }
+  try {
     omi_Singleton<cls_MetadataRegistrar>::Instance().initClassMetadata(dia_registerClasses, registrationTag);
+  } catch (...) {
+    count.Finalize(libraryCount);
+    throw;
   }
 }
 

@@ -63,8 +63,8 @@ void mdl_ExtensionSubject<S, Table>::RegisterExtension(cow_String const& name,
     nex_Exception::Throw(nex_TextException("The module has not been initialized; call ddr_initialize first."),
                          "platform/mdl/mdl_ExtensionSubject", __LINE__);
   }
-  ModuleTable()->Insert(name, prototype);
   mdl_addExtensionType(prototype.DynTypeId());
+  ModuleTable()->Insert(name, prototype);
 }
 
 template <class S, class Table>

@@ -88,16 +88,7 @@ unsigned nestingCount = 0;
   DisableThreadLibraryCalls(nullptr);
 }
 
-} // namespace
-
-void ddr_initialize(int& libraryCount) {
-  if (nestingCount++ != 0) {
-    return;
-  }
-  ++libraryCount;
-  for (Dependency const& dependency : dependencies) {
-    dependency.initialize(libraryCount);
-  }
+void announce() {
   typ_ArchCompTable::InsertEntry(moduleComponent, typ_ArchCompEntry(types, std::size(types)));
   if (ddr_ModelExtension::ModuleTable() == nullptr) {
     ddr_ModelExtension::ModuleTable() = std::make_unique<ddr_ExtensionTable>();
@@ -109,14 +100,39 @@ void ddr_initialize(int& libraryCount) {
   ddr_registerOldVersions(registrationTag);
 }
 
-void ddr_finalize(int& libraryCount) {
-  if (--nestingCount != 0) {
-    return;
-  }
+/// \param started how many of the libraries are up through this module
+void stop(int& libraryCount, std::size_t started) {
   --libraryCount;
   thr_ThreadSingleton<ddr_Root>::Release();
   ddr_ModelExtension::ModuleTable().reset();
-  for (auto dependency = std::rbegin(dependencies); dependency != std::rend(dependencies); ++dependency) {
-    dependency->finalize(libraryCount);
+  while (started != 0) {
+    dependencies[--started].finalize(libraryCount);
+  }
+}
+
+} // namespace
+
+void ddr_initialize(int& libraryCount) {
+  if (nestingCount != 0) {
+    ++nestingCount;
+    return;
+  }
+  ++libraryCount;
+  std::size_t started = 0;
+  try {
+    for (; started != std::size(dependencies); ++started) {
+      dependencies[started].initialize(libraryCount);
+    }
+    announce();
+  } catch (...) {
+    stop(libraryCount, started);
+    throw;
+  }
+  nestingCount = 1;
+}
+
+void ddr_finalize(int& libraryCount) {
+  if (--nestingCount == 0) {
+    stop(libraryCount, std::size(dependencies));
   }
 }
