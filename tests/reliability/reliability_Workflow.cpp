@@ -200,9 +200,11 @@ void saveOpened(reliability_test& test) {
 
 void createAndSave(reliability_test& test) {
   if (!test.root().IsMember(test.pathOf("a"))) {
-    test.opened = cow_String();
-    test.opened = test.create("a");
+    test.create("a");
     test.step();
+  }
+  test.opened = test.root().GetPersistentName(test.pathOf("a"));
+  if (test.root().Fetch().ConstGet(test.opened).models.Size() == 0) {
     test.edit(test.opened, fill);
     test.pause();
   }

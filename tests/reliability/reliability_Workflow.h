@@ -117,6 +117,8 @@ protected:
   /// Opens the file as a program does that is started after a crash, which recovers it, and says what it
   /// holds. The file "old" must be as it was.
   std::string recovered();
+  /// Gives back the memory that knows what images hold.
+  void forgetImages() { contentOfImage = {}; }
   /// Everything that the registry tells, identities as numbers in their order.
   std::string registry();
   void closeAll();

@@ -20,6 +20,7 @@ struct Watch {
   std::string folder;
   bool counting = false;
   bool recording = false;
+  bool resting = false;
   bool hasFault = false;
   device_fault fault;
   std::array<int, device_callKinds> calls{};
@@ -46,7 +47,7 @@ enum class Fate { Pass, Fail, Short, FailLate };
 }
 
 bool concerns(char const* path) {
-  if (!watch || !path) {
+  if (!watch || watch->resting || !path) {
     return false;
   }
   std::string_view const name(path);
@@ -55,7 +56,7 @@ bool concerns(char const* path) {
 }
 
 bool concerns(int descriptor) {
-  return watch && watch->fileOfDescriptor.contains(descriptor);
+  return watch && !watch->resting && watch->fileOfDescriptor.contains(descriptor);
 }
 
 bool happensNow(device_call call) {
@@ -187,6 +188,9 @@ ssize_t writeWatched(int descriptor, void const* bytes, std::size_t size, off_t 
 }
 
 int syncWatched(int descriptor, int (*pass)(int)) {
+  if (watch && watch->resting) {
+    return 0;
+  }
   if (!concerns(descriptor)) {
     return pass(descriptor);
   }
@@ -409,6 +413,10 @@ std::map<std::string, int> fault_device::record(std::vector<std::string> const& 
 
 void fault_device::mark(std::string const& text) {
   note({Kind::Mark, -1, text, {}, 0, {}});
+}
+
+void fault_device::rest() noexcept {
+  watch->resting = true;
 }
 
 void fault_device::stop() noexcept {

@@ -77,6 +77,8 @@ public:
   std::map<std::string, int> record(std::vector<std::string> const& files);
   /// Puts a mark among the events.
   void mark(std::string const& text);
+  /// From now on looks at nothing, and so needs no memory in any call; syncs are not passed on all the same.
+  void rest() noexcept;
   /// Lets everything pass uncounted; the counts stay.
   void stop() noexcept;
 

@@ -1,0 +1,317 @@
+// The platform's small services in small memory.
+#include "memory_Call.h"
+
+#include "atr_String.h"
+#include "cls_MetadataRegistrar.h"
+#include "dbc_DatabaseConverter.h"
+#include "dbc_OldClassRegistrar.h"
+#include "ddr_Library.h"
+#include "ddr_ProductAddOnList.h"
+#include "ddr_Root.h"
+#include "mem_BlockPool.h"
+#include "mem_Memory.h"
+#include "omu_Exceptions.h"
+#include "rfm_Exception.h"
+#include "rgx_ReIterator.h"
+#include "thr_ThreadSingleton.h"
+#include "typ_ArchCompTable.h"
+#include "typ_DebugFlags.h"
+#include "utl_Utf8.h"
+
+#include <optional>
+
+namespace {
+
+constexpr char const* longText = "a text that is too long to be held in the object itself";
+
+// ---- memory itself ----
+
+struct Blocks {
+  void* block = nullptr;
+  std::size_t size = 0;
+  void* raw = nullptr;
+
+  Blocks() = default;
+  Blocks(Blocks const&) = delete;
+  Blocks& operator=(Blocks const&) = delete;
+  ~Blocks() {
+    mem_poolFree(block, size);
+    mem_Free(raw);
+  }
+  void take(std::size_t wanted) {
+    block = mem_poolAllocate(wanted);
+    size = wanted;
+  }
+  void change(std::size_t wanted) {
+    void* const moved = mem_Realloc(raw, wanted);
+    if (moved == nullptr) {
+      throw std::bad_alloc();
+    }
+    raw = moved;
+  }
+  std::string look() const { return std::to_string(size) + (raw ? " raw" : ""); }
+};
+
+std::vector<memory_call> const blockCalls = memory_calls<Blocks>({
+    {"mem_poolAllocate of a small block", [](Blocks& on) { on.take(24); }},
+    {"mem_poolAllocate of a large block", [](Blocks& on) { on.take(2000); }},
+    {"mem_Realloc of nothing", [](Blocks& on) { on.change(1000); }},
+});
+
+// ---- texts and exceptions ----
+
+struct Words {
+  atr_StringBase base{longText};
+  std::string told;
+  std::string look() const { return base.Text() + "|" + told; }
+};
+
+template <class Exception>
+std::string whatOf(Exception const& exception) {
+  try {
+    nex_Exception::Throw(exception, "tests", 1);
+  } catch (nex_Exception const& thrown) {
+    return thrown.what();
+  }
+}
+
+std::vector<memory_call> const wordCalls = memory_calls<Words>({
+    {"atr_StringBase of a text", [](Words& on) { on.base = atr_StringBase(std::string(100, 'x')); }},
+    {"atr_StringBase::append", [](Words& on) { on.base.append(longText); }},
+    {"atr_StringBase::Erase", [](Words& on) { on.base.Erase(3, 4); }},
+    {"atr_StringBase::Substitute", [](Words& on) { on.base.Substitute("o", "a much longer text"); }},
+    {"atr_translate", [](Words& on) { on.told = atr_translate(longText); }},
+    {"atr_SubstituteFormat",
+     [](Words& on) {
+       on.told = atr_SubstituteFormat("%s and %s", {longText, longText});
+     }},
+    {"utl_Printable", [](Words& on) { on.told = utl_Printable("\n\xff and a text of some length"); }},
+    {"cls_Uid::Text",
+     [](Words& on) {
+       on.told = cls_Uid(cls_Uid::Bytes{1, 2, 3}).Text();
+     }},
+    {"nex_TextException", [](Words& on) { on.told = whatOf(nex_TextException(longText)); }},
+    {"nex_AssertException", [](Words& on) { on.told = whatOf(nex_AssertException(longText)); }},
+    {"omu_ValueErrorException", [](Words& on) { on.told = whatOf(omu_ValueErrorException(longText)); }},
+    {"omu_AccessErrorException", [](Words& on) { on.told = whatOf(omu_AccessErrorException(longText)); }},
+    {"rfm_Exception",
+     [](Words& on) { on.told = whatOf(rfm_Exception(rfm_ErrorKind::Other, longText, longText, longText)); }},
+});
+
+/// The expression that a thread used last is kept.
+struct Searches {
+  Searches() { forget(); }
+  Searches(Searches const&) = delete;
+  Searches& operator=(Searches const&) = delete;
+  ~Searches() { forget(); }
+  static void forget() { rgx_match("x(.*?)$", "y"); }
+  std::string told;
+  std::string look() const { return told; }
+};
+
+std::vector<memory_call> const searchCalls = memory_calls<Searches>({
+    {"rgx_match of fixed texts",
+     [](Searches& on) {
+       on.told = rgx_match(R"(\[\'(.*?)\'\]\.(.*?)$)", "cont['name'].models").NthString(1).Text();
+     }},
+});
+
+// ---- types and classes ----
+
+constexpr typ_Entry entries[] = {{0, 1, ""}, {7, 1, "memory_FirstClassWithALongName"}};
+constexpr unsigned short component = 0x777;
+
+struct Types {
+  Types() { typ_ArchCompTable::InsertEntry(component, typ_ArchCompEntry(entries, 1)); }
+  Types(Types const&) = delete;
+  Types& operator=(Types const&) = delete;
+  ~Types() { typ_ArchCompTable::InsertEntry(component, typ_ArchCompEntry(entries, 0)); }
+  std::string look() const { return typ_ArchCompTable::GetName(0x7770001); }
+};
+
+std::vector<memory_call> const typeCalls = memory_calls<Types>({
+    {"typ_ArchCompTable::InsertEntry",
+     [](Types&) { typ_ArchCompTable::InsertEntry(component, typ_ArchCompEntry(entries, 2)); }},
+    {"typ_DebugFlags", [](Types&) { typ_DebugFlags::SetDebugFlags(component, 0); }},
+});
+
+void describeClass(cls_ClassRegistrar& registrar) {
+  registrar.CreateClassMD("memory_SecondClassWithALongName", 0x7770002, 1, nullptr, cls_NoBaseTypeId)
+      .AddAttribute("first attribute", cls_AttributeType::Integer, 1, cls_CollectionType::Single)
+      .AddAttribute("second attribute", cls_AttributeType::Integer, 1, cls_CollectionType::Single);
+}
+
+struct Classes {
+  cls_ClassRegistrar registrar;
+  cls_ClassRegistrar sharer = registrar;
+  std::unique_ptr<cls_ClassRegistrar> made;
+  cls_MetadataRegistrar modules;
+
+  Classes() { describeClass(registrar); }
+  static std::string show(cls_ClassRegistrar const& registrar) {
+    std::string all;
+    for (unsigned const id : registrar.TypeIds()) {
+      cls_ClassMetadata const& entry = *registrar.Find(id);
+      all.append(entry.Name().View()).append(std::to_string(entry.Attributes().size())).append(",");
+    }
+    return all + "|";
+  }
+  std::string look() const {
+    return show(registrar) + show(sharer) + (made ? show(*made) : "") +
+           std::to_string(modules.RoutineCount());
+  }
+};
+
+std::vector<memory_call> const classCalls = memory_calls<Classes>({
+    {"cls_ClassRegistrar", [](Classes& on) { on.made = std::make_unique<cls_ClassRegistrar>(); }},
+    {"cls_ClassRegistrar::CreateClassMD",
+     [](Classes& on) { on.registrar.CreateClassMD(longText, 0x7770003, 1, nullptr, cls_NoBaseTypeId); }},
+    {"cls_ClassRegistrar::CreateClassMD in place of another",
+     [](Classes& on) { on.registrar.CreateClassMD(longText, 0x7770002, 1, nullptr, cls_NoBaseTypeId); }},
+    {"cls_ClassMetadata::AddAttribute",
+     [](Classes& on) {
+       const_cast<cls_ClassMetadata*>(on.registrar.Find(0x7770002))
+           ->AddAttribute(longText, cls_AttributeType::Integer, 1, cls_CollectionType::Single);
+     }},
+    {"cls_ClassRegistrar::TypeIds", [](Classes& on) { static_cast<void>(on.registrar.TypeIds()); }},
+    {"cls_MetadataRegistrar::initClassMetadata",
+     [](Classes& on) { on.modules.initClassMetadata(describeClass, 1); }},
+    {"cls_MetadataRegistrar::MakeClassRegistrar",
+     [](Classes& on) {
+       on.made.reset(omi_Singleton<cls_MetadataRegistrar>::Instance().MakeClassRegistrar());
+     }},
+});
+
+struct Values {
+  ddr_ProductAddOn addOn;
+  ddr_ProductAddOnList list;
+  ddr_ProductAddOnList sharer;
+  std::string told;
+
+  Values() {
+    list.Append(ddr_ProductAddOn(ddr_ProductAddOn_Fental));
+    sharer = list;
+  }
+  static std::string show(ddr_ProductAddOnList const& list) {
+    std::string all;
+    for (int index = 0; index < list.Size(); ++index) {
+      all.append(list.ConstGet(index).GetString().View()).append(",");
+    }
+    return all + "|";
+  }
+  std::string look() const { return addOn.GetString().Text() + show(list) + show(sharer) + told; }
+};
+
+std::vector<memory_call> const valueCalls = memory_calls<Values>({
+    {"omu_PrimEnum of a value", [](Values& on) { on.addOn = ddr_ProductAddOn(ddr_ProductAddOn_Fental); }},
+    {"omu_PrimEnum::SetValue", [](Values& on) { on.addOn.SetValue("FENTAL"); }},
+    {"omu_PrimEnum::Copy", [](Values& on) { delete on.addOn.Copy(); }},
+    {"omu_PrimEnum::PermissibleValues",
+     [](Values& on) { on.told = std::to_string(on.addOn.PermissibleValues().Size()); }},
+    {"omu_PrimEnum::PermissibleValuesAsString",
+     [](Values& on) { on.told = on.addOn.PermissibleValuesAsString().Text(); }},
+    {"omu_PrimEnum of a text that is none",
+     [](Values& on) {
+       try {
+         on.addOn = ddr_ProductAddOn(cow_String(longText));
+       } catch (omu_ValueErrorException const& refusal) {
+         on.told = refusal.what();
+       }
+     }},
+    {"ddr_ProductAddOnList::Append",
+     [](Values& on) { on.list.Append(ddr_ProductAddOn(ddr_ProductAddOn_Koru)); }},
+    {"ddr_ProductAddOnList::Append of an item of its own",
+     [](Values& on) { on.list.Append(on.list.ConstGet(0)); }},
+});
+
+// ---- steps of conversion ----
+
+class OldLayout : public dbc_OldClassVersion {
+public:
+  void DefineClassMetadata(cls_ClassRegistrar& registrar) const override { describeClass(registrar); }
+};
+
+struct Conversions {
+  dbc_DatabaseConverter converter;
+  dbc_OldClassRegistrar registrar;
+
+  Conversions() { registrar.Register(new dbc_OldClassRegistrar::Holder(new OldLayout), 1); }
+  void adopt() { registrar.Register(new dbc_OldClassRegistrar::Holder(new OldLayout), 2); }
+  std::string look() const {
+    std::string all =
+        std::to_string(registrar.Versions().size()) + " " + std::to_string(registrar.Versions().at(0).tag);
+    for (auto const& [step, passed] : converter.Converters()) {
+      all += " " + std::to_string(step) + ":" + std::to_string(passed.Classes().size());
+    }
+    return all;
+  }
+};
+
+std::vector<memory_call> const conversionCalls = memory_calls<Conversions>({
+    {"dbc_DatabaseConverter::GetConverter", [](Conversions& on) { on.converter.GetConverter(3); }},
+    {"dbc_OldClassRegistrar::Register", [](Conversions& on) { on.adopt(); }},
+});
+
+// ---- the module ----
+
+struct Module {
+  int libraries = 0;
+  bool isUp = false;
+
+  Module() = default;
+  Module(Module const&) = delete;
+  Module& operator=(Module const&) = delete;
+  ~Module() {
+    if (isUp) {
+      ddr_finalize(libraries);
+    }
+  }
+  void start() {
+    ddr_initialize(libraries);
+    isUp = true;
+  }
+  std::string look() const {
+    return std::to_string(libraries) + typ_ArchCompTable::GetName(0x220007) +
+           std::to_string(omi_Singleton<cls_MetadataRegistrar>::Instance().RoutineCount()) + " " +
+           std::to_string(omi_Singleton<dbc_OldClassRegistrar>::Instance().Versions().size());
+  }
+};
+
+struct RunningModule : Module {
+  RunningModule() { start(); }
+  std::string look() const {
+    return Module::look() + (thr_ThreadSingletonBase<ddr_Root>::Instance() ? " registry" : "");
+  }
+};
+
+std::vector<memory_call> const moduleCalls =
+    memory_calls<Module>({{"ddr_initialize", [](Module& on) { on.start(); }}});
+
+std::vector<memory_call> const runningModuleCalls = memory_calls<RunningModule>({
+    {"ddr_finalize",
+     [](RunningModule& on) {
+       on.isUp = false;
+       ddr_finalize(on.libraries);
+     }},
+    {"ddr_Root::Instance", [](RunningModule&) { ddr_Root::Instance(); }},
+});
+
+class Memory_Platform : public memory_test {};
+
+TEST_P(Memory_Platform, IsWhatItWasAfterAnyFailedAllocation) {
+  constexpr std::uint64_t all = 1'000'000;
+  failEach(all);
+}
+
+INSTANTIATE_TEST_SUITE_P(Blocks, Memory_Platform, testing::ValuesIn(blockCalls), memory_testName);
+INSTANTIATE_TEST_SUITE_P(Words, Memory_Platform, testing::ValuesIn(wordCalls), memory_testName);
+INSTANTIATE_TEST_SUITE_P(Searches, Memory_Platform, testing::ValuesIn(searchCalls), memory_testName);
+INSTANTIATE_TEST_SUITE_P(Types, Memory_Platform, testing::ValuesIn(typeCalls), memory_testName);
+INSTANTIATE_TEST_SUITE_P(Classes, Memory_Platform, testing::ValuesIn(classCalls), memory_testName);
+INSTANTIATE_TEST_SUITE_P(Values, Memory_Platform, testing::ValuesIn(valueCalls), memory_testName);
+INSTANTIATE_TEST_SUITE_P(Conversions, Memory_Platform, testing::ValuesIn(conversionCalls), memory_testName);
+INSTANTIATE_TEST_SUITE_P(Module, Memory_Platform, testing::ValuesIn(moduleCalls), memory_testName);
+INSTANTIATE_TEST_SUITE_P(RunningModule, Memory_Platform, testing::ValuesIn(runningModuleCalls),
+                         memory_testName);
+
+} // namespace
