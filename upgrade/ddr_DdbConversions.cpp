@@ -2,18 +2,17 @@
 
 #include "dbc_DatabaseConverter.h"
 #include "dbc_DatabaseConverterHolder.h"
+#include "dbc_InputDatabase.h"
 #include "dbc_Row.h"
 #include "dbc_Utils.h"
+#include "ddr_OldNames.h"
 
 #include <string>
 
 namespace {
 
-// Frozen: what a record of release 203 gets. The first is stored in files of many releases, character for
-// character.
+// Frozen: what a record of release 203 gets. It is stored in files of many releases, character for character.
 constexpr char const* sequenceBeforeIdentifiers = "prior to 2000_04_25-21.21.10 17429";
-constexpr int schemaVersion = 891;
-constexpr unsigned diagnosticListTypeId = 0x210001;
 
 constexpr int wholeField = -1;
 
@@ -62,6 +61,20 @@ void copyReference(dbc_Row const& input, dbc_Row& output, char const* attribute)
   output.WriteFieldInt(oidField, oid);
 }
 
+/// Tells that diagnostics are dropped, unless they are the empty list that the step before this one made.
+void dropDiagnostics(dbc_Row const& input) {
+  rfm_FieldHandle const classField("diagnosticData#ClassID", wholeField);
+  rfm_FieldHandle const oidField("diagnosticData#OID", wholeField);
+  if (!input.IsPresent(classField) || !input.IsPresent(oidField)) {
+    return;
+  }
+  unsigned const typeId = input.ReadFieldUnsigned(classField);
+  if (typeId != ddr_oldDiagnosticListTypeId ||
+      converter().InputDatabase().IsOfOldFile(typeId, input.ReadFieldInt(oidField))) {
+    converter().Dropped("diagnosticData", "the record starts with an empty list of diagnostics");
+  }
+}
+
 void startDiagnostics(dbc_Row& output) {
   utils().SetNewAttributeMapListInOutputDatabase(output, "diagnosticData").reset();
   converter().Supplied("diagnosticData", "an empty list");
@@ -89,7 +102,7 @@ void* ddr_convertDdb203(dbc_Row const& input, dbc_Row& output, int) {
   }
   // Kept on purpose: a version that is stored is overwritten. Records of this layout carry numbers of another
   // count, and what they hold is current when the steps have ended.
-  output.WriteFieldInt(ddbVersion, schemaVersion);
+  output.WriteFieldInt(ddbVersion, ddr_oldSchemaVersion);
   converter().Supplied("ddbVersion", "891, whatever was stored");
   wantMap(input, output, "models");
   wantMap(input, output, "results");
@@ -117,10 +130,7 @@ void* ddr_convertDdb309(dbc_Row const& input, dbc_Row& output, int) {
   copyReference(input, output, "productAddOns");
   copyReference(input, output, "results");
   copyReference(input, output, "userData");
-  rfm_FieldHandle const diagnosticClass("diagnosticData#ClassID", wholeField);
-  if (input.IsPresent(diagnosticClass) && input.ReadFieldUnsigned(diagnosticClass) != diagnosticListTypeId) {
-    converter().Dropped("diagnosticData", "the record starts with an empty list of diagnostics");
-  }
+  dropDiagnostics(input);
   startDiagnostics(output);
   return nullptr;
 }

@@ -7,6 +7,7 @@
 #include "dbc_OutputDatabase.h"
 #include "dbc_Utils.h"
 #include "ddr_ModelContainers.h"
+#include "ddr_OldNames.h"
 #include "rom_Transporter.h"
 
 #include <limits>
@@ -20,15 +21,10 @@ namespace {
 constexpr unsigned oldModelTypeId = 0x2a50001;
 constexpr char const* oldModelName = "odiK_Model";
 constexpr int oldModelVersion = 304;
-constexpr unsigned extensionTableTypeId = 0x220018;
 constexpr unsigned stepsWrapperTypeId = 0x23c004a;
 constexpr char const* stepsWrapperName = "kprC_SCWrapper";
 constexpr int stepsWrapperVersion = 401;
 constexpr int stepsWrapperViewVersion = 891;
-constexpr char const* stepCommand = "step";
-constexpr unsigned mapTypeId = 0x230002;
-constexpr unsigned sectionTypeId = 0x260003b;
-constexpr char const* sectionCommand = "section";
 constexpr char const* extensionReference = "extension";
 constexpr char const* connectorProperties = "connPropCont";
 constexpr unsigned connectorPropertyTypeId = 0x2ac0003;
@@ -141,7 +137,7 @@ void moveSteps(dbc_Table& map, dbc_Row const& oldModel) {
   }
   wrapper.WriteFieldInt(baseField(), noBasePart);
   wrappers->FinishRow(wrapper);
-  addEntry(map, stepCommand, stepsWrapperTypeId, wrapperRow);
+  addEntry(map, ddr_oldStepCommand, stepsWrapperTypeId, wrapperRow);
   converter().ClassView(stepsWrapperName, *wrappers, stepsWrapperViewVersion, 0, -1).reset();
 }
 
@@ -177,12 +173,12 @@ std::optional<std::int64_t> extensionsOf(dbc_Row const& model, Tables const& tab
   if (!model.IsPresent(instanceTable)) {
     return std::nullopt;
   }
-  std::unique_ptr<dbc_Table> const instanceTables = tables(extensionTableTypeId);
+  std::unique_ptr<dbc_Table> const instanceTables = tables(ddr_oldExtensionTableTypeId);
   dbc_Row const& instances = instanceTables->Row(model.ReadFieldInt(instanceTable));
   if (!instances.IsPresent(map)) {
     return std::nullopt;
   }
-  return handleOf(*tables(mapTypeId), instances.ReadFieldInt(map));
+  return handleOf(*tables(ddr_oldMapTypeId), instances.ReadFieldInt(map));
 }
 
 /// The collection of a model's old connector properties: the first of its extensions that names one has it.
@@ -210,7 +206,7 @@ std::optional<std::int64_t> connectorPropertiesOf(dbc_Row const& model) {
     std::unique_ptr<dbc_Table> const extensionRows = input.GetInputTable(classId);
     dbc_Row const& extension = extensionRows->Row(oid);
     if (extension.IsPresent(container)) {
-      return handleOf(*input.GetInputTable(mapTypeId), extension.ReadFieldInt(container));
+      return handleOf(*input.GetInputTable(ddr_oldMapTypeId), extension.ReadFieldInt(container));
     }
   }
   return std::nullopt;
@@ -221,16 +217,16 @@ void wantSection(dbc_Row const& model) {
   dbc_OutputDatabase& output = converter().OutputDatabase();
   auto const tables = [&](unsigned typeId) { return output.GetOutputTable(typeId); };
   std::optional<std::int64_t> const extensions = extensionsOf(model, tables);
-  if (!extensions || output.FindEntry(*extensions, sectionCommand)) {
+  if (!extensions || output.FindEntry(*extensions, ddr_oldSectionCommand)) {
     return;
   }
   std::unique_ptr<dbc_Table> const sections =
-      utils().CreateClassInOutputDatabase(sectionTypeId, output.Transporter());
+      utils().CreateClassInOutputDatabase(ddr_oldSectionTypeId, output.Transporter());
   dbc_Row& section = sections->AppendRow();
   int const sectionRow = section.Index();
   section.WriteFieldInt(baseField(), noBasePart);
   sections->FinishRow(section);
-  addEntry(*output.GetOutputEntries(*extensions), sectionCommand, sectionTypeId, sectionRow);
+  addEntry(*output.GetOutputEntries(*extensions), ddr_oldSectionCommand, ddr_oldSectionTypeId, sectionRow);
   converter().Supplied("instanceTable", "a section extension");
 }
 
@@ -289,9 +285,9 @@ void* ddr_convertModel203(dbc_Row const& input, dbc_Row& output, int) {
     return nullptr;
   }
   std::unique_ptr<dbc_Table> const instanceTables =
-      utils().CreateClassInOutputDatabase(extensionTableTypeId, transporter);
+      utils().CreateClassInOutputDatabase(ddr_oldExtensionTableTypeId, transporter);
   dbc_Row& instanceTable = instanceTables->AppendRow();
-  output.WriteFieldUnsigned(instances.classField, extensionTableTypeId);
+  output.WriteFieldUnsigned(instances.classField, ddr_oldExtensionTableTypeId);
   output.WriteFieldInt(instances.oidField, instanceTables->Length() - 1);
   std::unique_ptr<dbc_Table> map = utils().SetNewAttributeMapInOutputDatabase(instanceTable, "map");
   converter().Supplied("instanceTable", "a new instance table");

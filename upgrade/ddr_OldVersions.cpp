@@ -4,6 +4,7 @@
 #include "dbc_OldClassRegistrar.h"
 #include "ddr_DdbConversions.h"
 #include "ddr_ModelConversions.h"
+#include "ddr_OldNames.h"
 
 namespace {
 
@@ -15,27 +16,19 @@ constexpr cls_CollectionType single = cls_CollectionType::Single;
 constexpr cls_CollectionType list = cls_CollectionType::List;
 constexpr cls_CollectionType stringMap = cls_CollectionType::StringMap;
 
-// Frozen: what files of older releases hold. These numbers follow no live class.
-constexpr unsigned ddbTypeId = 0x220006;
-constexpr unsigned modelTypeId = 0x220007;
-constexpr unsigned extensionTableTypeId = 0x220018;
-constexpr unsigned mapTypeId = 0x230002;
-constexpr unsigned addOnListTypeId = 0x230001;
-constexpr unsigned diagnosticDataTypeId = 0x240001;
-constexpr unsigned diagnosticListTypeId = 0x210001;
 constexpr unsigned plain = 1;
 constexpr unsigned noBase = 1;
 
 cls_ClassMetadata& createModel(cls_ClassRegistrar& registrar, int version) {
-  return registrar.CreateClassMD("ddr_Model", modelTypeId, version, nullptr, noBase)
+  return registrar.CreateClassMD("ddr_Model", ddr_oldModelTypeId, version, nullptr, noBase)
       .AddAttribute("modelName", string, plain, single);
 }
 
 cls_ClassMetadata& createDdb(cls_ClassRegistrar& registrar, int version, unsigned modelsTypeId) {
-  return registrar.CreateClassMD("ddr_Ddb", ddbTypeId, version, nullptr, noBase)
+  return registrar.CreateClassMD("ddr_Ddb", ddr_oldDdbTypeId, version, nullptr, noBase)
       .AddAttribute("models", object, modelsTypeId, stringMap)
-      .AddAttribute("results", object, mapTypeId, stringMap)
-      .AddAttribute("userData", object, mapTypeId, stringMap);
+      .AddAttribute("results", object, ddr_oldMapTypeId, stringMap)
+      .AddAttribute("userData", object, ddr_oldMapTypeId, stringMap);
 }
 
 /// The eight attributes that every layout ends with, but for lists added later.
@@ -51,17 +44,17 @@ cls_ClassMetadata& addDdbScalars(cls_ClassMetadata& metadata) {
 }
 
 void defineDdbWithLists(cls_ClassRegistrar& registrar, int version) {
-  addDdbScalars(createDdb(registrar, version, modelTypeId)
-                    .AddAttribute("diagnosticData", object, diagnosticListTypeId, list))
-      .AddAttribute("productAddOns", object, addOnListTypeId, list);
+  addDdbScalars(createDdb(registrar, version, ddr_oldModelTypeId)
+                    .AddAttribute("diagnosticData", object, ddr_oldDiagnosticListTypeId, list))
+      .AddAttribute("productAddOns", object, ddr_oldAddOnListTypeId, list);
 }
 
 dbc_ClassConverter& modelStep(dbc_DatabaseConverter& converter, int step, int version) {
-  return converter.GetConverter(step).Upgrade("ddr_Model", modelTypeId, version);
+  return converter.GetConverter(step).Upgrade("ddr_Model", ddr_oldModelTypeId, version);
 }
 
 dbc_ClassConverter& ddbStep(dbc_DatabaseConverter& converter, int step, int version) {
-  return converter.GetConverter(step).Upgrade("ddr_Ddb", ddbTypeId, version);
+  return converter.GetConverter(step).Upgrade("ddr_Ddb", ddr_oldDdbTypeId, version);
 }
 
 class ddr_Model_203 : public dbc_OldClassVersion {
@@ -75,7 +68,7 @@ class ddr_Model_203 : public dbc_OldClassVersion {
 
 class ddr_Model_401 : public dbc_OldClassVersion {
   void DefineClassMetadata(cls_ClassRegistrar& registrar) const override {
-    createModel(registrar, 401).AddAttribute("instanceTable", object, extensionTableTypeId, single);
+    createModel(registrar, 401).AddAttribute("instanceTable", object, ddr_oldExtensionTableTypeId, single);
   }
   void SchemaChanges(dbc_DatabaseConverter& converter) const override {
     modelStep(converter, 857, 401).BindConversionFunction(ddr_convertModel401);
@@ -84,7 +77,7 @@ class ddr_Model_401 : public dbc_OldClassVersion {
 
 class ddr_Model_857 : public dbc_OldClassVersion {
   void DefineClassMetadata(cls_ClassRegistrar& registrar) const override {
-    createModel(registrar, 857).AddAttribute("instanceTable", object, extensionTableTypeId, single);
+    createModel(registrar, 857).AddAttribute("instanceTable", object, ddr_oldExtensionTableTypeId, single);
   }
   void SchemaChanges(dbc_DatabaseConverter& converter) const override {
     modelStep(converter, 874, 857).BindConversionFunction(ddr_convertModel857);
@@ -93,7 +86,7 @@ class ddr_Model_857 : public dbc_OldClassVersion {
 
 class ddr_Ddb_203 : public dbc_OldClassVersion {
   void DefineClassMetadata(cls_ClassRegistrar& registrar) const override {
-    addDdbScalars(createDdb(registrar, 203, mapTypeId));
+    addDdbScalars(createDdb(registrar, 203, ddr_oldMapTypeId));
   }
   void SchemaChanges(dbc_DatabaseConverter& converter) const override {
     // Kept on purpose: this step alone has the number of the version that it acts on. Steps run by number,
@@ -104,7 +97,7 @@ class ddr_Ddb_203 : public dbc_OldClassVersion {
 
 class ddr_Ddb_204 : public dbc_OldClassVersion {
   void DefineClassMetadata(cls_ClassRegistrar& registrar) const override {
-    addDdbScalars(createDdb(registrar, 204, mapTypeId));
+    addDdbScalars(createDdb(registrar, 204, ddr_oldMapTypeId));
   }
   void SchemaChanges(dbc_DatabaseConverter& converter) const override {
     ddbStep(converter, 309, 204).BindConversionFunction(ddr_convertDdb204);
@@ -113,8 +106,8 @@ class ddr_Ddb_204 : public dbc_OldClassVersion {
 
 class ddr_Ddb_309 : public dbc_OldClassVersion {
   void DefineClassMetadata(cls_ClassRegistrar& registrar) const override {
-    addDdbScalars(createDdb(registrar, 309, mapTypeId)
-                      .AddAttribute("diagnosticData", object, diagnosticDataTypeId, single));
+    addDdbScalars(createDdb(registrar, 309, ddr_oldMapTypeId)
+                      .AddAttribute("diagnosticData", object, ddr_oldDiagnosticDataTypeId, single));
   }
   void SchemaChanges(dbc_DatabaseConverter& converter) const override {
     ddbStep(converter, 321, 309).BindConversionFunction(ddr_convertDdb309);

@@ -69,10 +69,10 @@ void dbc_ClassPass::Run(std::int64_t rows, Watch const& watch) {
 // Gives the class its next layout, and finds where its rows are and where they go.
 void dbc_ClassPass::Prepare() {
   unsigned const typeId = task.before.typeId;
-  rfm_ClassEntry const* const listed = (first ? source : made).FindClass(typeId);
-  hasRows = listed && !listed->table.IsEmpty();
+  rfm_ClassEntry const& listed = *(first ? source : made).FindClass(typeId); // or there were no task
+  hasRows = !listed.table.IsEmpty();
   rfm_ClassEntry after = task.after;
-  after.name = listed ? listed->name : after.name; // the name is the file's, as its table's is
+  after.name = listed.name; // the name is the file's, as its table's is
   if (!hasRows) {
     rebuild.ChangeClass(after);
     return;
@@ -222,17 +222,31 @@ void dbc_ClassPass::DropHalves(rfm_Row const& from, dbc_Row& to) {
 
 void dbc_ClassPass::NoteLosses(rfm_Row const& from, rfm_Row const& to) {
   for (Attribute const& attribute : watched) {
-    if (!isPartlySet(from, attribute.fields) || isSet(to, attribute.fields) ||
-        std::find(converter.dropped.begin(), converter.dropped.end(), attribute.name) !=
-            converter.dropped.end()) {
+    if (!isPartlySet(from, attribute.fields) || std::find(converter.dropped.begin(), converter.dropped.end(),
+                                                          attribute.name) != converter.dropped.end()) {
       continue;
     }
-    bool const hasPlace = to.HasField(attribute.fields.front());
-    converter.Dropped(attribute.name, !isSet(from, attribute.fields)
-                                          ? "only one half of the reference was set"
-                                      : hasPlace ? "the new layout keeps something else under this name"
+    if (!isSet(from, attribute.fields)) { // whatever was put in its place
+      converter.Dropped(attribute.name, "only one half of the reference was set");
+    } else if (!isSet(to, attribute.fields)) {
+      bool const hasPlace = to.HasField(attribute.fields.front());
+      converter.Dropped(attribute.name, hasPlace ? "the new layout keeps something else under this name"
                                                  : "the new layout has no such field");
+    } else if (attribute.kind == rfm_AttributeKind_Object && LosesTarget(from, to, attribute)) {
+      converter.Dropped(attribute.name, "the reference leads to something new");
+    }
   }
+}
+
+// Whether a reference led to an object of the old file and leads to another one now. What an earlier step has
+// put in is no loss.
+bool dbc_ClassPass::LosesTarget(rfm_Row const& from, rfm_Row const& to, Attribute const& reference) const {
+  rfm_FieldHandle const& classField = reference.fields.front();
+  rfm_FieldHandle const& oidField = reference.fields.back();
+  unsigned const typeId = from.ReadFieldUnsigned(classField);
+  int const row = from.ReadFieldInt(oidField);
+  bool const isKept = typeId == to.ReadFieldUnsigned(classField) && row == to.ReadFieldInt(oidField);
+  return !isKept && converter.InputDatabase().IsOfOldFile(typeId, row);
 }
 
 void dbc_ClassPass::Finalize() {

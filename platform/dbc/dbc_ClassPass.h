@@ -46,6 +46,7 @@ private:
   void CopyShared(rfm_Row const& from, rfm_Row& to) const;
   void DropHalves(rfm_Row const& from, dbc_Row& to);
   void NoteLosses(rfm_Row const& from, rfm_Row const& to);
+  bool LosesTarget(rfm_Row const& from, rfm_Row const& to, Attribute const& reference) const;
   void Finalize();
 
   dbc_DatabaseConverter& converter;

@@ -32,6 +32,10 @@ bool dbc_InputDatabase::HasAttribute(std::string_view attribute) const {
                      [&](rfm_ClassEntry const& listed) { return hasAttribute(listed, attribute); });
 }
 
+bool dbc_InputDatabase::IsOfOldFile(unsigned typeId, int row) const {
+  return row >= 0 && source.FindClass(typeId) && source.Table(typeId).RowExists(row);
+}
+
 std::unique_ptr<dbc_Table> dbc_InputDatabase::GetInputTable(unsigned typeId) const {
   if (!HasInputTable(typeId)) {
     dbc_throwNoClass(source, typeId);

@@ -25,6 +25,8 @@ public:
   bool HasAttribute(unsigned typeId, std::string_view attribute) const;
   /// Whether any class has an attribute of that name. Costs a look at the whole class list.
   bool HasAttribute(std::string_view attribute) const;
+  /// Whether the old file has the row; false for one that a step has added.
+  bool IsOfOldFile(unsigned typeId, int row) const;
   /// The rows of a class. The caller owns the table.
   /// @throws rfm_Exception when no such class is listed
   std::unique_ptr<dbc_Table> GetInputTable(unsigned typeId) const;

@@ -114,8 +114,12 @@ std::unique_ptr<dbc_Table> dbc_OutputDatabase::CreateCollection(unsigned headerT
                                                                 cow_String const& attribute) {
   std::int64_t const handle = database.NewHandle();
   std::unique_ptr<dbc_Table> const headers = CreateClass(headerTypeId, 1);
-  dbc_Row& header = headers->AppendRow();
   static rfm_FieldHandle const handleField("Target#Handle");
+  if (Length(headerTypeId) > 0 && !database.Table(headerTypeId).HasField(handleField)) {
+    rfm_ClassEntry const promised = *database.FindClass(headerTypeId);
+    changeClass(promised); // a damaged table was carried without the column
+  }
+  dbc_Row& header = headers->AppendRow();
   header.WriteFieldHandle(handleField, handle);
   row.WriteFieldUnsigned(withSuffix(attribute, classSuffix), headerTypeId);
   row.WriteFieldInt(withSuffix(attribute, oidSuffix), header.Index());

@@ -679,10 +679,13 @@ std::shared_ptr<rfm_TableShape> rfm_DatabaseNode::RetireTable(unsigned typeId, c
   return shape;
 }
 
+std::string rfm_makeUidIndex(std::string_view table) {
+  return "CREATE INDEX " + rfm_quote(std::string(table).append(rfm_UidColumn)) + " ON " + rfm_quote(table) +
+         "(" + rfm_quote(rfm_UidColumn) + ")";
+}
+
 void rfm_DatabaseNode::MakeUidIndex(rfm_TableShape& shape) {
-  connection.Execute(("CREATE INDEX " + rfm_quote(std::string(shape.table.View()).append(rfm_UidColumn)) +
-                      " ON " + rfm_quote(shape.table.View()) + "(" + rfm_quote(rfm_UidColumn) + ")")
-                         .c_str());
+  connection.Execute(rfm_makeUidIndex(shape.table.View()).c_str());
   shape.isFresh = false;
 }
 
@@ -697,7 +700,7 @@ bool rfm_DatabaseNode::HasEntryIndex() {
 void rfm_DatabaseNode::WantEntryIndex() {
   if (!HasEntryIndex()) {
     entryIndexMade = true;
-    connection.Execute("CREATE INDEX ddr_entry_key ON ddr_entry(handle, Key)");
+    connection.Execute(rfm_makeEntryIndex);
     entryIndexExists = true;
   }
 }
@@ -818,6 +821,11 @@ std::int64_t rfm_DatabaseNode::HighestHandle(char const* rows) {
       rfm_TableShape& shape = *ShapeOf(entry.typeId);
       if (attribute.kind != rfm_AttributeKind_Handle || !shape.Exists()) {
         continue;
+      }
+      shape.WantColumns();
+      std::vector<cow_String> const& columns = shape.layout->columns;
+      if (std::find(columns.begin(), columns.end(), attribute.name) == columns.end()) {
+        continue; // a damaged table holds no handles
       }
       rfm_Statement statement;
       rfm_Run run(connection, statement,

@@ -23,6 +23,10 @@ std::vector<cow_String> rfm_columnsOf(rfm_ClassEntry const& entry);
 
 /// A name as SQL text.
 std::string rfm_quote(std::string_view name);
+/// @{ The SQL of our indexes: of the keys of entries, and of the identities in a class table.
+inline constexpr char const* rfm_makeEntryIndex = "CREATE INDEX ddr_entry_key ON ddr_entry(handle, Key)";
+std::string rfm_makeUidIndex(std::string_view table);
+/// @}
 
 /// The order of SQLite's names: letters of ASCII are equal in both cases.
 struct rfm_LessIgnoringCase {

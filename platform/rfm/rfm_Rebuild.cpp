@@ -161,8 +161,8 @@ std::vector<std::string> rfm_Rebuild::FurtherThings(rfm_Database const& database
   rfm_Statement statement;
   rfm_Run run(database.node->Connection(), statement,
               "SELECT type, name FROM sqlite_schema AS thing WHERE type <> 'index' AND name NOT LIKE "
-              "'sqlite\\_%' ESCAPE '\\' AND NOT (" +
-                  std::string(isOurs) + ") AND NOT (" + isCopied + ") ORDER BY rowid");
+              "'sqlite\\_%' ESCAPE '\\' AND NOT (type = 'table' AND (" +
+                  std::string(isOurs) + ")) AND NOT (" + isCopied + ") ORDER BY rowid");
   std::vector<std::string> found;
   while (run.Step()) {
     found.push_back(std::string(rfm_columnText(run.Get(), 0)) + " '" +
@@ -264,7 +264,7 @@ bool rfm_Rebuild::TryToExecute(std::string const& sql) {
   int result = sqlite3_prepare_v2(connection.Database(), sql.c_str(), -1, &statement, &rest);
   bool const isOne = result == SQLITE_OK && *rest == 0;
   if (isOne) {
-    sqlite3_step(statement);
+    connection.Advance(statement);
   }
   int const ended = sqlite3_finalize(statement);
   result = result == SQLITE_OK ? ended : result;

@@ -288,6 +288,9 @@ protected:
   std::string field(std::string const& name) { return after().field("ddr_Ddb", 1, name); }
   /// The entries of a collection of the last record in the new file.
   Texts collection(std::string const& name) { return after().collection("ddr_Ddb", 1, name); }
+  static Texts dropsOf(dbc_ConversionReport const& report) {
+    return upgrade_test::dropsOf(report, "ddr_Ddb");
+  }
   static std::string nothingSet(stored_file const& file) {
     std::string columns;
     for (auto const& [name, value] : file.row("ddr_Ddb", 1)) {
@@ -391,6 +394,45 @@ TEST_F(DdrUpgradeDatabase, Of203WithHalfAReferenceGetsAMapOnlyWhereItsRowIsNotSe
   EXPECT_EQ(collection("userData"), Texts{"Notes 0x220010 0"});
 }
 
+TEST_F(DdrUpgradeDatabase, TellsTheHalfReferenceThatADefaultReplaces) {
+  EXPECT_EQ(dropsOf(upgrade("database_203",
+                            setting("ddr_Ddb", R"("models#OID" = NULL, "results#ClassID" = NULL)"))),
+            (Texts{"models: only one half of the reference was set, 2",
+                   "results: only one half of the reference was set, 2"}));
+}
+
+TEST_F(DdrUpgradeDatabase, TellsHalfAReferenceToDiagnosticsWhicheverHalfItIs) {
+  for (char const* const half : {"#ClassID", "#OID"}) {
+    std::string const none = setting("ddr_Ddb", std::string("\"diagnosticData") + half + "\" = NULL");
+    EXPECT_EQ(dropsOf(upgrade("database_309", none)),
+              Texts{"diagnosticData: only one half of the reference was set, 2"})
+        << half;
+    std::filesystem::remove(newPath);
+  }
+}
+
+TEST_F(DdrUpgradeDatabase, TellsTheDiagnosticsThatAreDroppedThoughTheyAreAListAlready) {
+  EXPECT_EQ(dropsOf(upgrade("database_309", setting("ddr_Ddb", "\"diagnosticData#ClassID\" = 0x210001"))),
+            Texts{"diagnosticData: the record starts with an empty list of diagnostics, 2"});
+  EXPECT_EQ(collection("diagnosticData"), Texts{});
+}
+
+TEST_F(DdrUpgradeDatabase, TellsADiagnosticsReferenceThatOlderLayoutsDoNotHave) {
+  auto const report =
+      upgrade("database_204", "ALTER TABLE class_ddr_Ddb ADD COLUMN \"diagnosticData#ClassID\";"
+                              "ALTER TABLE class_ddr_Ddb ADD COLUMN \"diagnosticData#OID\";"
+                              "UPDATE class_ddr_Ddb SET \"diagnosticData#ClassID\" = 0x220007, "
+                              "\"diagnosticData#OID\" = 0;");
+  EXPECT_EQ(dropsOf(report), Texts{"diagnosticData: the reference leads to something new, 2"});
+}
+
+TEST_F(DdrUpgradeDatabase, TellsNoLossOfTheListThatAnEarlierStepMade) {
+  for (char const* const whole : {"database_203", "database_204"}) {
+    EXPECT_EQ(dropsOf(upgrade(whole)), Texts{}) << whole;
+    std::filesystem::remove(newPath);
+  }
+}
+
 TEST_F(DdrUpgradeDatabase, Of309WithHalfAReferenceLosesIt) {
   for (char const* const half : {"#ClassID", "#OID"}) {
     std::string columns;
@@ -476,15 +518,8 @@ protected:
     return after().collection(nameOf(instanceTable),
                               std::stoll(after().field("ddr_Model", model, "instanceTable#OID")), "map");
   }
-  /// What the report says was dropped of models: "field: reason, rows".
   static Texts dropsOf(dbc_ConversionReport const& report) {
-    Texts drops;
-    for (dbc_Note const& note : reportOf(report, "ddr_Model").notes) {
-      if (note.kind == dbc_Note::Kind::Dropped) {
-        drops.push_back(note.field + ": " + note.text + ", " + std::to_string(note.rows));
-      }
-    }
-    return drops;
+    return upgrade_test::dropsOf(report, "ddr_Model");
   }
   /// What the checker finds in the new file.
   /// @param carried a class whose rows are carried with what is wrong with them
@@ -773,6 +808,20 @@ TEST_F(DdrUpgradeModel, Of401WithoutConnectorPropertiesIsCarriedAsItIs) {
   EXPECT_EQ(after().rows("ddr_Model"), before().rows("ddr_Model"));
   EXPECT_EQ(after().lines("SELECT * FROM ddr_entry"), before().lines("SELECT * FROM ddr_entry"));
   EXPECT_EQ(after().classes(), before().classes());
+}
+
+TEST_F(DdrUpgradeModel, Of401WhoseInstanceTableHasNoMapHasNoConnectors) {
+  auto const report =
+      upgrade("model_401", setting("ddr_ExtensionTable", R"("map#ClassID" = NULL, "map#OID" = NULL)"));
+  EXPECT_EQ(after().rows("0x2600045").size(), 0U);
+  EXPECT_EQ(dropsOf(report), Texts{});
+}
+
+TEST_F(DdrUpgradeModel, Of401WithHalfAnInstanceTableGetsNoSectionExtension) {
+  auto const entriesOf = [](stored_file const& file) { return file.value("SELECT count(*) FROM ddr_entry"); };
+  upgrade("model_401", setting("ddr_Model", R"("instanceTable#ClassID" = NULL)"));
+  EXPECT_EQ(entriesOf(after()), entriesOf(before()));
+  EXPECT_EQ(after().field("ddr_Model", 0, "instanceTable#OID"), "NULL");
 }
 
 TEST_F(DdrUpgradeModel, Of857IsCarriedAsItIs) {

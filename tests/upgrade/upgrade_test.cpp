@@ -41,6 +41,17 @@ dbc_ClassReport upgrade_test::reportOf(dbc_ConversionReport const& report, std::
   return {};
 }
 
+std::vector<std::string> upgrade_test::dropsOf(dbc_ConversionReport const& report,
+                                               std::string const& className) {
+  std::vector<std::string> drops;
+  for (dbc_Note const& note : reportOf(report, className).notes) {
+    if (note.kind == dbc_Note::Kind::Dropped) {
+      drops.push_back(note.field + ": " + note.text + ", " + std::to_string(note.rows));
+    }
+  }
+  return drops;
+}
+
 std::vector<int> upgrade_test::stepsOf(dbc_ConversionReport const& report, std::string const& className) {
   std::vector<int> steps;
   for (dbc_StepEntry const& entry : reportOf(report, className).steps) {

@@ -32,6 +32,8 @@ protected:
 
   /// What a report says of a class; empty for a class that it does not name.
   static dbc_ClassReport reportOf(dbc_ConversionReport const& report, std::string const& className);
+  /// What a report says was dropped of a class: "field: reason, rows".
+  static std::vector<std::string> dropsOf(dbc_ConversionReport const& report, std::string const& className);
   /// The steps of a class: {203, 309}.
   static std::vector<int> stepsOf(dbc_ConversionReport const& report, std::string const& className);
 

@@ -54,6 +54,26 @@ TEST(dbc_OldClassRegistrar, AdoptsHoldersAndDropsThemWhenCleared) {
   EXPECT_TRUE(registrar.Versions().empty());
 }
 
+TEST(dbc_OldClassRegistrar, KeepsWhatCouldNotBeMadeAsItStands) {
+  dbc_OldClassRegistrar registrar;
+  registrar.Register(nullptr, 34);
+  registrar.Register(new dbc_OldClassRegistrar::Holder(), 34);
+  registrar.Register(holder<1>(), 34);
+  registrar.Register(nullptr, 34);
+  EXPECT_EQ(registrar.Versions().size(), 4U);
+}
+
+TEST(dbc_OldClassRegistrar, ALayoutThatIsRegisteredAgainTakesThePlaceOfTheFirst) {
+  int const before = alive();
+  dbc_OldClassRegistrar registrar;
+  registrar.Register(holder<1>(), 34);
+  registrar.Register(holder<2>(), 34);
+  registrar.Register(holder<1>(), 35);
+  EXPECT_EQ(alive(), before + 2);
+  ASSERT_EQ(registrar.Versions().size(), 2U);
+  EXPECT_EQ(registrar.Versions().back().tag, 35U);
+}
+
 TEST(dbc_OldClassRegistrar, SharedHolderOutlivesTheRegistrar) {
   int const before = alive();
   {
@@ -83,6 +103,7 @@ TEST(dbc_OldClassRegistrar, AStepKnowsAClassAndVersionOnce) {
   dbc_ClassConverter& first = converter.GetConverter(7).Upgrade("Thing", 500, 1);
   EXPECT_EQ(&converter.GetConverter(7).Upgrade("Thing", 500, 1), &first);
   EXPECT_NE(&converter.GetConverter(7).Upgrade("Thing", 500, 2), &first);
+  EXPECT_NE(&converter.GetConverter(7).Upgrade("Other", 501, 1), &first);
   EXPECT_NE(&converter.GetConverter(8).Upgrade("Thing", 500, 1), &first);
   EXPECT_EQ(first.ConversionFunction(), nullptr);
   EXPECT_EQ(first.FinalizeFunction(), nullptr);
