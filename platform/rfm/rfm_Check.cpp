@@ -49,6 +49,33 @@ std::vector<std::string> rfm_Database::CheckPages() const {
   return faults;
 }
 
+std::vector<rfm_MissingIndex> rfm_Database::MissingIndexes() const {
+  rfm_Connection& connection = node->Connection();
+  rfm_ScopeGuard const scope(connection);
+  rfm_Statement statement;
+  auto const isMissing = [&](std::string_view table, std::string_view column) {
+    rfm_Run run(
+        connection, statement,
+        std::string_view("SELECT 1 FROM sqlite_schema AS thing WHERE type = 'table' AND name = ?1 "
+                         "COLLATE NOCASE AND EXISTS (SELECT 1 FROM pragma_table_info(?1) WHERE name = "
+                         "?2) AND NOT EXISTS (SELECT 1 FROM pragma_index_list(?1) AS list, "
+                         "pragma_index_info(list.name) AS field WHERE field.name = ?2)"));
+    run.Bind(1, table);
+    run.Bind(2, column);
+    return run.Step();
+  };
+  std::vector<rfm_MissingIndex> missing;
+  if (!node->HasEntryIndex() && !EntryHandles().empty()) {
+    missing.push_back({0, std::string(rfm_makeEntryIndex)});
+  }
+  for (rfm_ClassEntry const& entry : Classes()) {
+    if (!entry.table.IsEmpty() && isMissing(entry.table.View(), rfm_UidColumn)) {
+      missing.push_back({entry.typeId, rfm_makeUidIndex(entry.table.View())});
+    }
+  }
+  return missing;
+}
+
 std::vector<std::int64_t> rfm_Database::EntryHandles() const {
   rfm_Connection& connection = node->Connection();
   rfm_ScopeGuard const scope(connection);

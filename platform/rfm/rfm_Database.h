@@ -16,6 +16,12 @@
 
 class rfm_DatabaseNode;
 
+/// An index that a file should have.
+struct rfm_MissingIndex {
+  unsigned typeId = 0; ///< the class whose identities it tells; 0: that of the entries' keys
+  std::string remedy;  ///< the SQL that makes it
+};
+
 /// A counted handle of the database of a file. Copies share it; it keeps its file open.
 ///
 /// Made by Open on a file that has one, or by Create on a file that was opened to be created. Serves one
@@ -27,7 +33,7 @@ public:
   /// @param name the database's name in the file; "D0" in every file of ours
   /// @throws rfm_Exception Damaged when the file has no database record of that name
   static rfm_Database Open(rfm_File const& file, cow_String const& name);
-  /// Makes the database of a file that was opened with utl_FileAccess::Create. Ready to be changed; it has no
+  /// Makes the database of a file that was opened to be created. Ready to be changed; it has no
   /// classes yet and needs no Bind.
   /// @param file a file not yet published
   /// @param name the database's name in the file
@@ -35,9 +41,9 @@ public:
   /// @param creationTime [seconds since 1970]; 0 says that there is none
   static rfm_Database Create(rfm_File const& file, cow_String const& name, cow_String const& description,
                              std::int64_t creationTime);
-  /// Makes a created file appear under its name, whole and safe from a power cut, in place of a database of
-  /// ours that stands there. From then on saves are as durable as those of an opened file. Until then the
-  /// file is nobody's, and goes away with its last handle.
+  /// Makes a created file appear under its name, whole and safe from a power cut; with utl_FileAccess::Create
+  /// in place of a database of ours that stands there. From then on saves are as durable as those of an
+  /// opened file. Until then the file is nobody's, and goes away with its last handle.
   /// @throws rfm_Exception when something else stands there by now, or cannot be replaced; still unpublished
   /// then
   void Publish();
@@ -100,6 +106,8 @@ public:
   /// What SQLite finds wrong with the pages and indexes of the file, a sentence each; empty for a sound file.
   /// O(file).
   std::vector<std::string> CheckPages() const;
+  /// The indexes that the file should have and has not. Without them look-ups walk over whole tables.
+  std::vector<rfm_MissingIndex> MissingIndexes() const;
   /// The handles that entries are stored under, ascending. O(number of handles) look-ups.
   std::vector<std::int64_t> EntryHandles() const;
 

@@ -10,6 +10,7 @@
 #include "rfm_Exception.h"
 #include "rfm_File.h"
 #include "rfm_ReadScope.h"
+#include "rfm_Rebuild.h"
 #include "rfm_Table.h"
 #include "utl_Utf8.h"
 
@@ -188,6 +189,8 @@ public:
     CheckNextHandle();
     CheckIdentities();
     CheckNesting();
+    CheckIndexes();
+    CheckFurtherThings();
     Place const record{ddr_Ddb::TypeId(), RecordCount() - 1};
     if (record.row >= 0) {
       CheckRecord(record);
@@ -343,6 +346,29 @@ private:
         }
       });
     }
+  }
+
+  void CheckIndexes() {
+    Try(wholeFile, "Look-ups may take longer.", [&] {
+      for (rfm_MissingIndex const& missing : database.MissingIndexes()) {
+        Warn({missing.typeId, -1},
+             missing.typeId == 0 ? "its index of the names of entries is missing"
+                                 : "its index of identities is missing",
+             missing.typeId == 0 ? "Finding an object by its name takes longer." : "Saves take longer.",
+             "Make it anew with an SQLite tool: " + utl_Printable(missing.remedy) + ".");
+      }
+    });
+  }
+
+  /// Views and triggers are never run. Tables of others are nobody's business but theirs.
+  void CheckFurtherThings() {
+    Try(wholeFile, "Parts of it may be unreadable.", [&] {
+      for (std::string const& thing : rfm_Rebuild::FurtherThings(database)) {
+        Warn(wholeFile, "it holds " + thing + ", which no database has from this application",
+             "It is never run, and an upgrade leaves it out.",
+             "Nothing needs to be done, unless you do not know who has put it there.");
+      }
+    });
   }
 
   /// Rows of one class may share an identity: versions of a record, and copies of an object. Objects of two
@@ -543,6 +569,7 @@ private:
         std::any_of(expected.begin(), expected.end(), [](Use const& use) { return use.isAddOns; });
     bool const isMap = header.typeId == cls_MapHeaderTypeId;
     std::unordered_set<std::string> keys;
+    std::set<Place> targets;
     rfm_EntryCursor walk = database.Entries().Scan(handle);
     while (walk.Next()) {
       ++result.rowsChecked;
@@ -556,6 +583,10 @@ private:
       bool const isNew = !isMap || keys.emplace(walk.Key()).second;
       if (!isNew) {
         Add(header, entryText() + " is there twice", "Only one of the two can be reached.", restoreRemedy);
+      }
+      if (isMap && isTyped && isSet && !targets.insert(target).second) {
+        Add(header, entryText() + " leads to the object of another entry, " + Text(target),
+            "A change of one changes the other.", restoreRemedy);
       }
       if (isMap && walk.Key().empty()) {
         CheckNameless(header, handle, walk.Position());

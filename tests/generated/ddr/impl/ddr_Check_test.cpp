@@ -859,6 +859,64 @@ TEST_F(DdrCheck, MoreFindingsThanAreListedAreCountedOff) {
   EXPECT_TRUE(result.moreFindings);
 }
 
+TEST_F(DdrCheck, TheLastFindingThatFitsIsNoneTooMany) {
+  save();
+  std::string const add = "WITH RECURSIVE n(i) AS (VALUES(1) UNION ALL SELECT i + 1 FROM n WHERE i < ";
+  std::string const rows = ") INSERT INTO class_ddr_UserData SELECT i + 10, NULL FROM n";
+  sql(add + std::to_string(ddr_CheckResult::mostFindings) + rows);
+  ddr_CheckResult const result = ddr_check(pathOf("a"), Depth::Deep);
+  EXPECT_EQ(result.findings.size(), ddr_CheckResult::mostFindings);
+  EXPECT_FALSE(result.moreFindings);
+  sql("INSERT INTO class_ddr_UserData VALUES(1000, NULL)");
+  EXPECT_TRUE(ddr_check(pathOf("a"), Depth::Deep).moreFindings);
+}
+
+TEST_F(DdrCheck, AMissingIndexOfNamesIsAWarningOfTheDeep) {
+  save();
+  sql("DROP INDEX ddr_entry_key");
+  EXPECT_EQ(check(Depth::Quick), "0\n");
+  EXPECT_EQ(check(Depth::Deep), "0\nwarning: its index of the names of entries is missing\n");
+}
+
+TEST_F(DdrCheck, AMissingIndexOfIdentitiesIsAWarningOfTheDeep) {
+  save();
+  sql("DROP INDEX \"class_ddr_Model#uid\"");
+  EXPECT_EQ(check(Depth::Quick), "0\n");
+  EXPECT_EQ(check(Depth::Deep), "0\nwarning, class 'ddr_Model': its index of identities is missing\n");
+}
+
+TEST_F(DdrCheck, TheRemedyOfAMissingIndexMakesIt) {
+  save();
+  sql("DROP INDEX ddr_entry_key; DROP INDEX \"class_ddr_Model#uid\"");
+  for (ddr_Finding const& finding : ddr_check(pathOf("a"), Depth::Deep).findings) {
+    std::string const remedy = finding.remedy.substr(finding.remedy.find("CREATE INDEX"));
+    sql(remedy.substr(0, remedy.rfind('.')));
+  }
+  EXPECT_EQ(check(Depth::Deep), "0\n");
+}
+
+TEST_F(DdrCheck, TriggersAndViewsOfOthersAreWarningsOfTheDeep) {
+  save();
+  sql("CREATE VIEW names AS SELECT Key FROM ddr_entry;"
+      "CREATE TRIGGER class_ddr_Model AFTER INSERT ON class_ddr_Model BEGIN DELETE FROM ddr_entry; END");
+  EXPECT_EQ(check(Depth::Quick), "0\n");
+  EXPECT_EQ(check(Depth::Deep),
+            "0\nwarning: it holds view 'names', which no database has from this application\n"
+            "warning: it holds trigger 'class_ddr_Model', which no database has from this application\n");
+}
+
+TEST_F(DdrCheck, TablesOfOthersAreNotMentioned) {
+  save();
+  sql("CREATE TABLE notes(a); CREATE INDEX notesByA ON notes(a)");
+  EXPECT_EQ(check(Depth::Deep), "0\n");
+}
+
+TEST_F(DdrCheck, TwoEntriesThatShareAnObjectAreFound) {
+  save();
+  sql("UPDATE ddr_entry SET OID = (SELECT OID FROM ddr_entry WHERE Key = 'M1') WHERE Key = 'M2'");
+  expectFoundInTheDeep("the entry 'M2' leads to the object of another entry, class 'ddr_Model', row ");
+}
+
 TEST_F(DdrCheck, NamesFromTheFileAreEscaped) {
   save();
   sql("UPDATE ddr_entry SET OID = 77, Key = 'a' || char(10) || 'b' WHERE Key = 'R1'");
