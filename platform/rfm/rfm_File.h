@@ -24,7 +24,8 @@ public:
   /// Read never writes a byte and works on media that cannot be written. Write wants an existing file that
   /// can be written, and recovers it when an earlier save was cut off. Create begins a new file: it grows
   /// beside the name and takes the name with rfm_Database::Publish. Create refuses a name under which
-  /// anything but a database of ours stands.
+  /// anything but a database of ours stands; CreateNew one under which anything stands, then too when it
+  /// appears only before Publish.
   /// @param name path of the file, in UTF-8
   /// @param access what will be done with it
   /// @param shared whether others may use the file meanwhile; files are always shared, transaction by

@@ -24,6 +24,8 @@ constexpr std::size_t longestPath = 480;
 
 constexpr std::string_view growingMark = ".new-";
 
+constexpr std::string_view adviceNotToReplace = "It is not replaced; choose another name, or remove it";
+
 // Numbers the files that this process creates.
 std::atomic<unsigned> nextCreation{0};
 
@@ -98,7 +100,7 @@ bool syncFolder(std::string const& folder) {
 rfm_FileNode::rfm_FileNode(cow_String const& fileName, utl_FileAccess wanted)
     : name(fileName), access(wanted), connection(fileName) {
   CheckName();
-  if (access == utl_FileAccess::Create) {
+  if (access == utl_FileAccess::Create || access == utl_FileAccess::CreateNew) {
     BeginCreating();
   } else {
     OpenExisting();
@@ -267,7 +269,6 @@ void rfm_FileNode::RemoveStrayJournals() const {
 // Checks that nothing stands under the name, or a database of ours, and keeps others from saving to that one:
 // its journal must not meet the new file.
 bool rfm_FileNode::LockWhatStands(rfm_Connection& standing) const {
-  constexpr std::string_view advice = "It is not replaced; choose another name, or remove it";
   struct stat status {};
   if (lstat(path.c_str(), &status) != 0) {
     if (errno != ENOENT) {
@@ -276,17 +277,18 @@ bool rfm_FileNode::LockWhatStands(rfm_Connection& standing) const {
     return false;
   }
   if (S_ISDIR(status.st_mode)) {
-    Refuse(rfm_ErrorKind::IsDirectory, "a folder stands there", advice);
+    Refuse(rfm_ErrorKind::IsDirectory, "a folder stands there", adviceNotToReplace);
   }
   if (!S_ISREG(status.st_mode)) {
-    Refuse(rfm_ErrorKind::NotADatabase, "something that is not an ordinary file stands there", advice);
+    Refuse(rfm_ErrorKind::NotADatabase, "something that is not an ordinary file stands there",
+           adviceNotToReplace);
   }
   if (status.st_size == 0) {
-    Refuse(rfm_ErrorKind::Empty, "an empty file stands there", advice);
+    Refuse(rfm_ErrorKind::Empty, "an empty file stands there", adviceNotToReplace);
   }
   if (!mayAccess(path, R_OK | W_OK)) {
     Refuse(errno == EROFS ? rfm_ErrorKind::ReadOnly : rfm_ErrorKind::NoPermission,
-           "a file that you cannot write stands there", advice);
+           "a file that you cannot write stands there", adviceNotToReplace);
   }
   try {
     standing.Open(path, rfm_Connection::Mode::Write);
@@ -308,9 +310,36 @@ bool rfm_FileNode::LockWhatStands(rfm_Connection& standing) const {
     default:
       throw;
     }
-    Refuse(failure.Kind(), what, advice);
+    Refuse(failure.Kind(), what, adviceNotToReplace);
+  }
+  if (access == utl_FileAccess::CreateNew) {
+    RefuseToReplace();
   }
   standing.Begin();
+  return true;
+}
+
+void rfm_FileNode::RefuseToReplace() const {
+  Refuse(rfm_ErrorKind::Other, "a database stands there already", adviceNotToReplace);
+}
+
+// Gives the grown file its name.
+// @returns whether it has it; else errno says why not
+bool rfm_FileNode::TakeName() const {
+  if (access == utl_FileAccess::Create) {
+    return rename(growing.c_str(), path.c_str()) == 0;
+  }
+  if (renameat2(AT_FDCWD, growing.c_str(), AT_FDCWD, path.c_str(), RENAME_NOREPLACE) == 0) {
+    return true;
+  }
+  if (errno != EINVAL && errno != ENOSYS) {
+    return false;
+  }
+  // A file system that cannot refuse to replace in a renaming refuses it for a second name.
+  if (link(growing.c_str(), path.c_str()) != 0) {
+    return false;
+  }
+  unlink(growing.c_str());
   return true;
 }
 
@@ -324,9 +353,12 @@ void rfm_FileNode::Publish() {
   std::string const folder = Folder();
   std::string published = path; // nothing behind the renaming needs memory
   connection.Close();
-  if (rename(growing.c_str(), path.c_str()) != 0) {
+  if (!TakeName()) {
     int const number = errno;
     connection.Open(growing, rfm_Connection::Mode::Build);
+    if (number == EEXIST) {
+      RefuseToReplace();
+    }
     RefuseForErrno(number, true);
   }
   growing.clear();

@@ -37,6 +37,8 @@ private:
   void RemoveLeftovers() const;
   void RemoveStrayJournals() const;
   bool LockWhatStands(rfm_Connection& standing) const;
+  bool TakeName() const;
+  [[noreturn]] void RefuseToReplace() const;
   [[noreturn]] void Refuse(rfm_ErrorKind kind, std::string_view what, std::string_view advice) const;
   [[noreturn]] void RefuseForErrno(int number, bool folder) const;
   std::string Folder() const;

@@ -179,12 +179,16 @@ void ddr_Root::Register(std::unique_ptr<ddr_Ddb> record, cow_String const& fileN
 }
 
 void ddr_Root::CreateDdb(cow_String const& fileName, cow_String const& description) {
+  CreateDdb(fileName, description, utl_FileAccess::Create);
+}
+
+void ddr_Root::CreateDdb(cow_String const& fileName, cow_String const& description, utl_FileAccess access) {
   if (registrar == nullptr) {
     refuse("Class registrar not initialized", 109);
   }
   cow_String const name = makePersistentName(fileName);
   auto record = std::make_unique<ddr_Ddb>(name, fileName, description);
-  rfm_File const file = rfm_File::Open(fileName, utl_FileAccess::Create, true);
+  rfm_File const file = rfm_File::Open(fileName, access, true);
   record->SetTransporter(new rom_Transporter(registrar.get(), file, databaseName, description,
                                              std::int64_t{record->GetCreationTime()}, -1));
   Register(std::move(record), fileName, false);

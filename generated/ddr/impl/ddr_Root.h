@@ -60,6 +60,9 @@ public:
   /// replaced; anything else that stands there is refused. The record itself reaches the file with the first
   /// save.
   void CreateDdb(cow_String const& fileName, cow_String const& description);
+  /// The same with a choice.
+  /// @param access utl_FileAccess::Create, or utl_FileAccess::CreateNew, which replaces nothing
+  void CreateDdb(cow_String const& fileName, cow_String const& description, utl_FileAccess access);
   /// Makes a database file available under its persistent name. Opening a file that is open already counts
   /// one more opening.
   /// @param persistentName written into the file first; empty: the stored name is used

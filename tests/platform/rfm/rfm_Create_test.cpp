@@ -16,6 +16,14 @@ using testing::StartsWith;
 namespace {
 
 struct CreateTest : rfm_Test {
+  void saveFile(char const* model) {
+    rfm_Database database = createFile(path);
+    saveModels(database, {model});
+  }
+  rfm_Database beginNew() {
+    return rfm_Database::Create(rfm_File::Open(cow_String(path), utl_FileAccess::CreateNew, true), "D0",
+                                "new", creationTime + 1);
+  }
   rfm_Database begin() {
     return rfm_Database::Create(rfm_File::Open(cow_String(path), utl_FileAccess::Create, true), "D0", "new",
                                 creationTime + 1);
@@ -196,6 +204,32 @@ TEST_F(CreateTest, WhatAppearsMeanwhileIsNotReplaced) {
   std::filesystem::remove(path);
   database.Publish();
   EXPECT_EQ(contents(path), "|");
+}
+
+TEST_F(CreateTest, ANewFileDoesNotReplaceADatabaseThatStandsThere) {
+  saveFile("kept");
+  std::string const before = readFile(path);
+  EXPECT_EQ(failureOf([&] { beginNew(); }),
+            "Other: Database file '" + path +
+                "': a database stands there already. It is not replaced; choose another name, or remove it.");
+  EXPECT_EQ(readFile(path), before);
+  EXPECT_THAT(folder.names(), ElementsAre("a.odb"));
+}
+
+TEST_F(CreateTest, ANewFileDoesNotReplaceADatabaseThatAppearsMeanwhile) {
+  {
+    rfm_Database database = beginNew();
+    saveFile("kept");
+    EXPECT_THAT(failureOf([&] { database.Publish(); }), HasSubstr("a database stands there already"));
+  }
+  EXPECT_EQ(contents(path), "kept=0 | kept");
+  EXPECT_THAT(folder.names(), ElementsAre("a.odb"));
+}
+
+TEST_F(CreateTest, ANewFileTakesANameThatIsFree) {
+  beginNew().Publish();
+  EXPECT_EQ(openFile(path, utl_FileAccess::Read).CreationTime(), creationTime + 1);
+  EXPECT_THAT(folder.names(), ElementsAre("a.odb"));
 }
 
 TEST_F(CreateTest, ALinkToNothingIsNotReplaced) {

@@ -40,6 +40,7 @@ TEST(FileAccess, CodesAreFixed) {
   EXPECT_EQ(static_cast<int>(utl_FileAccess::Read), 0);
   EXPECT_EQ(static_cast<int>(utl_FileAccess::Write), 1);
   EXPECT_EQ(static_cast<int>(utl_FileAccess::Create), 2);
+  EXPECT_EQ(static_cast<int>(utl_FileAccess::CreateNew), 3);
 }
 
 } // namespace
