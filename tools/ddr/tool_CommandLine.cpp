@@ -90,7 +90,16 @@ std::vector<std::string> withOptionsFirst(std::vector<std::string> const& words)
 std::string complaint(CLI::App const& app, CLI::ParseError const& answer) {
   std::vector<std::string> untaken = app.remaining(true);
   std::erase(untaken, "--"); // was understood, yet is kept among them
-  return untaken.empty() ? answer.what() : fmt::format("'{}' was not expected", untaken.front());
+  if (!untaken.empty()) {
+    return fmt::format("'{}' was not expected", untaken.front());
+  }
+  std::string const said = answer.what();
+  if (answer.get_exit_code() == static_cast<int>(CLI::ExitCodes::ArgumentMismatch)) { // "--model: 1 required"
+    std::string const option = said.substr(0, said.find(':'));
+    return fmt::format("{} {}", option,
+                       said.ends_with("missing") ? "needs a value" : "was given more than once");
+  }
+  return said;
 }
 
 /// Answers a request for help or the version, or complains about the usage.

@@ -24,7 +24,9 @@ void create(Request const& request) {
     tool_refuseToReplace(request.file);
   }
   tool_Replacement replacement(request.file);
-  tool_Database database(request.file, request.description);
+  // Nothing that appears since is replaced either.
+  tool_Database database(request.file, request.description,
+                         request.force ? utl_FileAccess::Create : utl_FileAccess::CreateNew);
   replacement.Begin();
   database.Save([](ddr_Ddb&) {}); // writes the record, without which the file cannot be opened
   replacement.Complete();

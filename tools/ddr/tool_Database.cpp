@@ -22,37 +22,44 @@ ddr_Root& registry() {
 
 } // namespace
 
-tool_Database::tool_Database(std::string const& fileName, utl_FileAccess access) : root(registry()) {
-  rfm_File const file = rfm_File::Open(fileName, access, true);
+tool_Database::tool_Database(std::string const& fileName, utl_FileAccess access)
+    : root(registry()), file(fileName) {
+  rfm_File const opened = rfm_File::Open(fileName, access, true);
   try {
-    persistentName = root.OpenDdb(file, "");
+    persistentName = root.OpenDdb(opened, "");
   } catch (nex_Exception const& failure) {
-    auto const* const ofFile = dynamic_cast<rfm_Exception const*>(&failure);
-    if (ofFile != nullptr && ofFile->Kind() != rfm_ErrorKind::Other) {
-      throw; // has another cause than the layout
-    }
-    if (tool_Layout const layout(fileName); layout.IsOlder()) {
-      nex_Exception::Throw(nex_TextException(fmt::format(
-                               "Database file '{}': its record is of an older layout ({}) and cannot "
-                               "be read as it is; {}.",
-                               utl_Printable(fileName), layout.OlderClasses(), layout.Remedy())),
-                           "tools/ddr/tool_Database", __LINE__);
-    }
-    if (std::string_view(failure.what()).find(fileName) != std::string_view::npos) {
+    RefuseOlderLayout(failure, "its record", "cannot be read as it is");
+    if (std::string_view(failure.what()).find(file) != std::string_view::npos) {
       throw;
     }
     // Objects that read themselves do not know from which file.
     nex_Exception::Throw(
         nex_TextException(fmt::format("Database file '{}': it cannot be read ({}). Restore it from a backup; "
                                       "'ddr check --deep' shows what is damaged.",
-                                      utl_Printable(fileName), failure.what())),
+                                      utl_Printable(file), failure.what())),
         "tools/ddr/tool_Database", __LINE__);
   }
 }
 
-tool_Database::tool_Database(std::string const& fileName, std::string const& description) : root(registry()) {
-  root.CreateDdb(fileName, description);
+tool_Database::tool_Database(std::string const& fileName, std::string const& description,
+                             utl_FileAccess access)
+    : root(registry()), file(fileName) {
+  root.CreateDdb(fileName, description, access);
   persistentName = root.GetPersistentName(fileName);
+}
+
+void tool_Database::RefuseOlderLayout(nex_Exception const& failure, std::string_view what,
+                                      std::string_view cannot) const {
+  auto const* const ofFile = dynamic_cast<rfm_Exception const*>(&failure);
+  if (ofFile != nullptr && ofFile->Kind() != rfm_ErrorKind::Other) {
+    return; // has another cause than the layout
+  }
+  if (tool_Layout const layout(file); layout.IsOlder()) {
+    nex_Exception::Throw(nex_TextException(fmt::format(
+                             "Database file '{}': {} is of an older layout ({}) and {}; {}.",
+                             utl_Printable(file), what, layout.OlderClasses(), cannot, layout.Remedy())),
+                         "tools/ddr/tool_Database", __LINE__);
+  }
 }
 
 tool_Database::~tool_Database() {
@@ -64,6 +71,9 @@ ddr_Ddb const& tool_Database::Record() const {
 }
 
 std::string_view tool_Database::Name() const {
-  std::string_view const name = persistentName.View();
-  return name.substr(0, name.find_last_not_of(' ') + 1);
+  return tool_withoutPadding(persistentName.View());
+}
+
+std::string_view tool_withoutPadding(std::string_view persistentName) noexcept {
+  return persistentName.substr(0, persistentName.find_last_not_of(' ') + 1);
 }

@@ -121,8 +121,8 @@ void tool_offerPath(CLI::App& app, tool_Command& command) {
   userData->excludes(model)->excludes(results);
   verb->add_option("--edition", request->edition,
                    "The Python path of one edition: studio, lens or none (without it, of each)")
-      ->check(CLI::IsMember({"studio", "lens", "none"}))
-      ->type_name("");
+      ->check(CLI::IsMember({"studio", "lens", "none"}).description(""))
+      ->type_name("EDITION");
   verb->add_flag("--json", request->json, "Answer in JSON");
   verb->callback([request, &command] { command = [request] { printPaths(*request); }; });
 }

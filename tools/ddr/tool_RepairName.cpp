@@ -6,6 +6,7 @@
 #include "rfm_Database.h"
 #include "rfm_File.h"
 #include "rfm_ReadScope.h"
+#include "tool_Database.h"
 #include "tool_Output.h"
 #include "utl_Utf8.h"
 
@@ -49,11 +50,6 @@ Rows count(rfm_Table rows, cow_String const& newest) {
   return counted;
 }
 
-std::string_view shortName(cow_String const& name) {
-  std::string_view const text = name.View();
-  return text.substr(0, text.find_last_not_of(' ') + 1);
-}
-
 /// What the repair would do now.
 Names look(Request const& request, rom_UtlDatabase& database) {
   rfm_ReadScope const scope(database.Database());
@@ -61,7 +57,7 @@ Names look(Request const& request, rom_UtlDatabase& database) {
   rfm_Table records = database.GetTable(ddr_Ddb::TypeId());
   int const last = std::max(records.Length() - 1, 0);
   names.newest = records.ReadRow(last).ReadFieldString("name");
-  if (shortName(names.newest).empty()) {
+  if (tool_withoutPadding(names.newest.View()).empty()) {
     nex_Exception::Throw(nex_TextException(fmt::format(
                              "Database file '{}', class 'ddr_Ddb', row {}: it has no name to give to "
                              "others; nothing was changed. Save the database again from the "
@@ -81,14 +77,14 @@ nlohmann::ordered_json json(Rows const& rows) {
 void print(Request const& request, Names const& names) {
   if (request.json) {
     tool_printJson(nlohmann::ordered_json{{"file", request.file},
-                                          {"name", shortName(names.newest)},
+                                          {"name", tool_withoutPadding(names.newest.View())},
                                           {"changed", names.Wrong()},
                                           {"records", json(names.records)},
                                           {"shortcuts", json(names.shortcuts)},
                                           {"notice", notice}});
     return;
   }
-  std::string const name = utl_Printable(shortName(names.newest));
+  std::string const name = utl_Printable(tool_withoutPadding(names.newest.View()));
   if (names.Wrong() == 0) {
     tool_print(fmt::format("Every name is '{}' already; nothing was changed.\n", name));
     return;

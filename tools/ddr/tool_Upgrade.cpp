@@ -209,7 +209,7 @@ void upgrade(Request const& request) {
   dbc_ConversionReport const report = request.dryRun ? plan(request) : make(request);
   if (request.json) {
     printJson(request, report);
-  } else if (!request.quiet || request.dryRun) {
+  } else if (!request.quiet) {
     printText(request, report);
   }
 }

@@ -69,6 +69,17 @@ TEST_F(CommandLineTest, AnUnknownOptionIsNamed) {
             "ddr: '-q' was not expected; see 'ddr model add --help'\n");
 }
 
+TEST_F(CommandLineTest, AnOptionWithoutItsValueIsNamed) {
+  EXPECT_EQ(misused({"create", "a.ddr", "--description"}),
+            "ddr: --description needs a value; see 'ddr create --help'\n");
+  EXPECT_EQ(misused({"path", "a.ddr", "--edition"}), "ddr: --edition needs a value; see 'ddr path --help'\n");
+}
+
+TEST_F(CommandLineTest, AnOptionThatIsGivenTwiceIsNamed) {
+  EXPECT_EQ(misused({"path", "a.ddr", "--model", "A", "--model", "B"}),
+            "ddr: --model was given more than once; see 'ddr path --help'\n");
+}
+
 TEST_F(CommandLineTest, AWordTooMuchIsNamed) {
   EXPECT_EQ(misused({"ls", "a.ddr", "b.ddr"}), "ddr: 'b.ddr' was not expected; see 'ddr ls --help'\n");
 }

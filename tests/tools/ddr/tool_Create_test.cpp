@@ -2,6 +2,7 @@
 #include "tool_Test.h"
 
 #include <gmock/gmock.h>
+#include <thread>
 #include <unistd.h>
 
 using testing::ElementsAre;
@@ -42,6 +43,19 @@ TEST_F(CreateTest, AnExistingFileIsNotReplaced) {
             "ddr: Database file 'a.ddr': it exists already. Choose another name, "
             "or add --force to replace a database that stands there.");
   EXPECT_EQ(everything(), before);
+}
+
+TEST_F(CreateTest, OfTwoCreationsAtOneTimeOneIsRefused) {
+  for (int round = 0; round < 20; ++round) {
+    std::string const file = "r" + std::to_string(round) + ".ddr";
+    program_result first;
+    std::thread other([&] { first = run({"create", file, "--description", "first"}); });
+    program_result const second = run({"create", file, "--description", "second"});
+    other.join();
+    ASSERT_EQ(first.status + second.status, 1)
+        << testing::PrintToString(first) << testing::PrintToString(second);
+    EXPECT_EQ(json({"info", file})["description"], first.status == 0 ? "first" : "second");
+  }
 }
 
 TEST_F(CreateTest, ForceReplacesADatabase) {

@@ -58,6 +58,19 @@ TEST_F(PathTest, WithoutAnEditionThePathOfEachIsGiven) {
                             {"none", "openOdb(r'a.ddr').result"}}));
 }
 
+TEST_F(PathTest, JsonIsFilePathAndPythonPaths) {
+  EXPECT_EQ(json({"path", "a.ddr", "--results", "--edition", "lens"}),
+            nlohmann::json({{"file", "a.ddr"},
+                            {"path", fmt::format("ddbCont['{}'].result", name)},
+                            {"pythonPaths", {{"lens", "session.openOdb(r'a.ddr').result"}}}}));
+}
+
+TEST_F(PathTest, TheHelpNamesTheEditions) {
+  EXPECT_THAT(
+      done({"path", "--help"}),
+      HasSubstr("  --edition EDITION           The Python path of one edition: studio, lens or none"));
+}
+
 TEST_F(PathTest, WordsShowBothForms) {
   EXPECT_EQ(done({"path", "a.ddr", "--results"}),
             fmt::format("Path                    ddbCont['{}'].result\n"

@@ -129,6 +129,26 @@ TEST_F(UpgradeTest, QuietSaysNothing) {
   EXPECT_EQ(json({"info", "new.ddr"})["olderLayout"], false);
 }
 
+TEST_F(UpgradeTest, AQuietDryRunTellsByItsStatusAlone) {
+  make("old.ddr", "database_818");
+  EXPECT_EQ(done({"upgrade", "old.ddr", "--dry-run", "--quiet"}), "");
+  EXPECT_EQ(done({"upgrade", "old.ddr", "--dry-run", "--quiet", "--json"}),
+            done({"upgrade", "old.ddr", "--dry-run", "--json"}));
+  runSql(folder.path("old.ddr"),
+         "UPDATE ddr_class SET \"Class Version\" = 7 WHERE \"Class Name\" = 'ddr_Ddb'");
+  EXPECT_THAT(refused({"upgrade", "old.ddr", "--dry-run", "--quiet"}), HasSubstr("it has the version 7"));
+}
+
+TEST_F(UpgradeTest, AChangeThatAnOlderLayoutCannotTakeNamesTheWayOut) {
+  make("old.ddr", "model_203");
+  auto const before = everything();
+  EXPECT_EQ(
+      refused({"model", "add", "old.ddr", "New"}),
+      "ddr: Database file 'old.ddr': it is of an older layout (ddr_Model 203) and cannot be changed as it "
+      "is; nothing was changed; 'ddr upgrade' makes a current copy.");
+  EXPECT_EQ(everything(), before);
+}
+
 TEST_F(UpgradeTest, ProgressGoesToStandardErrorInPlainLines) {
   make("old.ddr", "database_204");
   std::string const said = run({"upgrade", "old.ddr", "new.ddr"}).err;
