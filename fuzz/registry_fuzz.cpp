@@ -51,9 +51,10 @@ struct File {
   std::optional<Plain> stored; // the last save
   std::optional<Plain> memory; // while it is open
   cow_String name;
-  std::unique_ptr<rom_Transporter> reader; // a user of its own; none when the file was closed or replaced
+  std::unique_ptr<rom_Transporter> reader; // a user of its own; made when wanted
   int saves = 0;
-  bool wasSaved = false; // in this script
+  bool wasSaved = false;  // in this script
+  bool wasClosed = false; // too
   bool readOnly = false;
 };
 
@@ -82,9 +83,9 @@ public:
         Begin(file, operation);
       }
     }
-    for (File const& file : files) {
+    for (File& file : files) {
       RequireSame(file);
-      if (file.wasSaved || file.reader == nullptr) {
+      if (file.wasSaved && file.stored) {
         RequireStored(file);
       }
     }
@@ -113,8 +114,6 @@ private:
 
   void OpenAnew(File& file) {
     file.name = open(file.fileName);
-    file.reader = std::make_unique<rom_Transporter>(
-        classes.get(), rfm_File::Open(pathOf(file.fileName), utl_FileAccess::Read, true), "D0", -1);
     file.stored = file.memory = file.first;
     file.saves = 0;
     file.readOnly = false;
@@ -125,7 +124,7 @@ private:
     constexpr int mostSaves = 64;
     ddr_DdbContainer restored = before;
     for (File& file : files) {
-      if (file.reader != nullptr && file.saves <= mostSaves) {
+      if (!file.wasClosed && file.saves <= mostSaves) {
         continue;
       }
       if (file.memory) {
@@ -133,6 +132,7 @@ private:
       }
       fuzz_require(!root().IsMember(pathOf(file.fileName)), "a closed database leaves the registry");
       fuzz_require(folder.names().size() == fileCount, "nothing is left beside the files");
+      file.reader.reset(); // it could not tell a save after this from the one that it has seen
       writeFile(folder.path(file.fileName), file.firstBytes);
       OpenAnew(file);
       restored.Insert(file.name, record(file.name));
@@ -145,12 +145,13 @@ private:
         ++file.saves;
       }
       file.stored = file.memory = file.first;
-      file.wasSaved = false;
+      file.wasSaved = file.wasClosed = false;
     }
   }
 
   void Begin(File& file, unsigned operation) {
     if (operation < 2) {
+      file.reader.reset(); // which would go on with the file that is replaced
       root().CreateDdb(pathOf(file.fileName), "new");
       file.name = root().GetPersistentName(pathOf(file.fileName));
       file.stored.reset();
@@ -226,6 +227,9 @@ private:
     }
     case 11:
       record(file.name).models.Release();
+      if (before.IsMember(file.name)) {
+        contentsOf(before.ConstGet(file.name)); // which shares the entries and must outlast a save
+      }
       break;
     case 12:
       Resolve(file, key);
@@ -238,7 +242,7 @@ private:
       if (script.Byte() < 16) { // seldom: opening takes longer than all the rest
         close(file.name);
         file.memory.reset();
-        file.reader.reset();
+        file.wasClosed = true;
       }
       break;
     }
@@ -274,11 +278,12 @@ private:
     }
   }
 
-  void RequireStored(File const& file) const {
-    if (file.stored) {
-      RequireEqual("in the file", file.reader == nullptr ? stored(file.fileName) : ReadBy(*file.reader),
-                   file.stored->text());
+  void RequireStored(File& file) {
+    if (file.reader == nullptr) {
+      file.reader = std::make_unique<rom_Transporter>(
+          classes.get(), rfm_File::Open(pathOf(file.fileName), utl_FileAccess::Read, true), "D0", -1);
     }
+    RequireEqual("in the file", ReadBy(*file.reader), file.stored->text());
   }
 
   static std::string ReadBy(rom_Transporter& reader) {

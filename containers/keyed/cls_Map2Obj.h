@@ -21,11 +21,12 @@
 /// with the state that the file holds, and compares only the nodes that are no longer shared.
 ///
 /// Copies share everything until one of them writes; reading through one copy loads for all copies that still
-/// share the entry. A record that a copy has not in memory is what the file holds when it is asked for, so a
-/// copy that must outlast a later save of another copy reads its records first. References that Get and
-/// ConstGet hand out live until the collection they come from next changes, is released or is destroyed; one
-/// from Get may be written through until the next save. Iterators do not outlive a change of the keys. One
-/// thread at a time. Key look-ups cost O(log N).
+/// share the entry, and releasing it releases it for all of them. A record that a copy has not in memory is
+/// what the file holds when it is asked for, so a copy that must outlast a later save of another copy reads
+/// its records first, and again when another copy has released any. References that Get and ConstGet hand out
+/// live until the collection they come from next changes, is released or is destroyed; one from Get may be
+/// written through until the next save. Iterators do not outlive a change of the keys. One thread at a time.
+/// Key look-ups cost O(log N).
 ///
 /// Use mdl_MapString2Obj for few records that are always loaded.
 /// @tparam K the key, cow_String
@@ -53,8 +54,8 @@ public:
   T const* ConstFind(K const& key) const;
   /// The tree of the entries; a handle in it is empty while its record is not loaded.
   Tree const& ConstTree() const noexcept { return entries; }
-  /// Drops the record of a key from memory, unless it was changed or the collection lives in memory only. It
-  /// is loaded again when next asked for. Nothing for an unknown key.
+  /// Drops the record of a key from memory, for all copies that share the entry, unless it was changed or the
+  /// collection lives in memory only. It is loaded again when next asked for. Nothing for an unknown key.
   void Release(K const& key) const;
   /// Drops every unchanged record from memory.
   void Release() const;
