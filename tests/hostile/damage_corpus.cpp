@@ -3,6 +3,7 @@
 
 #include "child_process.h"
 #include "file_probe.h"
+#include "long_run.h"
 #include "quick_sqlite.h"
 #include "stored_file.h"
 #include "temporary_folder.h"
@@ -328,6 +329,10 @@ corpus_result run_corpus(damage_family const& family, std::string const& sound, 
 bool whole_corpus() {
   char const* const wish = std::getenv("DDR_HOSTILE");
   return wish != nullptr && std::strcmp(wish, "all") == 0;
+}
+
+std::uint64_t corpus_limit(std::uint64_t ordinary) {
+  return whole_corpus() ? 0 : ordinary * static_cast<std::uint64_t>(setting("DDR_HOSTILE", 1));
 }
 
 unsigned corpus_seed() {

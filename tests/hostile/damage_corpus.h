@@ -54,6 +54,11 @@ corpus_result run_corpus(damage_family const& family, std::string const& sound, 
 
 /// Whether the environment asks for all of every family: DDR_HOSTILE=all.
 bool whole_corpus();
+/// How many of a family are drawn of which the ordinary tests draw so many: with DDR_HOSTILE=n, n times as
+/// many.
+/// @returns 0 where it is all of them
+/// @throws std::runtime_error when DDR_HOSTILE is neither "all" nor a number
+std::uint64_t corpus_limit(std::uint64_t ordinary);
 /// The seed of this run: DDR_HOSTILE_SEED, or a new one.
 unsigned corpus_seed();
 /// The length of a huge text [byte]: a hundred megabytes when all is asked for, ten otherwise.

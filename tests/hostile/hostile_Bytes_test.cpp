@@ -1,5 +1,6 @@
 // Files with every byte, page and length wrong: the answer is a message that names the file, or what the file
-// holds. DDR_HOSTILE=all looks at all of them; DDR_HOSTILE_SEED repeats a drawing.
+// holds. DDR_HOSTILE=all looks at all of them, DDR_HOSTILE=n at n times as many; DDR_HOSTILE_SEED repeats a
+// drawing.
 #include "counts.h"
 #include "damage_corpus.h"
 #include "file_probe.h"
@@ -27,8 +28,7 @@ protected:
   /// Damages copies, and expects that every answer is one of those that may be.
   corpus_result expectNoFaults(damage_family const& family, std::string const& sound, std::uint64_t drawn,
                                corpus_work work = corpus_work::Look) {
-    corpus_result const result =
-        run_corpus(family, sound, folder.path(), {whole_corpus() ? 0 : drawn, seed, work});
+    corpus_result const result = run_corpus(family, sound, folder.path(), {corpus_limit(drawn), seed, work});
     std::cout << result.text() << "\n";
     addToCount("damaged files", "looked at", static_cast<long long>(result.looked));
     addToCount("damaged files", "identical", static_cast<long long>(result.identical));
