@@ -64,7 +64,9 @@ public:
   bool BelongsTo(void const* store) const { return (loader ? loader->Store() : nullptr) == store; }
   /// Whether the collection works with a stored one.
   bool IsBound() const noexcept { return static_cast<bool>(loader); }
-  bool IsChanged() const noexcept { return changed != 0; }
+  /// Whether a save has something to write: a change since the last one, also one that failed at its end, or
+  /// another copy's state in the file.
+  bool IsChanged() const noexcept { return changed != 0 || !IsAsStored(); }
 
   /// Puts a copy of the record under the key, replacing what is there. Always true.
   bool Insert(K const& key, T const& record);
@@ -104,6 +106,13 @@ private:
   bool DoInsert(K const& key, V const& record) const;
   static void Put(Tree& into, K const& key, V const& record);
   Stored* StoredState() const { return loader ? dynamic_cast<Stored*>(loader->StoredState()) : nullptr; }
+  /// Whether the stored collection, where there is one, was last seen to hold these very nodes. Another copy
+  /// of this collection may have been saved in between, or the last save may have failed at its end: then
+  /// what the file holds is no longer what this collection was when it was last unchanged.
+  bool IsAsStored() const noexcept {
+    Stored const* const stored = StoredState();
+    return stored == nullptr || stored->held.RootNode() == entries.RootNode();
+  }
   Tree OwnNodes() const;
   void Take(Tree const& all) const noexcept;
   V Load(K const& key) const;
@@ -463,11 +472,7 @@ void cls_Map2Obj<K, T, V>::Flush() {
   if (!loader || loader->IsReadOnly()) {
     return;
   }
-  Stored* stored = StoredState();
-  // Another copy of this collection may have been saved in between, or the last save may have failed at its
-  // end: then what the file holds is no longer what this collection was when it was last unchanged.
-  bool const asStored = stored == nullptr || stored->held.RootNode() == entries.RootNode();
-  if (changed == 0 && asStored) {
+  if (!IsChanged()) {
     return;
   }
   std::int32_t const before = std::exchange(changed, 0);

@@ -73,8 +73,10 @@ TEST_F(rom_FailedSave, LeavesTheFileAsItWasAndCanBeRepeatedWhateverFails) {
           // The writer itself clears up after a failure that met the clearing up.
           record(name).GetTransporter()->GetTableSize(ddr_Ddb::TypeId());
           ASSERT_EQ(stored(file), before);
+          ASSERT_TRUE(record(name).models.IsChanged());
           save(name);
           ASSERT_EQ(stored(file), after);
+          ASSERT_FALSE(record(name).models.IsChanged());
         }
         close(name);
         ASSERT_EQ(contents(open(file)), after);
