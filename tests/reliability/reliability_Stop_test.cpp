@@ -5,6 +5,8 @@
 #include "counts.h"
 
 #include <algorithm>
+#include <csignal>
+#include <cstdlib>
 #include <unordered_set>
 
 namespace {
@@ -41,8 +43,9 @@ protected:
       work();
       return std::string("done");
     });
-    EXPECT_TRUE(answer == "killed" || answer == "done") << answer << " " << fault.number;
-    return answer == "killed";
+    bool const wasStopped = answer == numbered("exit status ", device_stopped);
+    EXPECT_TRUE(wasStopped || answer == "done") << answer << " " << fault.number;
+    return wasStopped;
   }
 
   /// Stops the work.
@@ -136,6 +139,10 @@ TEST_P(Reliability_Stop, LeavesAStateBeforeOrAfter) {
   EXPECT_GT(stopped, 3);
   addToCount("stops", "of the work", stopped);
   addToCount("stops", "of recoveries", recoveriesStopped);
+}
+
+TEST(Reliability_Crash, IsNoStop) {
+  EXPECT_EQ(in_child([]() -> std::string { std::abort(); }), numbered("signal ", SIGABRT));
 }
 
 INSTANTIATE_TEST_SUITE_P(Workflows, Reliability_Stop, testing::ValuesIn(workflows()),

@@ -97,10 +97,10 @@ std::string child_process::result() {
   int status = 0;
   waitpid(process, &status, 0);
   process = -1;
-  if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
-    return "killed";
+  if (WIFSIGNALED(status)) {
+    return WTERMSIG(status) == SIGKILL ? "killed" : "signal " + std::to_string(WTERMSIG(status));
   }
-  return answer;
+  return WEXITSTATUS(status) == 0 ? answer : "exit status " + std::to_string(WEXITSTATUS(status));
 }
 
 std::string in_child(std::function<std::string()> const& work) {

@@ -28,7 +28,8 @@ public:
   void wait_until_ready();
   void go();
   /// Waits for the end.
-  /// @returns what the work returned; "killed" when it did not end by itself
+  /// @returns what the work returned; "killed" when a SIGKILL ended it, and when it ended in any other way
+  /// "exit status 77" or "signal 11"
   std::string result();
   /// @}
 

@@ -252,7 +252,7 @@ TEST_F(CreateTest, LeftoversOfDeadProcessesAreRemoved) {
     rfm_Database const database = begin();
     _exit(1);
   });
-  ASSERT_EQ(answer, "killed");
+  ASSERT_EQ(answer, "exit status 1");
   ASSERT_EQ(folder.names().size(), 1U);
   writeFile(folder.path("a.odb.new-1-0"), "of a process that lives");
   writeFile(folder.path("a.odb.new-x"), "of nobody");
