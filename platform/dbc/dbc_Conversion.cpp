@@ -37,7 +37,7 @@ public:
           dbc_ConversionReport& filled, dbc_ProgressCallback const& asked)
       : source(oldFile), schedule(knownSchedule), tasks(toDo), report(filled), progress(asked) {}
 
-  void Into(cow_String const& name);
+  void Into(cow_String const& name, utl_FileAccess access);
 
 private:
   /// The converter in progress, while one lives.
@@ -93,9 +93,9 @@ dbc_ClassReport& dbc_Run::ReportOf(unsigned typeId) {
                        [&](dbc_ClassReport const& reported) { return reported.typeId == typeId; });
 }
 
-void dbc_Run::Into(cow_String const& name) {
+void dbc_Run::Into(cow_String const& name, utl_FileAccess access) {
   InProgress const held(schedule.Converter());
-  rfm_File const file = rfm_File::Open(name, utl_FileAccess::Create, true);
+  rfm_File const file = rfm_File::Open(name, access, true);
   rfm_Database made = rfm_Database::Create(file, databaseName, source.Description(), source.CreationTime());
   {
     rfm_Rebuild rebuild(source, made);
@@ -222,6 +222,15 @@ dbc_ConversionReport dbc_Conversion::Plan(cow_String const& input) {
 
 dbc_ConversionReport dbc_Conversion::Run(cow_String const& input, cow_String const& output,
                                          dbc_ProgressCallback const& progress) {
+  return Run(input, output, utl_FileAccess::Create, progress);
+}
+
+dbc_ConversionReport dbc_Conversion::Run(cow_String const& input, cow_String const& output,
+                                         utl_FileAccess access, dbc_ProgressCallback const& progress) {
+  if (access != utl_FileAccess::Create && access != utl_FileAccess::CreateNew) {
+    nex_Exception::Throw(nex_AssertException("access == Create || access == CreateNew"),
+                         "platform/dbc/dbc_Conversion", __LINE__);
+  }
   rfm_Database source = openInput(input);
   rfm_Rebuild::WantOtherFile(source.File(), output);
   rfm_ReadScope const scope(source);
@@ -230,7 +239,7 @@ dbc_ConversionReport dbc_Conversion::Run(cow_String const& input, cow_String con
   std::vector<dbc_Task> const tasks = schedule.TasksFor(source);
   dbc_ConversionReport report = schedule.Plan(source, tasks);
   if (!report.alreadyCurrent) {
-    dbc_Run(source, schedule, tasks, report, progress).Into(output);
+    dbc_Run(source, schedule, tasks, report, progress).Into(output, access);
   }
   return report;
 }

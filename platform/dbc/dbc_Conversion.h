@@ -4,6 +4,7 @@
 #include "cow_String.h"
 #include "nex_Exception.h"
 #include "os_Export.h"
+#include "utl_FileAccess.h"
 
 #include <cstdint>
 #include <functional>
@@ -124,5 +125,10 @@ public:
   /// that is the input, is in use or is not a database of ours, a full device
   /// @throws nex_Exception or whatever else a conversion function or `progress` throws
   static dbc_ConversionReport Run(cow_String const& input, cow_String const& output,
+                                  dbc_ProgressCallback const& progress = {});
+  /// The same with a choice.
+  /// @param access utl_FileAccess::Create, or utl_FileAccess::CreateNew, which replaces nothing, however late
+  /// it appears under the output name
+  static dbc_ConversionReport Run(cow_String const& input, cow_String const& output, utl_FileAccess access,
                                   dbc_ProgressCallback const& progress = {});
 };

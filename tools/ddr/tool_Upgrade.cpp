@@ -46,7 +46,9 @@ dbc_ConversionReport convert(Request const& request) {
   if (!request.quiet && !request.json) {
     shown.emplace();
   }
-  return dbc_Conversion::Run(cow_String(request.oldFile), cow_String(request.newFile),
+  // Without --force nothing that appears in the course of the work is replaced either.
+  utl_FileAccess const access = request.force ? utl_FileAccess::Create : utl_FileAccess::CreateNew;
+  return dbc_Conversion::Run(cow_String(request.oldFile), cow_String(request.newFile), access,
                              [&](dbc_Progress const& progress) {
                                if (shown) {
                                  shown->Show(titleOf(progress), progress.done, progress.total);

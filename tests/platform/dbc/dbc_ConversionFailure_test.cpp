@@ -192,6 +192,28 @@ TEST_F(dbc_ConversionFailure, AnOutputThatOthersWriteToIsNotReplaced) {
   expectUntouched();
 }
 
+// Whoever asked for a new file has not seen the one that appears, and has not agreed to its end.
+TEST_F(dbc_ConversionFailure, ANewOutputDoesNotReplaceADatabaseThatAppearsMeanwhile) {
+  std::string said = "nothing";
+  try {
+    dbc_Conversion::Run(cow_String(oldPath), cow_String(newPath), utl_FileAccess::CreateNew,
+                        [this](dbc_Progress const& now) {
+                          if (occupied.empty() && now.phase == dbc_Progress::Phase::Finishing) {
+                            occupy();
+                            remember();
+                          }
+                          return true;
+                        });
+  } catch (rfm_Exception const& failure) {
+    said = failure.what();
+  }
+  EXPECT_EQ(said,
+            "Database file '" + newPath +
+                "': a database stands there already. It is not replaced; choose another name, or remove it.");
+  ASSERT_FALSE(occupied.empty());
+  expectUntouched();
+}
+
 TEST_F(dbc_ConversionFailure, NobodySavesToTheInputMeanwhile) {
   std::string saved;
   thing_Steps::current().first = [&](dbc_Row const& row, dbc_Row&) {

@@ -6,6 +6,7 @@
 #include <csignal>
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <optional>
 #include <pty.h>
 #include <sys/inotify.h>
 #include <sys/wait.h>
@@ -261,6 +262,45 @@ std::string readToEnd(int descriptor) {
   return text;
 }
 
+/// An upgrade of old.ddr to new.ddr that waits at its first word of progress, with the new file begun: its
+/// standard error is a pipe that takes no more.
+class WaitingUpgrade {
+public:
+  WaitingUpgrade(std::string const& folder, Words const& words) : ends(fullPipe()) {
+    int const watch = inotify_init1(IN_CLOEXEC);
+    EXPECT_GE(inotify_add_watch(watch, folder.c_str(), IN_CREATE), 0);
+    tool.emplace(folder, words, ends[1]);
+    std::array<char, 1024> created{};
+    EXPECT_GT(read(watch, created.data(), created.size()), 0); // until the new file is begun
+    close(watch);
+  }
+
+  void Signal(int number) const { tool->Signal(number); }
+  /// Lets it go on to its end. @returns the exit status
+  int Finish() {
+    said = readToEnd(ends[0]);
+    return tool->Status();
+  }
+  /// The last line that it said.
+  std::string LastLine() const {
+    std::size_t const end = said.rfind('\n');
+    return said.substr(said.rfind('\n', end - 1) + 1, end - said.rfind('\n', end - 1) - 1);
+  }
+
+private:
+  static std::array<int, 2> fullPipe() {
+    std::array<int, 2> made{};
+    EXPECT_EQ(pipe2(made.data(), O_CLOEXEC), 0);
+    auto const room = static_cast<std::size_t>(fcntl(made[1], F_GETPIPE_SZ));
+    EXPECT_EQ(write(made[1], std::string(room, '\n').data(), room), static_cast<ssize_t>(room));
+    return made;
+  }
+
+  std::array<int, 2> ends;
+  std::optional<RunningTool> tool;
+  std::string said;
+};
+
 TEST_F(UpgradeTest, OnATerminalProgressIsABarThatGoesAway) {
   make("old.ddr", "database_203");
   int terminal = -1;
@@ -289,27 +329,30 @@ TEST_F(UpgradeTest, AnInterruptionLeavesNothing) {
   make("old.ddr", "database_203");
   std::string const before = bytes("old.ddr");
   for (int const number : {SIGINT, SIGTERM, SIGHUP}) {
-    // The tool stops at its first word of progress, for its standard error is a pipe that takes no more.
-    std::array<int, 2> ends{};
-    ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
-    int const room = fcntl(ends[1], F_GETPIPE_SZ);
-    ASSERT_EQ(write(ends[1], std::string(static_cast<std::size_t>(room), '.').data(),
-                    static_cast<std::size_t>(room)),
-              room);
-    int const watch = inotify_init1(IN_CLOEXEC);
-    ASSERT_GE(inotify_add_watch(watch, folder.path().c_str(), IN_CREATE), 0);
-    RunningTool tool(folder.path(), {"upgrade", "old.ddr", "new.ddr"}, ends[1]);
-    std::array<char, 1024> created{};
-    ASSERT_GT(read(watch, created.data(), created.size()), 0); // until the new file is begun
-    close(watch);
+    WaitingUpgrade tool(folder.path(), {"upgrade", "old.ddr", "new.ddr"});
     tool.Signal(number);
-    std::string const said = readToEnd(ends[0]);
-    EXPECT_EQ(tool.Status(), 1);
-    EXPECT_TRUE(said.ends_with("ddr: The conversion was cancelled; nothing was changed.\n"))
-        << said.substr(said.size() - 200);
+    EXPECT_EQ(tool.Finish(), 1);
+    EXPECT_EQ(tool.LastLine(), "ddr: The conversion was cancelled; nothing was changed.");
     EXPECT_THAT(folder.names(), ElementsAre("old.ddr"));
     EXPECT_EQ(bytes("old.ddr"), before);
   }
+}
+
+TEST_F(UpgradeTest, ADatabaseThatAppearsMeanwhileIsReplacedWithForceOnly) {
+  make("old.ddr", "database_203");
+  WaitingUpgrade tool(folder.path(), {"upgrade", "old.ddr", "new.ddr"});
+  done({"create", "new.ddr", "--description", "of somebody else"});
+  std::string const before = bytes("new.ddr");
+  EXPECT_EQ(tool.Finish(), 1);
+  EXPECT_EQ(tool.LastLine(), "ddr: Database file 'new.ddr': a database stands there already. It is not "
+                             "replaced; choose another name, or remove it.");
+  EXPECT_EQ(bytes("new.ddr"), before);
+  EXPECT_THAT(folder.names(), ElementsAre("new.ddr", "old.ddr"));
+  unlink(folder.path("new.ddr").c_str());
+  WaitingUpgrade forced(folder.path(), {"upgrade", "old.ddr", "new.ddr", "--force"});
+  done({"create", "new.ddr"});
+  EXPECT_EQ(forced.Finish(), 0);
+  EXPECT_THAT(done({"ls", "new.ddr"}), HasSubstr("Models (3)"));
 }
 
 // ---- what info says of old databases ----
