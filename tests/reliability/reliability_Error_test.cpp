@@ -131,7 +131,7 @@ protected:
   long long told = 0;
 };
 
-// A long run meets every trouble at every call, the ordinary one every call with one of its troubles in turn.
+// A whole run meets every trouble at every call, another one every call with one of its troubles in turn.
 TEST_P(Reliability_Error, IsToldAndChangesNothingOrEverything) {
   states();
   for (int kind = 0; kind < device_callKinds; ++kind) {
@@ -147,12 +147,12 @@ TEST_P(Reliability_Error, IsToldAndChangesNothingOrEverything) {
     // Behind the last call nothing goes wrong any more.
     for (int number = 1; number <= callsOf(call) + 1; ++number) {
       bool const isThere = number <= callsOf(call);
-      if (isThere && !share.takes(number, GetParam().stride)) {
+      if (isThere && !takes(number, GetParam().stride)) {
         continue;
       }
       std::size_t const inTurn = (static_cast<std::size_t>(number) + share.seed()) % faults.size();
       for (std::size_t index = 0; index < faults.size(); ++index) {
-        if (share.isLong() || index == inTurn) {
+        if (isWhole() || index == inTurn) {
           faults[index].number = number;
           EXPECT_EQ(tryOut(faults[index]), isThere);
           ASSERT_FALSE(HasFailure());

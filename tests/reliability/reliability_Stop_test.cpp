@@ -114,7 +114,7 @@ protected:
   long long recoveriesStopped = 0;
 };
 
-// A long run ends the work at every call in each way, the ordinary one in one of the ways in turn.
+// A whole run ends the work at every call in each way, another one in one of the ways in turn.
 TEST_P(Reliability_Stop, LeavesAStateBeforeOrAfter) {
   states();
   for (int kind = 0; kind < device_callKinds; ++kind) {
@@ -124,12 +124,12 @@ TEST_P(Reliability_Stop, LeavesAStateBeforeOrAfter) {
     // Behind the last call the work is not stopped any more.
     for (int number = 1; number <= callsOf(call) + 1; ++number) {
       bool const isThere = number <= callsOf(call);
-      if (isThere && !share.takes(number, stride)) {
+      if (isThere && !takes(number, stride)) {
         continue;
       }
       std::size_t const inTurn = (static_cast<std::size_t>(number) + share.seed()) % ends.size();
       for (std::size_t index = 0; index < ends.size(); ++index) {
-        if (share.isLong() || index == inTurn) {
+        if (isWhole() || index == inTurn) {
           EXPECT_EQ(tryOut({call, number, ends[index], 0, false}), isThere);
           ASSERT_FALSE(HasFailure());
         }

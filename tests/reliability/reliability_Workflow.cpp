@@ -12,6 +12,7 @@
 #include "os_Runtime.h"
 #include "rfm_Database.h"
 #include "rfm_Transaction.h"
+#include "sanitized.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -373,6 +374,10 @@ reliability_test::reliability_test() : device(folder.path()) {
     }
     return now;
   };
+}
+
+bool reliability_test::isWhole() const {
+  return share.isLong() || (!isSanitized && workflow().layout.empty());
 }
 
 reliability_test::~reliability_test() {

@@ -48,9 +48,10 @@ inline std::ostream& operator<<(std::ostream& stream, Workflow const& workflow) 
   return stream << workflow.name;
 }
 
-/// How much of a long test is run. By themselves the tests do a share that is bounded; the environment asks
-/// for everything: DDR_TORTURE_MINUTES [minutes; of random choices, shared by all tests that make some],
-/// DDR_TORTURE_IMAGES [images of power cuts, likewise] and DDR_TORTURE_SEED.
+/// How much of a long test is run. By themselves the tests do a share that is bounded: everything where it is
+/// quick, one in so many of the rest. The environment asks for everything: DDR_TORTURE_MINUTES [minutes; of
+/// random choices, shared by all tests that make some], DDR_TORTURE_IMAGES [images of power cuts, likewise]
+/// and DDR_TORTURE_SEED.
 class torture_share {
 public:
   torture_share();
@@ -107,6 +108,12 @@ protected:
   std::vector<std::string> const& states();
   /// How many calls of a kind the work makes when nothing goes wrong.
   int callsOf(device_call call) const { return knownCalls.at(static_cast<std::size_t>(call)); }
+  /// Whether this run meets every call in every way: a long one does, and so does an ordinary one of a build
+  /// that is not slowed down, with the work on the small file of this release.
+  bool isWhole() const;
+  /// Whether this run takes the n-th of many, of which an ordinary one takes one in so many where it is not
+  /// whole.
+  bool takes(long long number, int stride) const { return isWhole() || share.takes(number, stride); }
   /// The states of the registry from before the work to behind it.
   std::vector<std::string> const& registryStates() const { return knownRegistries; }
   /// What prepare left in the folder.
