@@ -116,7 +116,7 @@ dbc_Row& dbc_EntryTable::AppendRow() {
     refuseToAppend(__LINE__);
   }
   int const index = Length();
-  dbc_Row& added = *open.emplace_back(new dbc_Row(index));
+  dbc_Row& added = *open.emplace_back(std::unique_ptr<dbc_Row>(new dbc_Row(index)));
   added.isNew = true;
   ++length;
   return added;

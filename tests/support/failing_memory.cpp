@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <new>
 #include <sqlite3.h>
+#include <utility>
 
 namespace {
 
@@ -175,6 +176,14 @@ void failing_memory::start(std::uint64_t number, Lasting lasting) noexcept {
 
 void failing_memory::stop() noexcept {
   counting = false;
+}
+
+bool failing_memory::pause() noexcept {
+  return std::exchange(counting, false);
+}
+
+void failing_memory::resume(bool wasCounting) noexcept {
+  counting = wasCounting;
 }
 
 std::uint64_t failing_memory::allocations() noexcept {

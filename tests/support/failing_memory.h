@@ -23,6 +23,10 @@ public:
   static void start(std::uint64_t number, Lasting lasting) noexcept;
   /// Lets everything pass uncounted; the counts stay.
   static void stop() noexcept;
+  /// Lets what follows pass uncounted, until resume.
+  /// @returns whether this thread was counting, for resume
+  static bool pause() noexcept;
+  static void resume(bool wasCounting) noexcept;
 
   /// Allocations since the start, failed ones included.
   static std::uint64_t allocations() noexcept;

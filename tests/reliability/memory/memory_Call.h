@@ -48,7 +48,8 @@ std::vector<memory_call> memory_calls(std::initializer_list<memory_row<Subject>>
 }
 
 /// Which allocations of a call are made to fail: every one where as many are affordable, otherwise some, at
-/// places that the seed chooses.
+/// places that the seed chooses. DDR_MEMORY=all in the environment asks for every one, however many there
+/// are.
 class memory_places {
 public:
   /// @param allocations that the call makes
@@ -60,6 +61,8 @@ public:
   std::uint64_t step() const noexcept { return stride; }
 
 private:
+  static bool meetsAll();
+
   std::uint64_t stride = 1;
   std::uint64_t start = 1;
 };

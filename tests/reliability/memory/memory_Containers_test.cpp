@@ -125,15 +125,18 @@ struct Arrays {
   cow_1DArrayList<std::string> list;
   std::optional<Array> made;
   std::unique_ptr<std::string[]> plain;
+  Array::Block block{2};
+  std::optional<Array::Block> madeBlock;
 
   Arrays() {
     array.Get(1) = text(1);
     sharer = array; // of its two blocks, one is not made yet
     list.Append(text(2));
+    block.items[1] = text(4);
   }
   std::string look() const {
     return show(array) + "|" + show(sharer) + "|" + show(list.Array()) + "|" + (made ? show(*made) : "") +
-           (plain ? plain[1] : "");
+           (plain ? plain[1] : "") + "|" + block.items[1] + (madeBlock ? "|" + madeBlock->items[1] : "");
   }
 };
 
@@ -156,6 +159,8 @@ std::vector<memory_call> const arrayCalls = memory_calls<Arrays>({
        on.array.SetFromArray(items, 2);
      }},
     {"cow_1DArray::GetCArray", [](Arrays& on) { on.plain = on.array.GetCArray(); }},
+    {"cow_1DArrayBlock of a length", [](Arrays& on) { on.madeBlock.emplace(3); }},
+    {"cow_1DArrayBlock copied", [](Arrays& on) { on.madeBlock.emplace(on.block); }},
     {"cow_1DArrayList::Append", [](Arrays& on) { on.list.Append(text(3)); }},
     {"cow_1DArrayList::Append of an item of its own",
      [](Arrays& on) { on.list.Append(on.list.ConstGet(0)); }},

@@ -18,6 +18,7 @@
 namespace {
 
 constexpr char const* longText = "a text that is too long to be held in the object itself";
+constexpr char const* longField = "instanceTable#ClassID";
 constexpr unsigned newType = 0x2f0077;
 
 std::string show(rfm_Row const& row, std::vector<cow_String> const& fields) {
@@ -27,7 +28,7 @@ std::string show(rfm_Row const& row, std::vector<cow_String> const& fields) {
       try {
         all.append(row.ReadFieldString(field).View()).append(",");
       } catch (rfm_Exception const&) {
-        all.append(std::to_string(row.ReadFieldInt64(field))).append(",");
+        all.append(std::to_string(row.ReadFieldDouble(field))).append(",");
       }
     }
   }
@@ -143,6 +144,16 @@ std::vector<memory_call> const fileCalls = memory_calls<OpenFile>({
        on.told = std::to_string(rom_ODBHeaderParser(on.database).GetUpToDateStatus(
            *on.world.root().GetClassRegistrar(), nullptr));
      }},
+    {"rom_ODBHeaderParser::ClassTable",
+     [](OpenFile& on) {
+       rom_ODBHeaderParser const parser(on.database);
+       rfm_Table list = parser.ClassList();
+       on.told = std::to_string(parser.ClassTable(list.ReadRow(1)).Length());
+     }},
+    {"rom_UtlDatabase::GetTable",
+     [](OpenFile& on) {
+       on.told = std::to_string(rom_UtlDatabase(on.database).GetTable(ddr_Model::TypeId()).Length());
+     }},
     {"rom_Transporter and rom_MementoRead",
      [](OpenFile& on) {
        rom_Transporter transporter(on.world.root().GetClassRegistrar(), on.file, "D0", -1);
@@ -177,6 +188,25 @@ std::vector<memory_call> const fileCalls = memory_calls<OpenFile>({
        } catch (rfm_Exception const& refusal) {
          on.told = refusal.what();
        }
+     }},
+    {"rfm_Row::WriteFieldInt", [](OpenFile& on) { on.table->Row().WriteFieldInt(longField, 7); }},
+    {"rfm_Row::WriteFieldInt64", [](OpenFile& on) { on.table->Row().WriteFieldInt64(longField, 1LL << 40); }},
+    {"rfm_Row::WriteFieldUnsigned", [](OpenFile& on) { on.table->Row().WriteFieldUnsigned(longField, 7); }},
+    {"rfm_Row::WriteFieldHandle", [](OpenFile& on) { on.table->Row().WriteFieldHandle(longField, 7); }},
+    {"rfm_Row::WriteFieldDouble", [](OpenFile& on) { on.table->Row().WriteFieldDouble(longField, 0.5); }},
+    {"rfm_Row::WriteFieldBool", [](OpenFile& on) { on.table->Row().WriteFieldBool(longField, true); }},
+    {"rfm_Row::WriteFieldNull", [](OpenFile& on) { on.table->Row().WriteFieldNull(longField); }},
+    {"rfm_Row::ReadField of numbers",
+     [](OpenFile& on) {
+       rfm_Table records = on.database.Table(ddr_Ddb::TypeId());
+       rfm_Row const& record = records.ReadRow(0);
+       std::string all = std::to_string(record.ReadFieldInt("models#OID"));
+       all += std::to_string(record.ReadFieldInt64("creationTime"));
+       all += std::to_string(record.ReadFieldUnsigned("diagnosticData#ClassID"));
+       all += std::to_string(record.ReadFieldDouble("creationTime"));
+       all += record.ReadFieldBool("onlyHasUserDefinedData") ? "yes" : "no";
+       rfm_Table list = on.database.ClassList();
+       on.told = all + std::to_string(list.ReadRow(0).ReadFieldHandle("Class Table"));
      }},
     {"rfm_Row::CopyFieldsFrom",
      [](OpenFile& on) {

@@ -4,21 +4,27 @@
 #include "atr_String.h"
 #include "cls_MetadataRegistrar.h"
 #include "dbc_DatabaseConverter.h"
+#include "dbc_DatabaseConverterHolder.h"
 #include "dbc_OldClassRegistrar.h"
 #include "ddr_Library.h"
 #include "ddr_ProductAddOnList.h"
 #include "ddr_Root.h"
+#include "dia_Library.h"
 #include "mem_BlockPool.h"
 #include "mem_Memory.h"
+#include "nex_Library.h"
 #include "omu_Exceptions.h"
 #include "rfm_Exception.h"
+#include "rgx_GapPattern.h"
 #include "rgx_ReIterator.h"
 #include "thr_ThreadSingleton.h"
 #include "typ_ArchCompTable.h"
 #include "typ_DebugFlags.h"
 #include "utl_Utf8.h"
 
+#include <array>
 #include <optional>
+#include <utility>
 
 namespace {
 
@@ -113,6 +119,13 @@ std::vector<memory_call> const searchCalls = memory_calls<Searches>({
     {"rgx_match of fixed texts",
      [](Searches& on) {
        on.told = rgx_match(R"(\[\'(.*?)\'\]\.(.*?)$)", "cont['name'].models").NthString(1).Text();
+     }},
+    {"rgx_GapPattern",
+     [](Searches& on) {
+       auto const pattern =
+           rgx_GapPattern::Read(R"(a fixed text, long enough(.*?)and the next of them(.*?)$)");
+       on.told =
+           pattern->Match("a fixed text, long enough to allocate and the next of them, with an end").at(1);
      }},
 });
 
@@ -234,6 +247,8 @@ public:
 struct Conversions {
   dbc_DatabaseConverter converter;
   dbc_OldClassRegistrar registrar;
+  dbc_DatabaseConverterHolder holder;
+  std::string told;
 
   Conversions() { registrar.Register(new dbc_OldClassRegistrar::Holder(new OldLayout), 1); }
   void adopt() { registrar.Register(new dbc_OldClassRegistrar::Holder(new OldLayout), 2); }
@@ -243,13 +258,54 @@ struct Conversions {
     for (auto const& [step, passed] : converter.Converters()) {
       all += " " + std::to_string(step) + ":" + std::to_string(passed.Classes().size());
     }
-    return all;
+    return all + told;
+  }
+  template <class Exception>
+  void tell(auto const& refused) {
+    try {
+      refused();
+    } catch (Exception const& refusal) {
+      told = refusal.what();
+    }
   }
 };
 
 std::vector<memory_call> const conversionCalls = memory_calls<Conversions>({
     {"dbc_DatabaseConverter::GetConverter", [](Conversions& on) { on.converter.GetConverter(3); }},
+    {"dbc_DatabaseConverter::OutputDatabase without a conversion",
+     [](Conversions& on) { on.tell<nex_AssertException>([&] { on.converter.OutputDatabase(); }); }},
+    {"dbc_DatabaseConverterHolder::GetDatabaseConverter without one",
+     [](Conversions& on) { on.tell<nex_AssertException>([&] { on.holder.GetDatabaseConverter(); }); }},
+    {"dbc_DatabaseConverterHolder::Hold beside another",
+     [](Conversions& on) {
+       dbc_DatabaseConverter other;
+       on.holder.Release();
+       on.holder.Hold(on.converter);
+       on.tell<nex_TextException>([&] { on.holder.Hold(other); });
+     }},
     {"dbc_OldClassRegistrar::Register", [](Conversions& on) { on.adopt(); }},
+});
+
+struct PreparedConversions : Conversions {
+  PreparedConversions() { converter.GetConverter(3); }
+};
+
+std::vector<memory_call> const preparedConversionCalls = memory_calls<PreparedConversions>({
+    {"dbc_Converter::Upgrade",
+     [](PreparedConversions& on) {
+       on.converter.GetConverter(3).Upgrade("memory_AClassWithALongName", 0x7770002, 1);
+     }},
+    {"dbc_OldClassVersion without steps",
+     [](PreparedConversions& on) {
+       OldLayout const layout;
+       layout.SchemaChanges(on.converter);
+       layout.ClassesToDelete(on.converter);
+       layout.ClassesToRename(on.converter);
+       layout.TablesToRename(on.converter);
+       cls_ClassRegistrar registrar;
+       layout.DefineClassMetadata(registrar);
+       on.told = std::to_string(registrar.TypeIds().size());
+     }},
 });
 
 // ---- the module ----
@@ -294,13 +350,77 @@ std::vector<memory_call> const runningModuleCalls = memory_calls<RunningModule>(
        ddr_finalize(on.libraries);
      }},
     {"ddr_Root::Instance", [](RunningModule&) { ddr_Root::Instance(); }},
+    {"dbc_OldClassVersion::SchemaChanges and DefineClassMetadata of every old layout",
+     [](RunningModule&) {
+       dbc_DatabaseConverter converter;
+       cls_ClassRegistrar registrar;
+       for (auto const& old : omi_Singleton<dbc_OldClassRegistrar>::Instance().Versions()) {
+         old.holder->Peek()->SchemaChanges(converter);
+         old.holder->Peek()->DefineClassMetadata(registrar);
+       }
+     }},
 });
+
+/// The one library whose start needs memory by itself.
+struct Diagnostics {
+  int libraries = 0;
+  Diagnostics() { omi_Singleton<cls_MetadataRegistrar>::Instance().Clear(); }
+  Diagnostics(Diagnostics const&) = delete;
+  Diagnostics& operator=(Diagnostics const&) = delete;
+  ~Diagnostics() {
+    if (libraries != 0) {
+      dia_finalize(libraries);
+    }
+    omi_Singleton<cls_MetadataRegistrar>::Instance().Clear();
+  }
+  std::string look() const {
+    return std::to_string(libraries) + " " +
+           std::to_string(omi_Singleton<cls_MetadataRegistrar>::Instance().RoutineCount());
+  }
+};
+
+std::vector<memory_call> const diagnosticsCalls =
+    memory_calls<Diagnostics>({{"dia_initialize", [](Diagnostics& on) { dia_initialize(on.libraries); }}});
 
 class Memory_Platform : public memory_test {};
 
 TEST_P(Memory_Platform, IsWhatItWasAfterAnyFailedAllocation) {
   constexpr std::uint64_t all = 1'000'000;
   failEach(all);
+}
+
+// ---- what is called when the library nex stops ----
+
+constexpr std::size_t dropCount = 40;
+std::array<int, dropCount> drops{};
+
+template <std::size_t... number>
+constexpr std::array<void (*)(), dropCount> makeDroppers(std::index_sequence<number...> /*all*/) {
+  return {[] { ++drops[number]; }...};
+}
+
+TEST(Memory_Nex, EveryFunctionForItsStopIsKeptOnceThoughMemoryRanOut) {
+  std::uint64_t failures = 0;
+  for (auto const drop : makeDroppers(std::make_index_sequence<dropCount>())) {
+    failing_memory::start(1, failing_memory::Lasting::FromThenOn);
+    try {
+      nex_atFinalize(drop);
+    } catch (std::bad_alloc const&) {
+      failing_memory::stop();
+      ++failures;
+    }
+    failing_memory::stop();
+    nex_atFinalize(drop);
+  }
+  EXPECT_GT(failures, 3U);
+  int libraries = 0;
+  nex_initialize(libraries);
+  drops = {};
+  nex_finalize(libraries);
+  std::array<int, dropCount> once{};
+  once.fill(1);
+  EXPECT_EQ(drops, once);
+  memory_tell(1, failures);
 }
 
 INSTANTIATE_TEST_SUITE_P(Blocks, Memory_Platform, testing::ValuesIn(blockCalls), memory_testName);
@@ -310,6 +430,9 @@ INSTANTIATE_TEST_SUITE_P(Types, Memory_Platform, testing::ValuesIn(typeCalls), m
 INSTANTIATE_TEST_SUITE_P(Classes, Memory_Platform, testing::ValuesIn(classCalls), memory_testName);
 INSTANTIATE_TEST_SUITE_P(Values, Memory_Platform, testing::ValuesIn(valueCalls), memory_testName);
 INSTANTIATE_TEST_SUITE_P(Conversions, Memory_Platform, testing::ValuesIn(conversionCalls), memory_testName);
+INSTANTIATE_TEST_SUITE_P(PreparedConversions, Memory_Platform, testing::ValuesIn(preparedConversionCalls),
+                         memory_testName);
+INSTANTIATE_TEST_SUITE_P(Diagnostics, Memory_Platform, testing::ValuesIn(diagnosticsCalls), memory_testName);
 INSTANTIATE_TEST_SUITE_P(Module, Memory_Platform, testing::ValuesIn(moduleCalls), memory_testName);
 INSTANTIATE_TEST_SUITE_P(RunningModule, Memory_Platform, testing::ValuesIn(runningModuleCalls),
                          memory_testName);
