@@ -89,6 +89,11 @@ class Torture(unittest.TestCase):
         self.assertIn("-runs=20000000", self.run_script("--part", "fuzz-file", "--full").stdout)
         self.assertIn("-max_total_time=120", self.run_script("--part", "fuzz-file", "--minutes", "2").stdout)
 
+    def test_the_least_time_asks_for_a_long_run(self):
+        self.program("build/release/tests/reliability/ddr_test_reliability",
+                     "#!/bin/sh\necho $DDR_TORTURE_MINUTES minutes\nexit 1\n")
+        self.assertIn("\n0.01 minutes", self.run_script("--part", "errors", "--minutes", "0.0001").stdout)
+
     def test_no_time_is_refused(self):
         self.assertIn("--minutes wants a number above 0", self.run_script("--minutes", "0").stderr)
 
