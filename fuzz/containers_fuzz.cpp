@@ -3,6 +3,7 @@
 #include "fuzz_script.h"
 
 #include "atr_String.h"
+#include "cls_ListObj.h"
 #include "cls_Map2Obj.h"
 #include "cow_1DArray.h"
 #include "cow_Btree.h"
@@ -303,6 +304,87 @@ void playArray(fuzz_script& script) {
   }
 }
 
+/// A list of objects, stored with its database.
+struct ObjectsFace {
+  cls_ListObj<Item> list;
+  void Append(int value) { list.Append(Item(value)); }
+  void AppendOwn(int index) { list.Append(list.ConstGet(index)); }
+  void Set(int index, int value) { list.Get(index).number = value; }
+  void Clear() { list.Clear(); }
+  std::vector<int> Items() const {
+    std::vector<int> items;
+    for (int index = 0; index < list.Size(); ++index) {
+      items.push_back(list.ConstGet(index).number);
+    }
+    fuzz_require(Refuses(-1) && Refuses(list.Size()), "a place outside a list is refused");
+    return items;
+  }
+
+private:
+  bool Refuses(int index) const {
+    try {
+      list.ConstGet(index);
+    } catch (nex_AssertException const&) {
+      return true;
+    }
+    return false;
+  }
+};
+
+/// An array that is filled from its end.
+struct NumbersFace {
+  cow_1DArrayList<int> list;
+  void Append(int value) { list.Append(value); }
+  void AppendOwn(int index) { list.Append(list.ConstGet(index)); }
+  void Set(int index, int value) { list.Get(index) = value; }
+  void Clear() { list = cow_1DArrayList<int>(); }
+  std::vector<int> Items() const {
+    std::vector<int> items;
+    cow_1DArrayIter<int> each(list.Array());
+    for (each.First(); !each.AtEnd(); each.Next()) {
+      items.push_back(each.Value());
+    }
+    fuzz_require(static_cast<std::size_t>(list.Size()) == items.size(), "the size is the number of items");
+    return items;
+  }
+};
+
+template <class Face>
+void playList(fuzz_script& script) {
+  std::array<Face, copies> lists;
+  std::array<std::vector<int>, copies> models;
+  for (int step = 1; step <= mostSteps && !script.AtEnd(); ++step) {
+    unsigned const operation = script.Below(9);
+    unsigned const which = script.Below(copies);
+    unsigned const number = script.Byte();
+    Face& list = lists[which];
+    std::vector<int>& model = models[which];
+    std::size_t const place = model.empty() ? 0 : number % model.size();
+    if (operation == 0) {
+      list.Clear();
+      model.clear();
+    } else if (operation == 1) {
+      list = Face(lists[number % copies]);
+      model = std::vector<int>(models[number % copies]);
+    } else if (operation < 4) {
+      unsigned const most = operation == 2 ? 1 : number;
+      for (unsigned added = 0; added < most; ++added) {
+        list.Append(step);
+        model.push_back(step);
+      }
+    } else if (!model.empty() && operation < 6) {
+      list.AppendOwn(static_cast<int>(place));
+      model.push_back(int(model[place]));
+    } else if (!model.empty()) {
+      list.Set(static_cast<int>(place), step);
+      model[place] = step;
+    }
+  }
+  for (unsigned which = 0; which < copies; ++which) {
+    fuzz_require(lists[which].Items() == models[which], "a list holds what was put into it, in order");
+  }
+}
+
 /// Handles: a value that is shared until it is written. A shared pointer counts the same sharers.
 void playHandles(fuzz_script& script) {
   using Handle = cow_COW<Item, cow_Virtual<Item>>;
@@ -357,7 +439,7 @@ void playHandles(fuzz_script& script) {
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
   fuzz_script script(data, size);
   atr_setNaturalOrder(static_cast<int>(script.Below(2)));
-  switch (script.Below(8)) {
+  switch (script.Below(10)) {
   case 0:
     MapPlay<TreeFace>().Run(script);
     break;
@@ -378,6 +460,12 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     break;
   case 6:
     playArray(script);
+    break;
+  case 7:
+    playList<ObjectsFace>(script);
+    break;
+  case 8:
+    playList<NumbersFace>(script);
     break;
   default:
     playHandles(script);
