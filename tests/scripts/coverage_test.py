@@ -151,6 +151,11 @@ class Coverage(unittest.TestCase):
         self.function((LOOP, 0, 1))
         self.refused_with("sign: 'for (int each : values)' is never true")
 
+    def test_a_piece_of_a_word_is_told_by_its_line(self):
+        self.many_taken()
+        self.function(((6, 5, 6, 6), 0, 1))
+        self.refused_with("sign: 'use(each);' is never true")
+
     def test_an_update_writes_rows_without_reason(self):
         self.many_taken()
         self.function((LOW, 3, 4), (HIGH, 0, 0))
