@@ -93,15 +93,15 @@ int ask(void* given) {
 }
 
 // A path as SQLite takes it together with the wish to read only.
-std::string readOnlyAddress(char const* path) {
+std::string readOnlyAddress(std::string_view path) {
   constexpr std::string_view digits = "0123456789ABCDEF";
   std::string address = "file:";
-  for (char const* letter = path ? path : ""; *letter != 0; ++letter) {
-    auto const byte = static_cast<unsigned char>(*letter);
+  for (char const letter : path) {
+    auto const byte = static_cast<unsigned char>(letter);
     bool const isPlain = (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') ||
                          (byte >= '0' && byte <= '9') || byte == '/' || byte == '.' || byte == '_';
     if (isPlain) {
-      address += *letter;
+      address += letter;
     } else {
       address += {'%', digits[byte >> 4U], digits[byte & 15U]};
     }
@@ -251,7 +251,7 @@ bool rfm_Rebuild::CopyFurtherTable(std::string const& name) {
   }
   auto const definitions = DefinitionsOf(name, "table");
   return definitions.size() == 1 && TryToExecute(definitions.front().second) &&
-         TryToExecute("INSERT INTO main." + rfm_quote(name) + "(" + columns + ") SELECT " + columns +
+         TryToExecute("INSERT OR ABORT INTO main." + rfm_quote(name) + "(" + columns + ") SELECT " + columns +
                       " FROM " + std::string(attachedName) + rfm_quote(name));
 }
 
@@ -298,7 +298,7 @@ std::int64_t rfm_Rebuild::CopyRows(unsigned typeId, Watch const& watch) {
   Move move;
   move.className = &source->className;
   move.keys = 1;
-  move.insert = "INSERT INTO main." + rfm_quote(target->table.View()) + "(" + columns + ") SELECT " +
+  move.insert = "INSERT OR ABORT INTO main." + rfm_quote(target->table.View()) + "(" + columns + ") SELECT " +
                 columns + " FROM " + std::string(attachedName) + rfm_quote(source->table.View()) + " WHERE " +
                 rowColumn + " > ?1 ORDER BY " + rowColumn + " LIMIT ?2";
   move.last = "SELECT max(" + rowColumn + ") FROM main." + rfm_quote(target->table.View());
@@ -326,7 +326,7 @@ std::int64_t rfm_Rebuild::CopyEntries(Watch const& watch) {
   to->Connection().WantTransaction();
   Move move;
   move.keys = 2;
-  move.insert = "INSERT INTO main.ddr_entry SELECT handle, position, Key, ClassID, OID FROM " +
+  move.insert = "INSERT OR ABORT INTO main.ddr_entry SELECT handle, position, Key, ClassID, OID FROM " +
                 std::string(attachedName) +
                 "ddr_entry WHERE (handle, position) > (?1, ?2) ORDER BY handle, position LIMIT ?3";
   move.last = "SELECT handle, position FROM main.ddr_entry ORDER BY handle DESC, position DESC LIMIT 1";

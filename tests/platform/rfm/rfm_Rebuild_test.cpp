@@ -143,6 +143,17 @@ TEST_F(RebuildTest, ATableWhoseRowsCannotBeCopiedIsNamedAndNotThere) {
   EXPECT_EQ(runSql(newPath, "SELECT count(*) FROM sqlite_schema WHERE name = 'notes'"), "0");
 }
 
+// What a table says of rows against its conditions must neither end the copy of all else nor lose rows
+// unsaid.
+TEST_F(RebuildTest, ATableWhoseRowsAreAgainstItsConditionsIsNamedWhateverItSaysOfThem) {
+  for (char const* const action : {"ROLLBACK", "ABORT", "FAIL", "IGNORE", "REPLACE"}) {
+    runSql(oldPath, "DROP TABLE IF EXISTS notes");
+    makeTable(std::string("CREATE TABLE notes(a, b NOT NULL ON CONFLICT ") + action + ")");
+    EXPECT_EQ(copyTables(), "table 'notes';") << action;
+    EXPECT_EQ(openFile(newPath, utl_FileAccess::Read).CreationTime(), creationTime) << action;
+  }
+}
+
 TEST_F(RebuildTest, RowsAgainstTheConditionOfTheirTableAreCopied) {
   makeTable("CREATE TABLE notes(a CHECK (a > 5))");
   EXPECT_EQ(copyTables(), "");
@@ -153,6 +164,20 @@ TEST_F(RebuildTest, ASecondStatementInADefinitionIsNotRun) {
   makeTable("CREATE TABLE notes(a); DROP TABLE ddr_header");
   EXPECT_EQ(copyTables(), "table 'notes';");
   EXPECT_EQ(openFile(newPath, utl_FileAccess::Read).CreationTime(), creationTime);
+}
+
+TEST_F(RebuildTest, ATableThatIsListedUnderTwoNamesIsNamed) {
+  runSql(oldPath, "CREATE TABLE notes(a); PRAGMA writable_schema = on;"
+                  "UPDATE sqlite_schema SET tbl_name = 'NOTES' WHERE name = 'notes'");
+  EXPECT_EQ(copyTables(), "table 'notes';");
+}
+
+TEST_F(RebuildTest, AnInterimTableIsMadeOnce) {
+  EXPECT_EQ(rebuild([](rfm_Rebuild& rebuilding, rfm_Database&) {
+              rebuilding.MakeInterimTable(modelType).AppendRow();
+              EXPECT_EQ(rebuilding.MakeInterimTable(modelType).Length(), 1);
+            }),
+            "nothing");
 }
 
 TEST_F(RebuildTest, ATableThatHidesItsRowNumbersIsCopied) {
