@@ -152,9 +152,12 @@ class Coverage(unittest.TestCase):
         self.refused_with("sign: 'for (int each : values)' is never true")
 
     def test_a_piece_of_a_word_is_told_by_its_line(self):
-        self.many_taken()
-        self.function(((6, 5, 6, 6), 0, 1))
-        self.refused_with("sign: 'use(each);' is never true")
+        for piece in ((6, 5, 6, 6), (6, 7, 6, 8)):
+            with self.subTest(piece):
+                self.functions.clear()
+                self.many_taken()
+                self.function((piece, 0, 1))
+                self.refused_with("sign: 'use(each);' is never true")
 
     def test_an_update_writes_rows_without_reason(self):
         self.many_taken()
