@@ -232,6 +232,24 @@ int controlWatched(int descriptor, int command, void* argument, int (*pass)(int,
   return after(fate, pass(descriptor, command, argument));
 }
 
+template <class Call>
+int renameWatched(char const* from, char const* to, Call const& pass) {
+  if (!concerns(from)) {
+    return pass();
+  }
+  Fate const fate = fateOf(device_call::Rename);
+  if (fate == Fate::Fail) {
+    return -1;
+  }
+  int const result = pass();
+  if (result == 0) {
+    note({Kind::Rename, -1, inFolder(from), inFolder(to), 0, {}});
+    watch->fileOfName[inFolder(to)] = watch->fileOfName[inFolder(from)];
+    watch->fileOfName.erase(inFolder(from));
+  }
+  return after(fate, result);
+}
+
 } // namespace
 
 // The names of the C library, for this program and, being visible, for the libraries that it uses.
@@ -345,20 +363,18 @@ int unlink(char const* path) noexcept {
 
 int rename(char const* from, char const* to) noexcept {
   static auto const pass = real<int (*)(char const*, char const*)>("rename");
-  if (!concerns(from)) {
-    return pass(from, to);
-  }
-  Fate const fate = fateOf(device_call::Rename);
-  if (fate == Fate::Fail) {
-    return -1;
-  }
-  int const result = pass(from, to);
-  if (result == 0) {
-    note({Kind::Rename, -1, inFolder(from), inFolder(to), 0, {}});
-    watch->fileOfName[inFolder(to)] = watch->fileOfName[inFolder(from)];
-    watch->fileOfName.erase(inFolder(from));
-  }
-  return after(fate, result);
+  return renameWatched(from, to, [&] { return pass(from, to); });
+}
+
+int renameat2(int fromFolder, char const* from, int toFolder, char const* to, unsigned flags) noexcept {
+  static auto const pass = real<int (*)(int, char const*, int, char const*, unsigned)>("renameat2");
+  return renameWatched(from, to, [&] { return pass(fromFolder, from, toFolder, to, flags); });
+}
+
+// A second name stands for a new one: whoever gives it removes the old one.
+int link(char const* from, char const* to) noexcept {
+  static auto const pass = real<int (*)(char const*, char const*)>("link");
+  return renameWatched(from, to, [&] { return pass(from, to); });
 }
 
 } // extern "C"
