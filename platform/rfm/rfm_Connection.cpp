@@ -416,8 +416,9 @@ int rfm_Connection::OutgrowsFile(void* connection) noexcept {
 }
 
 void rfm_Connection::Sync() {
+  WantOpen();
   sqlite3_file* const file = mainFile(database);
-  int const result = file ? file->pMethods->xSync(file, SQLITE_SYNC_NORMAL) : SQLITE_IOERR_FSYNC;
+  int const result = file->pMethods->xSync(file, SQLITE_SYNC_NORMAL);
   if (result != SQLITE_OK) {
     Fail(result);
   }
@@ -503,7 +504,7 @@ bool rfm_Connection::HasMoved() const noexcept {
 void rfm_Connection::BecomeSnapshot() {
   sqlite3_file* const file = mainFile(database);
   sqlite3_int64 size = 0;
-  if (!file || file->pMethods->xFileSize(file, &size) != SQLITE_OK || size <= 0) {
+  if (file->pMethods->xFileSize(file, &size) != SQLITE_OK || size <= 0) {
     rfm_throw(rfm_ErrorKind::Moved, name, {}, "it was deleted since it was opened",
               "Close the database and open the file anew");
   }

@@ -890,10 +890,8 @@ std::uint32_t rfm_DatabaseNode::CommitCount() {
 int rfm_DatabaseNode::ReadCommitCount(std::uint32_t& count) const noexcept {
   sqlite3_file* opened = nullptr;
   std::array<unsigned char, 4> bytes{};
-  int result = sqlite3_file_control(connection.Database(), "main", SQLITE_FCNTL_FILE_POINTER, &opened);
-  if (result == SQLITE_OK && opened && opened->pMethods) {
-    result = opened->pMethods->xRead(opened, bytes.data(), static_cast<int>(bytes.size()), 24);
-  }
+  sqlite3_file_control(connection.Database(), "main", SQLITE_FCNTL_FILE_POINTER, &opened);
+  int const result = opened->pMethods->xRead(opened, bytes.data(), static_cast<int>(bytes.size()), 24);
   if (result == SQLITE_OK || result == SQLITE_IOERR_SHORT_READ) {
     count = 0;
     for (unsigned char const byte : bytes) {

@@ -114,7 +114,7 @@ void rfm_TableShape::WantColumns() {
   if ((result & 0xff) == SQLITE_NOMEM) {
     database.Connection().Fail(result, subject);
   }
-  if (!hasRow || (!isClassList && !foundUid) || result != SQLITE_OK || isPrimaryKey == 0 || !type ||
+  if (!hasRow || (!isClassList && !foundUid) || isPrimaryKey == 0 || !type ||
       sqlite3_stricmp(type, "INTEGER") != 0) {
     database.ThrowDamaged("its table lacks a column that every table has", subject);
   }

@@ -170,6 +170,16 @@ TEST_F(dbc_Conversion_, ALossThatAFunctionExplainsIsReportedOnce) {
   EXPECT_EQ(said.find("no such field"), std::string::npos) << said;
 }
 
+TEST_F(dbc_Conversion_, AReferenceToAnotherClassIsALoss) {
+  thing_Steps::current().first = [](dbc_Row const&, dbc_Row& row) {
+    if (row.IsPresent("box#OID")) {
+      row.WriteFieldInt("box#ClassID", static_cast<int>(thingTypeId));
+    }
+  };
+  std::string const said = notes(thingReport(convert()));
+  EXPECT_NE(said.find("7 Dropped box: the reference leads to something new x1; "), std::string::npos) << said;
+}
+
 TEST_F(dbc_Conversion_, CarriesTablesThatTheFormatDoesNotKnow) {
   make("CREATE TABLE plain(a, b); INSERT INTO plain(rowid, a, b) VALUES(7, 'x', NULL), (9, 2.5, x'00');"
        "CREATE UNIQUE INDEX plain_a ON plain(a);"

@@ -104,6 +104,16 @@ TEST_F(ClassListTest, NamesThatAreTooLongAreDamage) {
               AllOf(StartsWith("Damaged: "), HasSubstr("class name is empty or too long")));
 }
 
+TEST_F(ClassListTest, AnAttributeWithoutANameIsDamage) {
+  EXPECT_THAT(openAfter("UPDATE ddr_attribute SET name = '' WHERE position = 0"),
+              AllOf(StartsWith("Damaged: "), HasSubstr("attribute name is empty or too long")));
+}
+
+TEST_F(ClassListTest, ANameThatIsNoTextIsDamage) {
+  EXPECT_THAT(openAfter("UPDATE ddr_class SET \"Class Name\" = x'41' WHERE row = 0"),
+              AllOf(StartsWith("Damaged: "), HasSubstr("a class name in its class list is not a text")));
+}
+
 TEST_F(ClassListTest, MoreAttributesThanATableCanHaveAreDamage) {
   EXPECT_THAT(
       openAfter("WITH RECURSIVE n(i) AS (SELECT 0 UNION ALL SELECT i + 1 FROM n WHERE i < 1989) INSERT "

@@ -84,6 +84,12 @@ TEST(rfm_Connection, OneThatIsClosedIsNotRead) {
   EXPECT_EQ(connection.FileSize(), 0);
 }
 
+TEST(rfm_Connection, AFileWithoutANameIsNotOpened) {
+  rfm_Connection connection{cow_String("shown.odb")};
+  EXPECT_THAT(failureOf([&] { connection.Open("", rfm_Connection::Mode::Read); }),
+              AllOf(StartsWith("NoPermission: Database file 'shown.odb'"), HasSubstr("cannot be opened")));
+}
+
 struct ConnectionTest : rfm_Test {
   ConnectionTest() {
     rfm_Database database = createFile(path);
@@ -161,6 +167,18 @@ TEST_F(ConnectionTest, ADeletedFileThatTheDeviceDoesNotDeliverIsReadOnLater) {
   EXPECT_EQ(device.faults(), 1);
   EXPECT_THAT(failure, AllOf(StartsWith("Other: Database file '" + path + "'"), HasSubstr("device failed")));
   EXPECT_EQ(contents(database), "a=0 b=1 | a b");
+}
+
+// What a file lost its name to has no device any more that could be asked for its last answer.
+TEST_F(ConnectionTest, ADeletedFileThatIsDamagedIsToldAsDamaged) {
+  std::size_t const page =
+      std::stoul(runSql(path, "SELECT rootpage FROM sqlite_schema WHERE name = 'class_ddr_Model'"));
+  rfm_Database database = openFile(path, utl_FileAccess::Write);
+  std::string bytes = readFile(path);
+  bytes[(page - 1) * 4096] = '\x7f';
+  writeFile(path, bytes);
+  std::filesystem::remove(path);
+  EXPECT_THAT(failureOf([&] { contents(database); }), StartsWith("Damaged: Database file '" + path + "'"));
 }
 
 } // namespace

@@ -4,7 +4,9 @@
 #include <gmock/gmock.h>
 
 using testing::AllOf;
+using testing::Each;
 using testing::HasSubstr;
+using testing::SizeIs;
 using testing::StartsWith;
 
 namespace {
@@ -40,6 +42,19 @@ TEST_F(DefencesTest, AViewInThePlaceOfATableIsDamage) {
   EXPECT_THAT(
       readAfter("ALTER TABLE ddr_header RENAME TO kept; CREATE VIEW ddr_header AS SELECT * FROM kept"),
       AllOf(StartsWith("Damaged: "), HasSubstr(path), HasSubstr("'ddr_header' is no plain table")));
+}
+
+// Each table is checked by itself where others could be computed; enough is enough over all of them.
+TEST_F(DefencesTest, ACheckOfPagesEndsWhenItHasFoundEnough) {
+  std::string const fill =
+      "(a); WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 60) "
+      "INSERT INTO ";
+  runSql(path, "CREATE TABLE computed(a, b AS (a + 1)); CREATE TABLE many" + fill +
+                   "many SELECT NULL FROM n; CREATE TABLE more" + fill +
+                   "more SELECT NULL FROM n; PRAGMA writable_schema = on; UPDATE sqlite_schema SET sql = "
+                   "'CREATE TABLE ' || name || '(a NOT NULL)' WHERE name IN ('many', 'more')");
+  EXPECT_THAT(openFile(path, utl_FileAccess::Read).CheckPages(),
+              AllOf(SizeIs(60), Each("NULL value in many.a")));
 }
 
 TEST_F(DefencesTest, ATableOfAModuleIsDamage) {
@@ -86,6 +101,16 @@ TEST_F(DefencesTest, AnIndexOfAKeyIsLeftAlone) {
                 "CREATE TABLE class_ddr_Model(row INTEGER PRIMARY KEY, \"#uid\" BLOB UNIQUE, modelName);"
                 "INSERT INTO class_ddr_Model SELECT row, \"#uid\", modelName FROM kept"),
       "nothing");
+}
+
+TEST_F(DefencesTest, AnIndexOfAKeyThatIsListedAsSomethingElseIsDamage) {
+  EXPECT_THAT(
+      readAfter("DROP INDEX \"class_ddr_Model#uid\"; ALTER TABLE class_ddr_Model RENAME TO kept;"
+                "CREATE TABLE class_ddr_Model(row INTEGER PRIMARY KEY, \"#uid\" BLOB UNIQUE, modelName);"
+                "PRAGMA writable_schema = on; UPDATE sqlite_schema SET type = 'thing' WHERE sql IS NULL AND "
+                "tbl_name = 'class_ddr_Model'"),
+      AllOf(StartsWith("Damaged: "),
+            HasSubstr("'sqlite_autoindex_class_ddr_Model_1' is no plain table or index")));
 }
 
 TEST_F(DefencesTest, ATableThatIsListedAsSomethingElseIsDamage) {

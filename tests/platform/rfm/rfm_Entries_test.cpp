@@ -76,4 +76,24 @@ TEST_F(EntriesTest, AKeyThatNoFileCanHoldIsRefused) {
                     HasSubstr("larger than a database file can hold")));
 }
 
+TEST_F(EntriesTest, ADamagedEntryIsToldThoughAClassOfCollectionsHasNoRows) {
+  {
+    rfm_Transaction transaction(database);
+    rfm_ClassEntry entry;
+    entry.name = "collections";
+    entry.typeId = 7;
+    entry.attributes = {{"handle", rfm_AttributeKind_Handle, 1, 0}};
+    database.AddClass(entry);
+    transaction.Commit();
+  }
+  runSql(path, "UPDATE ddr_entry SET OID = -2 WHERE position = 1");
+  EXPECT_THAT(failureOf([&] { contents(path); }), AllOf(StartsWith("Damaged: Database file '" + path + "': "),
+                                                        HasSubstr("entry 1 of collection 1")));
+}
+
+TEST_F(EntriesTest, ARowThatIsNoNumberIsDamage) {
+  runSql(path, "UPDATE ddr_entry SET OID = 'x' WHERE position = 1");
+  EXPECT_THAT(failureOf([&] { contents(path); }), HasSubstr("entry 1 of collection 1 refers to nothing"));
+}
+
 } // namespace

@@ -4,6 +4,7 @@
 #include "child_process.h"
 #include "fault_device.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <gmock/gmock.h>
@@ -28,6 +29,10 @@ struct FileNodeTest : rfm_Test {
   }
   static rfm_Database begin(std::string const& name) {
     return rfm_Database::Create(rfm_File::Open(cow_String(name), utl_FileAccess::Create, true), "D0", "", 1);
+  }
+  static rfm_Database beginNew(std::string const& name) {
+    return rfm_Database::Create(rfm_File::Open(cow_String(name), utl_FileAccess::CreateNew, true), "D0", "",
+                                1);
   }
   // The name of the only file in the folder, which grows there.
   std::string growing() const {
@@ -200,6 +205,40 @@ TEST_F(FileNodeTest, AFolderThatDoesNotTakeTheNameIsToldAndTriedAgain) {
     EXPECT_EQ(contents(database), "a=0 | a");
     database.Publish();
     EXPECT_EQ(contents(path), "a=0 | a");
+    std::filesystem::remove(path);
+  }
+}
+
+// Not every file system can rename without replacing; each can refuse a second name.
+TEST_F(FileNodeTest, ANewFileTakesASecondNameWhereRenamingWouldReplace) {
+  for (int const errorNumber : {EINVAL, ENOSYS}) {
+    rfm_Database database = beginNew(path);
+    fault_device device(folder.path());
+    device.start({device_call::Rename, 1, device_fault::Effect::Error, errorNumber, false});
+    database.Publish();
+    device.stop();
+    EXPECT_EQ(device.faults(), 1);
+    EXPECT_THAT(folder.names(), ElementsAre("a.odb"));
+    EXPECT_EQ(contents(path), "|");
+    std::filesystem::remove(path);
+  }
+}
+
+TEST_F(FileNodeTest, AFolderThatDoesNotTakeTheNameOfANewFileIsToldAndTriedAgain) {
+  for (Refusal const& refusal :
+       {Refusal{EIO, "Other: "}, Refusal{EINVAL, "Other: "}, Refusal{EEXIST, "Other: "}}) {
+    rfm_Database database = beginNew(path);
+    fault_device device(folder.path());
+    device.start({device_call::Rename, 1, device_fault::Effect::Error, refusal.errorNumber, true});
+    std::string const failure = failureOf([&] { database.Publish(); });
+    device.stop();
+    EXPECT_THAT(failure, StartsWith(refusal.answer + ("Database file '" + path + "'")));
+    EXPECT_EQ(refusal.errorNumber == EEXIST, failure.find("stands there already") != std::string::npos)
+        << failure;
+    EXPECT_GT(device.faults(), 0);
+    EXPECT_THAT(folder.names(), testing::Not(Contains("a.odb")));
+    database.Publish();
+    EXPECT_EQ(contents(path), "|");
     std::filesystem::remove(path);
   }
 }

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <gmock/gmock.h>
+#include <limits>
 #include <vector>
 
 using testing::AllOf;
@@ -113,6 +114,19 @@ TEST_F(TableTest, WhatWasPutIntoARowStaysWhenTheTableTurnsOutToHaveOtherColumns)
   EXPECT_FALSE(table.HasField("count"));
   transaction.Commit();
   EXPECT_EQ(contents(path), "a=0 | a kept");
+}
+
+TEST_F(TableTest, ATableEndsBeforeTheLargestRowNumber) {
+  rfm_Transaction const transaction(database);
+  rfm_Table table = makeBareTable();
+  for (int const number : {-1, std::numeric_limits<int>::max() - 1, std::numeric_limits<int>::max()}) {
+    EXPECT_THAT(failureOf([&] { table.InsertRow(number); }),
+                AllOf(StartsWith("Full: Database file '" + path + "', class 'bare'"),
+                      HasSubstr("no room for more rows")))
+        << number;
+  }
+  table.InsertRow(std::numeric_limits<int>::max() - 2);
+  EXPECT_THAT(failureOf([&] { table.AppendRow(); }), StartsWith("Full: "));
 }
 
 } // namespace

@@ -5,6 +5,7 @@
 #include "fault_device.h"
 #include "fault_vfs.h"
 
+#include <array>
 #include <cerrno>
 #include <filesystem>
 #include <gmock/gmock.h>
@@ -562,8 +563,40 @@ TEST_F(DeviceTest, ASaveWhoseFolderCannotBeOpenedForItsSyncIsNotMade) {
       "NoPermission: Database file '" + path +
           "': its folder cannot be opened, which a save that lasts needs (Permission denied); nothing was "
           "changed. Ask for permission to read the folder, or copy the file.");
+  EXPECT_THAT(failureWith(EPERM), StartsWith("NoPermission: Database file '" + path + "'"));
   EXPECT_EQ(contents(path), before);
   saveModels(database, {"c"});
+}
+
+TEST_F(DeviceTest, ASaveWhoseJournalSomebodyTookAwayStands) {
+  createTwo();
+  rfm_Database database = openFile(path, utl_FileAccess::Write);
+  rfm_Transaction transaction(database);
+  addModel(database, "c");
+  ASSERT_TRUE(std::filesystem::remove(path + "-journal"));
+  EXPECT_THAT(failureOf([&] { transaction.Commit(); }),
+              HasSubstr("the changes are in the file, but its journal could not be deleted"));
+  EXPECT_TRUE(transaction.IsStored());
+  EXPECT_EQ(contents(path), "a=0 b=1 c=2 | a b c");
+}
+
+// Another program made the file give pages back as soon as they are free.
+TEST_F(DeviceTest, ASaveThatCannotCutTheFileOffStands) {
+  createTwo();
+  runSql(path, "PRAGMA auto_vacuum = full; VACUUM");
+  rfm_Database database = openFile(path, utl_FileAccess::Write);
+  std::string const longName(100000, 'n');
+  saveModels(database, {longName.c_str()});
+  rfm_Transaction transaction(database);
+  database.Entries().Clear(1);
+  device.start({device_call::Truncate, 1, device_fault::Effect::Error, EIO, false});
+  std::string const failure = failureOf([&] { transaction.Commit(); });
+  device.stop();
+  EXPECT_EQ(device.faults(), 1);
+  EXPECT_THAT(failure, HasSubstr("the changes are in the file, but it could not be cut off"));
+  EXPECT_TRUE(transaction.IsStored());
+  EXPECT_EQ(contents(path), "| a b " + longName);
+  EXPECT_EQ(runSql(path, "PRAGMA integrity_check"), "ok");
 }
 
 TEST_F(DeviceTest, TheNextSaveSyncsWhatTheOneBeforeCouldNot) {
@@ -583,8 +616,10 @@ TEST_F(DeviceTest, AReadThatTheDeviceRefusesIsNotToldAsDamage) {
   createTwo();
   rfm_Database database = openFile(path, utl_FileAccess::Read);
   int failed = 0;
+  std::array<int, 3> const errors{EIO, ENXIO, ERANGE};
   for (int number = 1;; ++number) {
-    device.start({device_call::Read, number, device_fault::Effect::Error, EIO, false});
+    int const errorNumber = errors[static_cast<std::size_t>(number) % errors.size()];
+    device.start({device_call::Read, number, device_fault::Effect::Error, errorNumber, false});
     std::string const failure = failureOf([&] { contents(path); });
     device.stop();
     if (device.faults() == 0) {

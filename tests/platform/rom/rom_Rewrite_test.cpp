@@ -154,6 +154,29 @@ TEST_F(rom_Rewrite, IdentityOfTwoRowsIsTheOneThatTheStoredReferenceLeadsTo) {
   EXPECT_EQ(rows(Leaf::TypeId()), count);
 }
 
+// No field leads to an element of a list, so it is neither of the two.
+TEST_F(rom_Rewrite, ElementWhoseIdentityHasTwoRowsGetsARowOfItsOwn) {
+  Branch branch;
+  branch.list.Append(Leaf(2));
+  Branch other;
+  other.first = Leaf(7);
+  {
+    auto const file = createFile(registrar);
+    writeTop(*file, branch);
+    writeTop(*file, other);
+  }
+  std::string const leaves = tableOf(path, Leaf::TypeId());
+  sql("UPDATE " + leaves + " SET \"#uid\" = (SELECT \"#uid\" FROM " + leaves +
+      " WHERE number = 2) WHERE number = 7");
+  std::string const count = rows(Leaf::TypeId());
+  branch.list.Get(0).number = 9;
+  auto const file = openFile(registrar);
+  writeTop(*file, branch, 0);
+  EXPECT_EQ(read(*file, 0).list.ConstGet(0).number, 9);
+  EXPECT_EQ(read(*file, 1).first.number, 7);
+  EXPECT_EQ(rows(Leaf::TypeId()), std::to_string(std::stoi(count) + 1));
+}
+
 TEST_F(rom_Rewrite, ReferenceIsSetAndUnsetInPlace) {
   auto const file = createFile(registrar);
   Branch branch = sample();
