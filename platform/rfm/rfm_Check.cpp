@@ -65,12 +65,15 @@ std::vector<rfm_MissingIndex> rfm_Database::MissingIndexes() const {
     return run.Step();
   };
   std::vector<rfm_MissingIndex> missing;
-  if (!node->HasEntryIndex() && !EntryHandles().empty()) {
+  bool const hasEntryIndex = node->HasIndex("ddr_entry", rfm_makeEntryIndex) || node->HasEntryIndex();
+  if (!hasEntryIndex && !EntryHandles().empty()) {
     missing.push_back({0, std::string(rfm_makeEntryIndex)});
   }
   for (rfm_ClassEntry const& entry : Classes()) {
-    if (!entry.table.IsEmpty() && isMissing(entry.table.View(), rfm_UidColumn)) {
-      missing.push_back({entry.typeId, rfm_makeUidIndex(entry.table.View())});
+    std::string const makeIndex = rfm_makeUidIndex(entry.table.View());
+    bool const isThere = entry.table.IsEmpty() || node->HasIndex(entry.table.View(), makeIndex);
+    if (!isThere && isMissing(entry.table.View(), rfm_UidColumn)) {
+      missing.push_back({entry.typeId, makeIndex});
     }
   }
   return missing;
@@ -80,8 +83,7 @@ std::vector<std::int64_t> rfm_Database::EntryHandles() const {
   rfm_Connection& connection = node->Connection();
   rfm_ScopeGuard const scope(connection);
   std::vector<std::int64_t> handles;
-  rfm_Statement statement;
-  rfm_Run run(connection, statement,
+  rfm_Run run(connection, node->entryHandles,
               std::string_view("SELECT DISTINCT handle FROM ddr_entry ORDER BY handle"));
   while (run.Step()) {
     handles.push_back(sqlite3_column_int64(run.Get(), 0));

@@ -114,7 +114,7 @@ std::int64_t rfm_DatabaseNode::CheckedInteger(sqlite3_stmt* statement, int colum
 // switched off on the connection; what else there is must not stand where our names are.
 void rfm_DatabaseNode::CheckSchema() {
   for (std::string_view const table : rfm_FixedTables) {
-    if (!TableIsPlain(table)) {
+    if (!PlainTable(table)) {
       ThrowDamaged("it has no table '" + std::string(table) + "'");
     }
   }
@@ -712,20 +712,30 @@ bool rfm_DatabaseNode::SqlNameIsTaken(std::string_view sqlName) {
   return run.Step();
 }
 
-bool rfm_DatabaseNode::TableIsPlain(std::string_view table, rfm_Subject const& subject) {
+std::optional<std::string> rfm_DatabaseNode::PlainTable(std::string_view table, rfm_Subject const& subject) {
   Definition looked;
   Definition const* const found = DefinitionOf(table, looked);
   if (found && !found->fault.empty()) {
     ThrowDamaged(found->fault, subject);
   }
-  return found && found->isThere;
+  return found ? found->table : std::nullopt;
+}
+
+bool rfm_DatabaseNode::HasIndex(std::string_view table, std::string_view sql) {
+  ReadDefinitions();
+  auto const known = definitions.find(cow_String(table));
+  if (known == definitions.end()) {
+    return false;
+  }
+  std::vector<std::string> const& indexes = known->second.indexes;
+  return std::find(indexes.begin(), indexes.end(), sql) != indexes.end();
 }
 
 std::vector<cow_String> rfm_DatabaseNode::PlainTables() {
   ReadDefinitions();
   std::vector<cow_String> plain;
   for (auto const& [table, definition] : definitions) {
-    if (definition.isThere && definition.fault.empty()) {
+    if (definition.table && definition.fault.empty()) {
       plain.push_back(table);
     }
   }
@@ -797,7 +807,11 @@ void rfm_DatabaseNode::Add(Definition& definition, sqlite3_stmt* schemaRow) cons
   if (!isPlain) {
     definition.fault = "'" + utl_Printable(textOf(1)) + "' is no plain table or index";
   }
-  definition.isThere = definition.isThere || isTable;
+  if (isTable) {
+    definition.table = sql;
+  } else if (isPlain && !isOfAKey) {
+    definition.indexes.emplace_back(sql);
+  }
 }
 
 cow_String rfm_DatabaseNode::MakeTableName(std::string_view className) {

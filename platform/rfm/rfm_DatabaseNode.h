@@ -125,10 +125,13 @@ private:
   void FitBuffer();
   void StartScan(int from);
   bool StepScan(int& number);
+  void EndScan() noexcept;
+  void EndScanUnlessAt(int place) noexcept;
+  std::optional<int> NextByScan();
   void Fill(sqlite3_stmt* statement, int number);
   void BindRow(rfm_Run& run, int firstParameter, bool withUid) const;
   int CheckedRow(std::int64_t number) const;
-  std::optional<std::int64_t> FirstRowFrom(int place);
+  std::optional<std::int64_t> FirstRowFrom(std::int64_t place);
 
   std::shared_ptr<rfm_DatabaseNode> database;
   std::shared_ptr<rfm_TableShape> shape;
@@ -137,7 +140,8 @@ private:
   int next = 0;                         // the row that -1 means, or the first after it
   rfm_Statement scan;
   bool scanning = false;
-  int scanNext = 0; // the next row of the scan is this one or a later one
+  int scanNext = 0;     // the next row of the scan is this one or a later one
+  bool stepped = false; // whether the scan stands on that row already
 };
 
 /// The walk behind an rfm_EntryCursor.
@@ -209,12 +213,15 @@ public:
   cow_String const& FileName() const noexcept { return connection.ShownName(); }
   /// See rfm_Database::OriginName.
   cow_String const& OriginName() const noexcept { return connection.OriginName(); }
-  /// Whether a table is there. Throws when what stands under its name, or an index on it, is not plain.
-  bool TableIsPlain(std::string_view table, rfm_Subject const& subject = {});
+  /// The SQL text of a table; nothing when it is not there. Throws when what stands under its name, or an
+  /// index on it, is not plain.
+  std::optional<std::string> PlainTable(std::string_view table, rfm_Subject const& subject = {});
   /// @{ The tables that are plain, others' among them, and whether all are. Outside a transaction.
   std::vector<cow_String> PlainTables();
   bool AllTablesArePlain();
   /// @}
+  /// Whether a table has an index of just that SQL text. Outside a transaction.
+  bool HasIndex(std::string_view table, std::string_view sql);
   /// Makes the index of identities of a table that was made in the running transaction.
   void MakeUidIndex(rfm_TableShape& shape);
   /// Whether the file has the index of the entries by key.
@@ -248,6 +255,7 @@ public:
   rfm_Statement updateEntry;
   rfm_Statement removeEntry;
   rfm_Statement clearEntries;
+  rfm_Statement entryHandles;
   std::vector<rfm_Statement> idleEntryScans;
   std::int64_t appendHandle = 0; // the collection appended to last
   int appendPosition = 0;        // and the place of its next entry
@@ -258,8 +266,9 @@ private:
   friend class rfm_Rebuild;
   /// What the schema says of a table and its indexes.
   struct Definition {
-    bool isThere = false; // as a table
-    std::string fault;    // empty: all is plain
+    std::optional<std::string> table; // its SQL text
+    std::vector<std::string> indexes; // their SQL texts; those of keys have none
+    std::string fault;                // empty: all is plain
   };
 
   /// The row that has a collection; nothing when none has.

@@ -8,6 +8,7 @@
 #include <array>
 #include <exception>
 #include <limits>
+#include <set>
 #include <sys/stat.h>
 
 namespace {
@@ -156,8 +157,27 @@ std::int64_t rfm_Rebuild::CountEntries(rfm_Database const& database) {
   return count(*database.node, "ddr_entry", nullptr);
 }
 
+// Whether the file holds only what the format describes: seen sooner than what else there is.
+bool rfm_Rebuild::HoldsOnlyOurs(rfm_DatabaseNode& database) {
+  std::set<std::string_view> ours(rfm_FixedTables.begin(), rfm_FixedTables.end());
+  for (rfm_ClassEntry const& entry : database.classes) {
+    ours.insert(entry.table.View());
+  }
+  rfm_Statement statement;
+  rfm_Run run(database.Connection(), statement,
+              std::string_view("SELECT type, name FROM sqlite_schema WHERE type <> 'index'"));
+  bool onlyOurs = true;
+  while (onlyOurs && run.Step()) {
+    onlyOurs = rfm_columnText(run.Get(), 0) == "table" && ours.contains(rfm_columnText(run.Get(), 1));
+  }
+  return onlyOurs;
+}
+
 std::vector<std::string> rfm_Rebuild::FurtherThings(rfm_Database const& database) {
   rfm_ScopeGuard const scope(database.node->Connection());
+  if (HoldsOnlyOurs(*database.node)) {
+    return {};
+  }
   rfm_Statement statement;
   rfm_Run run(database.node->Connection(), statement,
               "SELECT type, name FROM sqlite_schema AS thing WHERE type <> 'index' AND name NOT LIKE "
@@ -173,6 +193,9 @@ std::vector<std::string> rfm_Rebuild::FurtherThings(rfm_Database const& database
 
 std::vector<std::string> rfm_Rebuild::CopyFurtherTables(std::function<void()> const& alive) {
   std::vector<std::string> names;
+  if (HoldsOnlyOurs(*from)) {
+    return names;
+  }
   {
     rfm_Statement statement;
     rfm_Run run(from->Connection(), statement,

@@ -95,6 +95,7 @@ private:
     std::string walk;                      // reads the same from the old file
   };
 
+  static bool HoldsOnlyOurs(rfm_DatabaseNode& database);
   cow_String FreeInterimName() const;
   std::vector<std::pair<std::string, std::string>> DefinitionsOf(std::string const& table,
                                                                  std::string_view type) const;

@@ -1,5 +1,6 @@
 // rfm_Table.cpp: class tables: layout, position, reading and writing of rows.
 #include "rfm_DatabaseNode.h"
+#include "rfm_Schema.h"
 #include "utl_Utf8.h"
 
 #include <algorithm>
@@ -16,13 +17,11 @@ bool holdsText(std::string_view bytes) {
 
 std::string rfm_quote(std::string_view name) {
   std::string quoted = "\"";
-  for (char const letter : name) {
-    if (letter == '"') {
-      quoted += '"';
-    }
-    quoted += letter;
+  for (std::size_t place = name.find('"'); place != std::string_view::npos; place = name.find('"')) {
+    quoted.append(name.substr(0, place + 1)) += '"';
+    name.remove_prefix(place + 1);
   }
-  return quoted + '"';
+  return quoted.append(name) += '"';
 }
 
 std::vector<cow_String> rfm_columnsOf(rfm_ClassEntry const& entry) {
@@ -83,8 +82,13 @@ void rfm_TableShape::WantColumns() {
     return;
   }
   rfm_Subject const subject{&className};
-  if (!database.TableIsPlain(table.View(), subject)) {
+  std::optional<std::string> const sql = database.PlainTable(table.View(), subject);
+  if (!sql) {
     database.ThrowDamaged("its table is missing", subject);
+  }
+  if (auto const written = rfm_writtenColumns(*sql, table.View())) {
+    KnowColumns({written->begin(), written->end()});
+    return;
   }
   rfm_Statement probe;
   probe.Prepare(database.Connection(), "SELECT * FROM " + rfm_quote(table.View()) + " LIMIT 0");
@@ -180,15 +184,12 @@ rfm_TableNode::rfm_TableNode(std::shared_ptr<rfm_DatabaseNode> owner,
 }
 
 rfm_TableNode::~rfm_TableNode() {
-  if (scanning) {
-    database->Connection().Drop(*this);
-    Stop();
-  }
+  EndScan();
 }
 
 // Called by the connection, which forgets the scan itself.
 void rfm_TableNode::Stop() noexcept {
-  scanning = false;
+  scanning = stepped = false;
   sqlite3_reset(scan.Get());
   if (shape->columnsRead && shape->idleScans.size() < shape->idleScans.capacity()) {
     shape->idleScans.push_back(std::move(scan));
@@ -248,36 +249,86 @@ int rfm_TableNode::Length() {
     return shape->nextRow;
   }
   shape->WantColumns();
-  rfm_Run run(connection, shape->lastRow,
-              [this] {
-                std::string const rowColumn = rfm_quote(rfm_RowColumn);
-                std::string const from = " FROM " + rfm_quote(shape->table.View());
-                return "SELECT (SELECT max(" + rowColumn + ")" + from + "), (SELECT min(" + rowColumn + ")" +
-                       from + ")";
-              },
-              {&shape->className});
-  run.Step();
-  bool const isEmpty = sqlite3_column_type(run.Get(), 0) == SQLITE_NULL;
-  if (!isEmpty) {
-    CheckedRow(sqlite3_column_int64(run.Get(), 1)); // no walk would meet a negative one
+  if (std::optional<std::int64_t> const first = FirstRowFrom(std::numeric_limits<std::int64_t>::min())) {
+    CheckedRow(*first); // no walk would meet a negative one
+    rfm_Run run(connection, shape->lastRow,
+                [this] {
+                  std::string const rowColumn = rfm_quote(rfm_RowColumn);
+                  return "SELECT " + rowColumn + " FROM " + rfm_quote(shape->table.View()) + " ORDER BY " +
+                         rowColumn + " DESC LIMIT 1";
+                },
+                {&shape->className});
+    run.Step();
+    shape->nextRow = CheckedRow(sqlite3_column_int64(run.Get(), 0)) + 1;
+  } else {
+    shape->nextRow = 0;
   }
-  shape->nextRow = isEmpty ? 0 : CheckedRow(sqlite3_column_int64(run.Get(), 0)) + 1;
   shape->nextRowEpoch = connection.Epoch();
   return shape->nextRow;
 }
 
 bool rfm_TableNode::RowExists(int number) {
-  return number == -1 ? FirstRowFrom(next).has_value()
-                      : number >= 0 && FirstRowFrom(number) == std::optional<std::int64_t>(number);
+  if (number != -1) {
+    return number >= 0 && FirstRowFrom(number) == std::optional<std::int64_t>(number);
+  }
+  std::optional<int> const ahead = NextByScan();
+  return ahead ? *ahead >= 0 : FirstRowFrom(next).has_value();
 }
 
 int rfm_TableNode::NextRow() {
+  if (std::optional<int> const ahead = NextByScan()) {
+    return *ahead;
+  }
   std::optional<std::int64_t> const found = FirstRowFrom(next);
   return found ? CheckedRow(*found) : -1;
 }
 
+// Lets a scan that can go on afterwards find the next row. ReadRow takes it from there.
+// @returns -1 when there is none; nothing when a scan cannot tell, for want of a state that lasts, or because
+//          the row is damaged
+std::optional<int> rfm_TableNode::NextByScan() {
+  rfm_Connection& connection = database->Connection();
+  rfm_ScopeGuard const scope(connection);
+  if (!connection.HoldsState() || connection.InTransaction() || !shape->Exists()) {
+    return std::nullopt;
+  }
+  FitBuffer();
+  EndScanUnlessAt(next);
+  try {
+    if (!scanning) {
+      StartScan(next);
+    }
+    int found = 0;
+    if (!StepScan(found)) {
+      return -1;
+    }
+    next = scanNext = found;
+    stepped = true;
+    return found;
+  } catch (rfm_Exception const& failure) {
+    EndScan();
+    if (failure.Kind() != rfm_ErrorKind::Damaged) {
+      throw;
+    }
+    return std::nullopt;
+  }
+}
+
+void rfm_TableNode::EndScan() noexcept {
+  if (scanning) {
+    database->Connection().Drop(*this);
+    Stop();
+  }
+}
+
+void rfm_TableNode::EndScanUnlessAt(int place) noexcept {
+  if (scanNext != place) {
+    EndScan();
+  }
+}
+
 // The number of the first row at or after a place.
-std::optional<std::int64_t> rfm_TableNode::FirstRowFrom(int place) {
+std::optional<std::int64_t> rfm_TableNode::FirstRowFrom(std::int64_t place) {
   rfm_Connection& connection = database->Connection();
   rfm_ScopeGuard const scope(connection);
   if (!shape->Exists()) {
@@ -318,7 +369,8 @@ void rfm_TableNode::StartScan(int from) {
 }
 
 bool rfm_TableNode::StepScan(int& number) {
-  int const result = database->Connection().Advance(scan.Get());
+  int const result = stepped ? SQLITE_ROW : database->Connection().Advance(scan.Get());
+  stepped = false;
   if (result == SQLITE_ROW) {
     number = CheckedRow(sqlite3_column_int64(scan.Get(), 0));
     if (number < scanNext) { // pages that lead in circles
@@ -346,20 +398,14 @@ rfm_Row const& rfm_TableNode::ReadRow(int number) {
   }
   FitBuffer();
   bool const follows = target == row.rowNumber + 1;
-  if (scanning && scanNext != target) {
-    connection.Drop(*this);
-    Stop();
-  }
+  EndScanUnlessAt(target);
   if (!scanning && (number < 0 || (follows && connection.HoldsState()))) {
     StartScan(target);
   }
   if (scanning) {
     int found = 0;
     if (!StepScan(found) || (number >= 0 && found != number)) {
-      if (scanning) {
-        connection.Drop(*this);
-        Stop();
-      }
+      EndScan();
       ThrowNoRow(target);
     }
     Fill(scan.Get(), found);

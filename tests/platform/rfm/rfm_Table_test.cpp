@@ -77,6 +77,44 @@ TEST_F(TableTest, ManyWalksAtOnceAreIndependent) {
   }
 }
 
+TEST_F(TableTest, ARowThatWasFoundIsReadNext) {
+  saveModels(database, {"a", "b"});
+  rfm_ReadScope const scope(database);
+  rfm_Table table = database.Table(modelType);
+  EXPECT_EQ(table.NextRow(), 0);
+  EXPECT_EQ(table.NextRow(), 0) << "it was not read";
+  EXPECT_EQ(table.ReadRow(0).ReadFieldString("modelName"), cow_String("a"));
+  EXPECT_TRUE(table.RowExists(-1));
+  EXPECT_EQ(table.ReadRow(-1).ReadFieldString("modelName"), cow_String("b"));
+  EXPECT_EQ(table.NextRow(), -1);
+  EXPECT_FALSE(table.RowExists(-1));
+  table.Seek(1);
+  EXPECT_EQ(table.NextRow(), 1);
+  table.Seek(0);
+  EXPECT_EQ(table.ReadRow(-1).ReadFieldString("modelName"), cow_String("a"));
+}
+
+TEST_F(TableTest, ARowThatCannotBeReadIsFoundAllTheSame) {
+  std::string const longName(20000, 'x'); // which takes pages of its own
+  saveModels(database, {longName.c_str(), "b"});
+  constexpr std::size_t pageSize = 4096;
+  std::string bytes = readFile(path);
+  for (std::size_t page = 0; page < bytes.size(); page += pageSize) {
+    bool const isOfTheName = bytes.compare(page + 4, 1000, longName, 0, 1000) == 0;
+    bytes[page] = isOfTheName ? '\x7f' : bytes[page]; // the number of the name's next page
+  }
+  writeFile(path, bytes);
+  rfm_Database const damaged = openFile(path, utl_FileAccess::Read);
+  rfm_ReadScope const scope(damaged);
+  rfm_Table table = damaged.Table(modelType);
+  EXPECT_TRUE(table.RowExists(-1));
+  EXPECT_EQ(table.NextRow(), 0);
+  EXPECT_THAT(failureOf([&] { table.ReadRow(0); }), HasSubstr("class 'ddr_Model', row 0: it is damaged"));
+  table.Seek(1);
+  EXPECT_EQ(table.NextRow(), 1);
+  EXPECT_EQ(table.ReadRow(1).ReadFieldString("modelName"), cow_String("b"));
+}
+
 TEST_F(TableTest, ATableOfAHandleBeyondAllTypesIsEmpty) {
   saveModels(database, {"a"});
   EXPECT_EQ(database.TableOfHandle(modelType).Length(), 1);
