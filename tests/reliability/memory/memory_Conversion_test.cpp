@@ -31,8 +31,8 @@ private:
   static inline Things* current = nullptr;
 };
 
-/// What the function that converts the first row calls. Allocations count within that function alone; a failure
-/// ends the conversion, unless the function answers it.
+/// What the function that converts the first row calls. Allocations count within that function alone; a
+/// failure ends the conversion, unless the function answers it.
 struct InStep {
   void play(void (*work)(InStep&)) {
     bool const isCounting = failing_memory::pause();
@@ -155,7 +155,8 @@ std::vector<memory_call> const stepCalls = callsOfSteps({
     {"dbc_Utils::CreateClassInOutputDatabase",
      [](InStep& on) {
        rom_Transporter& transporter = on.converter().OutputDatabase().Transporter();
-       on.told = std::to_string(on.utils().CreateClassInOutputDatabase(cls_ListObjTypeId, transporter)->Length());
+       on.told =
+           std::to_string(on.utils().CreateClassInOutputDatabase(cls_ListObjTypeId, transporter)->Length());
      }},
     {"dbc_Utils::CreateTempClassInOutputDatabase and its rows",
      [](InStep& on) {
@@ -180,7 +181,8 @@ std::vector<memory_call> const stepCalls = callsOfSteps({
     {"dbc_Table::AppendRow of a collection",
      [](InStep& on) {
        bool const isCounting = failing_memory::pause();
-       std::unique_ptr<dbc_Table> const entries = on.utils().SetNewAttributeMapInOutputDatabase(on.row(), "map");
+       std::unique_ptr<dbc_Table> const entries =
+           on.utils().SetNewAttributeMapInOutputDatabase(on.row(), "map");
        int const length = entries->Length();
        failing_memory::resume(isCounting);
        entries->AppendRow();
@@ -188,7 +190,9 @@ std::vector<memory_call> const stepCalls = callsOfSteps({
      }},
     {"dbc_Utils::CreateEnum and SetEnum",
      [](InStep& on) {
-       again([&] { on.utils().SetEnum("name", on.row(), on.utils().CreateEnum("an enumeration of ours", longText)); });
+       again([&] {
+         on.utils().SetEnum("name", on.row(), on.utils().CreateEnum("an enumeration of ours", longText));
+       });
      }},
     {"dbc_Row::WriteField of every type", [](InStep& on) { writeAll(on.row()); }},
 });

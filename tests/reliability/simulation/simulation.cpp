@@ -77,5 +77,5 @@ simulation_outcome simulate(std::uint64_t seed) {
   if (openDescriptors() != descriptors) {
     ground.failure += " a file was left open";
   }
-  return {ground.failure, ground.history, ground.steps};
+  return {ground.failure, ground.history, ground.steps, ground.besideOthers};
 }

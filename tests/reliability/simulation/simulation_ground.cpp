@@ -1,7 +1,10 @@
 // simulation_ground.cpp: files without anything in them, and the history.
 #include "simulation_ground.h"
 
+#include "database_test.h"
 #include "os_Runtime.h"
+
+#include <utility>
 
 namespace {
 
@@ -12,6 +15,14 @@ std::int64_t tellTime(std::int64_t* seconds) {
     *seconds = clockTime;
   }
   return clockTime;
+}
+
+std::string effectText(device_fault const& fault) {
+  std::string text = numbered(nameOf(fault.call), fault.number);
+  text += fault.effect == device_fault::Effect::Error       ? " fails, "
+          : fault.effect == device_fault::Effect::LateError ? " fails late, "
+                                                            : " is cut short, ";
+  return text + numbered("errno ", fault.errorNumber) + (fault.lasting ? ", and all later ones" : "");
 }
 
 } // namespace
@@ -45,7 +56,27 @@ void simulation_ground::mayPass() {
   int const interrupted = interruptible;
   if (interrupted >= 0 && dice.chance(passPercent)) {
     interruptible = -1;
+    std::optional<device_fault> const kept = std::exchange(laterFault, std::nullopt);
     baton.pass(static_cast<unsigned>(interrupted));
-    interruptible = interrupted;
+    if (kept) {
+      arm(static_cast<unsigned>(interrupted), *kept);
+    } else {
+      interruptible = interrupted;
+    }
   }
+}
+
+void simulation_ground::arm(unsigned world, device_fault const& fault) {
+  tell(world, "  with a fault: " + effectText(fault));
+  armed = static_cast<int>(world);
+  device.start(fault);
+}
+
+bool simulation_ground::disarm(unsigned world) {
+  interruptible = -1;
+  laterFault.reset();
+  bool const met = armed == static_cast<int>(world) && device.faults() > 0;
+  armed = -1;
+  device.stop();
+  return met;
 }

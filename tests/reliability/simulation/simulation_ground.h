@@ -6,6 +6,7 @@
 #include "simulation_model.h"
 #include "temporary_folder.h"
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -23,6 +24,10 @@ struct simulation_ground {
   void tell(unsigned world, std::string text);
   /// Asked before a lock is taken: another world may go on while one is in the middle of a call.
   void mayPass();
+  /// From now on the call that a world is in may meet a fault. No other world goes on until disarm().
+  void arm(unsigned world, device_fault const& fault);
+  /// Ends that. @returns whether the call has met the fault
+  bool disarm(unsigned world);
 
   simulation_dice dice;
   simulation_baton baton;
@@ -30,9 +35,14 @@ struct simulation_ground {
   fault_device device{folder.path()};
   std::vector<plain_file> files;
   bool withFaults = false;
-  unsigned passPercent = 0; // of the locks before which another world may go on
-  int interruptible = -1;   // the world in a call in which another may go on; -1: none
+  unsigned passPercent = 0;               // of the locks before which another world may go on
+  int interruptible = -1;                 // the world in a call in which another may go on; -1: none
+  std::optional<device_fault> laterFault; // of that call, once others have gone on meanwhile
+  int besideOthers = 0; // faults that met a call beside a half-done one of another world on the file
   int steps = 0;
   std::string history;
   std::string failure; // of the world that met one first
+
+private:
+  int armed = -1; // the world whose call may meet a fault now
 };

@@ -7,6 +7,7 @@
 #include "ddr_FixPS.h"
 #include "ddr_Shortcut.h"
 #include "os_Time.h"
+#include "rfm_Exception.h"
 #include "simulation_files.h"
 #include "simulation_layouts.h"
 
@@ -22,7 +23,9 @@ constexpr char const* succeeded = "nothing"; // what failureOf says of it
 constexpr char const* inUse = "it is in use";
 
 constexpr unsigned faultPercent = 25;
-constexpr std::size_t longNote = 6000; // on pages of its own
+constexpr unsigned faultBesideOthersPercent = 60; // where others are in the middle of calls on the file
+constexpr unsigned laterPercent = 40;             // of the faults, in a call in which others may go on
+constexpr std::size_t longNote = 6000;            // on pages of its own
 
 std::vector<std::string> succeeds() {
   return {};
@@ -44,14 +47,6 @@ std::string shown(std::string const& name) {
 
 std::string textOf(std::optional<plain_record> const& record) {
   return record ? record->text() : "no record";
-}
-
-std::string effectText(device_fault const& fault) {
-  std::string text = numbered(nameOf(fault.call), fault.number);
-  text += fault.effect == device_fault::Effect::Error       ? " fails, "
-          : fault.effect == device_fault::Effect::LateError ? " fails late, "
-                                                            : " is cut short, ";
-  return text + numbered("errno ", fault.errorNumber) + (fault.lasting ? ", and all later ones" : "");
 }
 
 } // namespace
@@ -100,6 +95,7 @@ void simulation_world::step() {
     drawn -= kind++->weight;
   }
   (this->*kind->play)();
+  settle();
   requireSame();
 }
 
@@ -108,20 +104,31 @@ void simulation_world::step() {
 simulation_world::Ending simulation_world::attempt(plain_file& file, std::string const& what, bool inTurns,
                                                    Expected const& expected,
                                                    std::function<void()> const& work) {
-  bool const faulty = ground.withFaults && file.users == 0 && ground.dice.chance(faultPercent);
   ground.tell(number, what + " " + file.path);
-  if (faulty) {
-    arm();
-  } else if (inTurns) {
+  int const faultsBefore = file.faults;
+  bool const wasUnsettled = file.isUnsettled;
+  bool const faulty =
+      ground.withFaults && ground.dice.chance(file.users == 0 ? faultPercent : faultBesideOthersPercent);
+  bool const later = faulty && inTurns && ground.dice.chance(laterPercent);
+  if (later) {
+    ground.laterFault = drawFault();
+  } else if (faulty) {
+    ground.arm(number, drawFault());
+  }
+  if (inTurns && (later || !faulty)) {
     ground.interruptible = static_cast<int>(number);
   }
   ++file.users;
   std::string const said = failureOf(work);
   --file.users;
-  ground.interruptible = -1;
-  metFault = faulty && ground.device.faults() > 0;
-  ground.device.stop();
+  bool const metFault = ground.disarm(number);
+  ground.besideOthers += metFault && file.users > 0 ? 1 : 0;
+  file.faults += metFault ? 1 : 0;
+  isShaken = wasUnsettled || file.faults != faultsBefore;
   ground.tell(number, what + (metFault ? " met a fault and said " : " said ") + said);
+  if (file.isUnsettled && file.users == 0) {
+    observe(file.path, *classes); // which takes back what a failed save has left
+  }
   std::optional<Texts> const wanted = expected();
   if (said == succeeded) {
     require(!wanted || wanted->empty(), "a call is refused");
@@ -130,7 +137,7 @@ simulation_world::Ending simulation_world::attempt(plain_file& file, std::string
   bool const isExpected = !wanted || saysOneOf(said, *wanted);
   require(isExpected || said.find(ground.folder.path() + "/") != std::string::npos,
           "a failure names the file");
-  if (metFault) {
+  if (isShaken) {
     return Ending::Failed;
   }
   bool const isContended = file.users > 0 && said.find(inUse) != std::string::npos;
@@ -138,7 +145,7 @@ simulation_world::Ending simulation_world::attempt(plain_file& file, std::string
   return Ending::Refused;
 }
 
-void simulation_world::arm() {
+device_fault simulation_world::drawFault() {
   constexpr std::array kinds{device_call::Open,   device_call::Read,     device_call::Write,
                              device_call::Sync,   device_call::Truncate, device_call::Delete,
                              device_call::Rename, device_call::Lock};
@@ -153,12 +160,20 @@ void simulation_world::arm() {
   fault.effect = effects[dice.below(isFrequent ? effects.size() : 2)];
   fault.errorNumber = errors[dice.below(errors.size())];
   fault.lasting = dice.chance(40);
-  ground.tell(number, "  with a fault: " + effectText(fault));
-  ground.device.start(fault);
+  return fault;
 }
 
-bool simulation_world::hasLanded(plain_file const& file, std::optional<plain_record> const& after) {
-  plain_file const found = observe(file.path, *classes);
+bool simulation_world::hasLanded(plain_file& file, std::optional<plain_record> const& after) {
+  plain_file found;
+  try {
+    found = observe(file.path, *classes);
+  } catch (rfm_Exception const& refusal) {
+    require(file.users > 0 && saysOneOf(refusal.what(), {inUse}), "a file can be looked at after a failure");
+    // The call that is half done has had its lock all the time, beside which nobody ends a save.
+    ground.tell(number, "  and cannot have happened");
+    file.isUnsettled = true;
+    return false;
+  }
   bool const landed = found.inode != file.inode || found.commits != file.commits;
   ground.tell(number, landed ? "  and has happened" : "  and has not happened");
   if (!landed) {
@@ -232,7 +247,7 @@ void simulation_world::openFor(utl_FileAccess access, std::string const& newName
       file, renames ? "open under a new name" : "open", !renames,
       [&]() -> std::optional<Texts> {
         // What cannot be read of a file that is open is taken for another file.
-        bool const isDisturbed = hasChanged() || (isOpen && metFault);
+        bool const isDisturbed = hasChanged() || (isOpen && isShaken);
         return isDisturbed ? std::nullopt : std::optional(refusalToOpen(file, readOnly));
       },
       [&] {
@@ -416,7 +431,7 @@ void simulation_world::check() {
   bool const neverSaved = !before.record || !file.record; // which is told as damage
   require(result.status != ddr_CheckStatus::Damaged || neverSaved, "no file is damaged: " + found);
   bool const isSound = result.status == ddr_CheckStatus::Sound;
-  bool const isUndisturbed = !metFault && file.users == 0 && file.commits == before.commits;
+  bool const isUndisturbed = !isShaken && file.users == 0 && file.commits == before.commits;
   require(isSound || !isUndisturbed || !file.record, "a file is sound: " + found);
 }
 
@@ -577,6 +592,16 @@ void simulation_world::readAgain() {
 }
 
 // ---- what must be so ----
+
+// Looks at the files at which nobody could look after a failure.
+void simulation_world::settle() {
+  for (plain_file& file : ground.files) {
+    if (file.isUnsettled && file.users == 0) {
+      requireFile(file);
+      file.isUnsettled = false;
+    }
+  }
+}
 
 void simulation_world::requireFile(plain_file const& file) {
   if (file.users > 0) {

@@ -28,12 +28,13 @@ private:
   // nothing for one that may end either way. Asked when the call has returned.
   using Expected = std::function<std::optional<Texts>()>;
 
-  // One call of the module on a file, with a fault or in turns with other worlds.
+  // One call of the module on a file, with a fault or in turns with other worlds, or with a fault once others
+  // have had their turn.
   Ending attempt(plain_file& file, std::string const& what, bool inTurns, Expected const& expected,
                  std::function<void()> const& work);
-  void arm();
+  device_fault drawFault();
   // Whether a call that failed has reached the file all the same; the file is what it was before, or `after`.
-  bool hasLanded(plain_file const& file, std::optional<plain_record> const& after);
+  bool hasLanded(plain_file& file, std::optional<plain_record> const& after);
   void replaced(plain_file& file, std::optional<plain_record> const& record);
 
   void create();
@@ -65,6 +66,7 @@ private:
   plain_file& anyFile() { return ground.files[ground.dice.below(ground.files.size())]; }
   std::string anyKey() { return std::string(1, static_cast<char>('A' + ground.dice.below(8))); }
   std::string const& anyName(plain_registry::Databases const& databases);
+  void settle();
   void requireFile(plain_file const& file);
   void requireSame();
   void requireSame(ddr_DdbContainer const& found, plain_registry::Databases const& expected);
@@ -75,6 +77,6 @@ private:
   module_client client;
   std::unique_ptr<cls_ClassRegistrar> classes;
   plain_registry plain;
-  bool metFault = false;                                                      // in the last call
+  bool isShaken = false; // whether a fault has met the last call or, meanwhile, others on its file
   std::optional<std::pair<ddr_DdbContainer, plain_registry::Databases>> kept; // a copy and what it holds
 };
