@@ -41,7 +41,6 @@ struct plain_file {
   std::vector<plain_record> past;     // records of this file and of those before it, the newest last
   int users = 0;                      // worlds in the middle of a call that has to do with it
   int faults = 0;                     // that calls on it have met
-  bool isUnsettled = false; // a failed call has left it so that nobody could look, for the locks of others
 
   bool exists() const noexcept { return inode != 0; }
   void commit(plain_record const& saved) {

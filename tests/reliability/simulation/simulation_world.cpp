@@ -7,7 +7,6 @@
 #include "ddr_FixPS.h"
 #include "ddr_Shortcut.h"
 #include "os_Time.h"
-#include "rfm_Exception.h"
 #include "simulation_files.h"
 #include "simulation_layouts.h"
 
@@ -95,7 +94,6 @@ void simulation_world::step() {
     drawn -= kind++->weight;
   }
   (this->*kind->play)();
-  settle();
   requireSame();
 }
 
@@ -106,7 +104,6 @@ simulation_world::Ending simulation_world::attempt(plain_file& file, std::string
                                                    std::function<void()> const& work) {
   ground.tell(number, what + " " + file.path);
   int const faultsBefore = file.faults;
-  bool const wasUnsettled = file.isUnsettled;
   bool const faulty =
       ground.withFaults && ground.dice.chance(file.users == 0 ? faultPercent : faultBesideOthersPercent);
   bool const later = faulty && inTurns && ground.dice.chance(laterPercent);
@@ -124,11 +121,8 @@ simulation_world::Ending simulation_world::attempt(plain_file& file, std::string
   bool const metFault = ground.disarm(number);
   ground.besideOthers += metFault && file.users > 0 ? 1 : 0;
   file.faults += metFault ? 1 : 0;
-  isShaken = wasUnsettled || file.faults != faultsBefore;
+  isShaken = file.faults != faultsBefore;
   ground.tell(number, what + (metFault ? " met a fault and said " : " said ") + said);
-  if (file.isUnsettled && file.users == 0) {
-    observe(file.path, *classes); // which takes back what a failed save has left
-  }
   std::optional<Texts> const wanted = expected();
   if (said == succeeded) {
     require(!wanted || wanted->empty(), "a call is refused");
@@ -163,17 +157,8 @@ device_fault simulation_world::drawFault() {
   return fault;
 }
 
-bool simulation_world::hasLanded(plain_file& file, std::optional<plain_record> const& after) {
-  plain_file found;
-  try {
-    found = observe(file.path, *classes);
-  } catch (rfm_Exception const& refusal) {
-    require(file.users > 0 && saysOneOf(refusal.what(), {inUse}), "a file can be looked at after a failure");
-    // The call that is half done has had its lock all the time, beside which nobody ends a save.
-    ground.tell(number, "  and cannot have happened");
-    file.isUnsettled = true;
-    return false;
-  }
+bool simulation_world::hasLanded(plain_file const& file, std::optional<plain_record> const& after) {
+  plain_file const found = observe(file.path, *classes);
   bool const landed = found.inode != file.inode || found.commits != file.commits;
   ground.tell(number, landed ? "  and has happened" : "  and has not happened");
   if (!landed) {
@@ -592,16 +577,6 @@ void simulation_world::readAgain() {
 }
 
 // ---- what must be so ----
-
-// Looks at the files at which nobody could look after a failure.
-void simulation_world::settle() {
-  for (plain_file& file : ground.files) {
-    if (file.isUnsettled && file.users == 0) {
-      requireFile(file);
-      file.isUnsettled = false;
-    }
-  }
-}
 
 void simulation_world::requireFile(plain_file const& file) {
   if (file.users > 0) {

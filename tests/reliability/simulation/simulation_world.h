@@ -34,7 +34,7 @@ private:
                  std::function<void()> const& work);
   device_fault drawFault();
   // Whether a call that failed has reached the file all the same; the file is what it was before, or `after`.
-  bool hasLanded(plain_file& file, std::optional<plain_record> const& after);
+  bool hasLanded(plain_file const& file, std::optional<plain_record> const& after);
   void replaced(plain_file& file, std::optional<plain_record> const& record);
 
   void create();
@@ -66,7 +66,6 @@ private:
   plain_file& anyFile() { return ground.files[ground.dice.below(ground.files.size())]; }
   std::string anyKey() { return std::string(1, static_cast<char>('A' + ground.dice.below(8))); }
   std::string const& anyName(plain_registry::Databases const& databases);
-  void settle();
   void requireFile(plain_file const& file);
   void requireSame();
   void requireSame(ddr_DdbContainer const& found, plain_registry::Databases const& expected);
