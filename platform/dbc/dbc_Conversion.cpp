@@ -221,12 +221,7 @@ dbc_ConversionReport dbc_Conversion::Plan(cow_String const& input) {
 }
 
 dbc_ConversionReport dbc_Conversion::Run(cow_String const& input, cow_String const& output,
-                                         dbc_ProgressCallback const& progress) {
-  return Run(input, output, utl_FileAccess::Create, progress);
-}
-
-dbc_ConversionReport dbc_Conversion::Run(cow_String const& input, cow_String const& output,
-                                         utl_FileAccess access, dbc_ProgressCallback const& progress) {
+                                         dbc_ProgressCallback const& progress, utl_FileAccess access) {
   if (access != utl_FileAccess::Create && access != utl_FileAccess::CreateNew) {
     nex_Exception::Throw(nex_AssertException("access == Create || access == CreateNew"),
                          "platform/dbc/dbc_Conversion", __LINE__);

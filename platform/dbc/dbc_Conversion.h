@@ -119,16 +119,14 @@ public:
   /// @param input name of a database file, in UTF-8
   /// @param output name of the file to be made, in UTF-8; its folder must be there
   /// @param progress asked as the work goes on; empty: nobody is asked
+  /// @param access utl_FileAccess::Create, or utl_FileAccess::CreateNew, which replaces nothing, however late
+  /// it appears under the output name
   /// @returns what was done; with `alreadyCurrent` nothing was copied and there is no output
   /// @throws dbc_CancelledException when `progress` said so
   /// @throws rfm_Exception naming the file, the class and the row: a damaged or unreadable input, an output
   /// that is the input, is in use or is not a database of ours, a full device
   /// @throws nex_Exception or whatever else a conversion function or `progress` throws
   static dbc_ConversionReport Run(cow_String const& input, cow_String const& output,
-                                  dbc_ProgressCallback const& progress = {});
-  /// The same with a choice.
-  /// @param access utl_FileAccess::Create, or utl_FileAccess::CreateNew, which replaces nothing, however late
-  /// it appears under the output name
-  static dbc_ConversionReport Run(cow_String const& input, cow_String const& output, utl_FileAccess access,
-                                  dbc_ProgressCallback const& progress = {});
+                                  dbc_ProgressCallback const& progress = {},
+                                  utl_FileAccess access = utl_FileAccess::Create);
 };

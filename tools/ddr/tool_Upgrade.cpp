@@ -48,13 +48,15 @@ dbc_ConversionReport convert(Request const& request) {
   }
   // Without --force nothing that appears in the course of the work is replaced either.
   utl_FileAccess const access = request.force ? utl_FileAccess::Create : utl_FileAccess::CreateNew;
-  return dbc_Conversion::Run(cow_String(request.oldFile), cow_String(request.newFile), access,
-                             [&](dbc_Progress const& progress) {
-                               if (shown) {
-                                 shown->Show(titleOf(progress), progress.done, progress.total);
-                               }
-                               return !interruption.Wanted();
-                             });
+  return dbc_Conversion::Run(
+      cow_String(request.oldFile), cow_String(request.newFile),
+      [&](dbc_Progress const& progress) {
+        if (shown) {
+          shown->Show(titleOf(progress), progress.done, progress.total);
+        }
+        return !interruption.Wanted();
+      },
+      access);
 }
 
 // ---- the report in words ----

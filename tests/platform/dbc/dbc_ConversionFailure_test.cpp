@@ -196,14 +196,16 @@ TEST_F(dbc_ConversionFailure, AnOutputThatOthersWriteToIsNotReplaced) {
 TEST_F(dbc_ConversionFailure, ANewOutputDoesNotReplaceADatabaseThatAppearsMeanwhile) {
   std::string said = "nothing";
   try {
-    dbc_Conversion::Run(cow_String(oldPath), cow_String(newPath), utl_FileAccess::CreateNew,
-                        [this](dbc_Progress const& now) {
-                          if (occupied.empty() && now.phase == dbc_Progress::Phase::Finishing) {
-                            occupy();
-                            remember();
-                          }
-                          return true;
-                        });
+    dbc_Conversion::Run(
+        cow_String(oldPath), cow_String(newPath),
+        [this](dbc_Progress const& now) {
+          if (occupied.empty() && now.phase == dbc_Progress::Phase::Finishing) {
+            occupy();
+            remember();
+          }
+          return true;
+        },
+        utl_FileAccess::CreateNew);
   } catch (rfm_Exception const& failure) {
     said = failure.what();
   }
