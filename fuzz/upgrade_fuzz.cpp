@@ -22,7 +22,7 @@ struct Place {
   temporary_folder folder;
   std::string path = folder.path("file");
   std::vector<std::string> sound;
-  file_probe probe;
+  file_probe probe{false};
 };
 
 } // namespace

@@ -224,7 +224,7 @@ void probe_result::Add(probe_result const& further) {
   faults.insert(faults.end(), further.faults.begin(), further.faults.end());
 }
 
-file_probe::file_probe() {
+file_probe::file_probe(bool listsUpgraded) : listsUpgradedFiles(listsUpgraded) {
   ddr_initialize(libraries);
   auto* const classes = omi_Singleton<cls_MetadataRegistrar>::Instance().MakeClassRegistrar();
   note_registerClasses(*classes);
@@ -277,7 +277,9 @@ probe_result file_probe::upgrade(std::string const& path) {
     // Most damages leave no trace in the new file. What has the same bytes reads the same.
     if (std::string bytes = readFile(newPath); bytes != upgradedBytes) {
       upgradedFile = look(newPath);
-      upgradedFile.contents += stored_file(newPath).everything();
+      if (listsUpgradedFiles) {
+        upgradedFile.contents += stored_file(newPath).everything();
+      }
       upgradedBytes = std::move(bytes);
     }
     std::filesystem::remove(newPath);

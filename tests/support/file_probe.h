@@ -19,7 +19,8 @@ struct probe_result {
 /// Looks files over, in a running module of its own. One thread at a time.
 class file_probe {
 public:
-  file_probe();
+  /// @param listsUpgraded whether upgrade() lists each stored value of what it made
+  explicit file_probe(bool listsUpgraded = true);
   ~file_probe();
   file_probe(file_probe const&) = delete;
   file_probe& operator=(file_probe const&) = delete;
@@ -42,6 +43,7 @@ public:
 
 private:
   int libraries = 0;
+  bool const listsUpgradedFiles;
   std::string upgradedBytes; // of the last new file, and what was found in it
   probe_result upgradedFile;
 };
