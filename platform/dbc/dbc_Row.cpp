@@ -34,7 +34,7 @@ dbc_Row::Loose const& dbc_Row::Get(rfm_FieldHandle const& field) const {
   Loose const* const found = Find(field);
   if (!found) {
     nex_Exception::Throw(nex_TextException("A row that is converted has no field '" +
-                                           utl_Printable(field.Name().View()) + "'."),
+                                           utl_PrintableStart(field.Name().View()) + "'."),
                          "platform/dbc/dbc_Row", __LINE__);
   }
   return *found;

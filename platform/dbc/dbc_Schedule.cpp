@@ -67,7 +67,7 @@ dbc_Schedule::dbc_Schedule()
 void dbc_Schedule::RefuseVersion(rfm_Database const& file, rfm_ClassEntry const& stored, Layouts const& older,
                                  int newest) const {
   std::string const where = "Database file '" + utl_Printable(file.FileName().View()) + "', class '" +
-                            utl_Printable(stored.name.View()) + "'";
+                            utl_PrintableStart(stored.name.View()) + "'";
   if (stored.version > newest) {
     nex_Exception::Throw(rfm_Exception(rfm_ErrorKind::Newer, where,
                                        "it has the version " + std::to_string(stored.version) +

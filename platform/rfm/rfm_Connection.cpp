@@ -4,6 +4,7 @@
 #include "rfm_Format.h"
 #include "rfm_LockHolder.h"
 #include "rfm_Statement.h"
+#include "rfm_SystemError.h"
 #include "utl_Utf8.h"
 
 #include <algorithm>
@@ -14,7 +15,6 @@
 #include <fcntl.h>
 #include <memory>
 #include <new>
-#include <system_error>
 #include <unistd.h>
 
 namespace {
@@ -70,34 +70,39 @@ sqlite3_file* mainFile(sqlite3* database) {
 }
 
 // SQLite calls a page damaged that the device failed to deliver, but remembers the device's answer.
-bool deviceRefusedToRead(sqlite3* database, char const* schema = "main") {
+// @returns the answer; 0 when the device did deliver
+int refusalToRead(sqlite3* database, char const* schema = "main") {
   int number = 0;
-  return database && sqlite3_file_control(database, schema, SQLITE_FCNTL_LAST_ERRNO, &number) == SQLITE_OK &&
-         (number == EIO || number == ENXIO || number == ERANGE);
+  bool const isKnown =
+      database && sqlite3_file_control(database, schema, SQLITE_FCNTL_LAST_ERRNO, &number) == SQLITE_OK;
+  return isKnown && (number == EIO || number == ENXIO || number == ERANGE) ? number : 0;
 }
 
 // What SQLite may meet once it has removed the journal, which is what makes a commit. The rest of a commit
 // comes before; what fails there takes the changes back.
-rfm_CommitEnd endOfCommit(int result) {
+rfm_CommitEnd endOfCommit(int result, int number) {
   using Fate = rfm_CommitEnd::Fate;
   switch (result) {
   case SQLITE_IOERR_DIR_FSYNC:
-    return {Fate::Stands, "its folder could not be synced"};
+    return {Fate::Stands, "its folder could not be synced", number};
   case SQLITE_IOERR_UNLOCK:
   case SQLITE_IOERR_RDLOCK:
-    return {Fate::Stands, "it could not be unlocked"};
+    return {Fate::Lasts, "it could not be unlocked", number};
   case SQLITE_IOERR_DELETE:
   case SQLITE_IOERR_DELETE_NOENT:
-    return {Fate::MayStand, "its journal could not be deleted"};
+    return {Fate::MayStand, "its journal could not be deleted", number};
   case SQLITE_IOERR_TRUNCATE:
-    return {Fate::MayStand, "it could not be cut off"};
+    return {Fate::MayStand, "it could not be cut off", number};
   default:
     return {};
   }
 }
 
-bool isSpaceError(int number) {
-  return number == ENOSPC || number == EDQUOT || number == EFBIG;
+// Whether the system has a part in a result.
+bool isOfSystem(int result) {
+  int const plain = result & 0xff;
+  return plain == SQLITE_IOERR || plain == SQLITE_CANTOPEN || plain == SQLITE_FULL ||
+         plain == SQLITE_READONLY;
 }
 
 bool isBusy(int result) {
@@ -121,18 +126,48 @@ char const* sourcePath(std::string_view sourceFile) {
 struct Verdict {
   rfm_ErrorKind kind;
   std::string what;
-  char const* advice;
+  std::string advice;
 };
 
-Verdict judgeWriteFailure(std::string const& detail) {
-  return {rfm_ErrorKind::Full, "the device failed while writing (" + detail + "); nothing was changed",
-          "Check the device and its free space, then try again"};
+// Where SQLite cannot make a file, it tries to open one for reading alone, and what that leaves, that there
+// is none, hides why. Makes the file, and takes it away again.
+// @returns whether it can be made; else errno says why not
+bool canBeMade(char const* path) {
+  constexpr mode_t ownOnly = 0600;
+  int const descriptor = open(path, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, ownOnly);
+  if (descriptor < 0) {
+    return false;
+  }
+  close(descriptor);
+  unlink(path);
+  return true;
 }
 
+constexpr char const* tryAgain = "then try again";
+
+// @param number the system's answer; 0: SQLite, or the size of the file, says so
+Verdict judgeSpace(int number) {
+  rfm_SystemError const error = rfm_systemError(number == 0 ? ENOSPC : number);
+  std::string const reason = number == 0 || number == ENOSPC ? "" : " (" + error.words + ")";
+  return {rfm_ErrorKind::Full, "there is no space left on the device" + reason + "; nothing was changed",
+          rfm_advice(error, "", tryAgain)};
+}
+
+Verdict judgeWriteFailure(rfm_SystemError const& error, std::string const& detail) {
+  if (error.isOfRights) {
+    return {error.kind, "it cannot be written (" + detail + "); nothing was changed",
+            rfm_advice(error, "", tryAgain)};
+  }
+  return {rfm_ErrorKind::Full, "the device failed while writing (" + detail + "); nothing was changed",
+          rfm_advice(error, "Check the device and its free space", tryAgain)};
+}
+
+// @param number the system's answer; 0 when it gave none
+// @param detail the same in words, or what SQLite says
 Verdict judgeInputOutput(int result, int number, std::string const& detail) {
-  if (isSpaceError(number)) {
-    return {rfm_ErrorKind::Full, "there is no space left on the device; nothing was changed",
-            "Make room on the device, then try again"};
+  rfm_SystemError const error = rfm_systemError(number);
+  if (error.isOfSpace) {
+    return judgeSpace(number);
   }
   switch (result) {
   case SQLITE_IOERR_WRITE:
@@ -140,15 +175,27 @@ Verdict judgeInputOutput(int result, int number, std::string const& detail) {
   case SQLITE_IOERR_DIR_FSYNC:
   case SQLITE_IOERR_TRUNCATE:
   case SQLITE_IOERR_DELETE:
-    return judgeWriteFailure(detail);
+    return judgeWriteFailure(error, detail);
   case SQLITE_IOERR_LOCK:
   case SQLITE_IOERR_RDLOCK:
   case SQLITE_IOERR_CHECKRESERVEDLOCK:
     return {rfm_ErrorKind::Locked, "it cannot be locked (" + detail + ")",
-            "Use a file system that supports file locks, then try again"};
+            rfm_advice(error,
+                       number == EIO ? "Check the device" : "Use a file system that supports file locks",
+                       tryAgain)};
   default:
-    return {rfm_ErrorKind::Other, "the device failed (" + detail + ")", "Check the device, then try again"};
+    return {error.kind, "the device failed (" + detail + ")",
+            rfm_advice(error, "Check the device", tryAgain)};
   }
+}
+
+Verdict judgeOpening(int number, std::string const& detail) {
+  rfm_SystemError const error = rfm_systemError(number == 0 ? EACCES : number);
+  if (error.isOfSpace) {
+    return judgeSpace(number);
+  }
+  return {error.kind, "it, or a file beside it, cannot be opened (" + detail + ")",
+          rfm_advice(error, "Check the device", tryAgain)};
 }
 
 Verdict judge(int result, int number, std::string const& detail) {
@@ -182,24 +229,20 @@ Verdict judge(int result, int number, std::string const& detail) {
     return {rfm_ErrorKind::Locked, "it is in use by another process",
             "Try again when the other one has finished"};
   case SQLITE_FULL:
-    return {rfm_ErrorKind::Full, "there is no space left on the device; nothing was changed",
-            "Make room on the device, then try again"};
+    return judgeSpace(rfm_systemError(number).isOfSpace ? number : 0);
   case SQLITE_IOERR:
     return judgeInputOutput(result, number, detail);
   case SQLITE_READONLY:
-    return {rfm_ErrorKind::ReadOnly, "it cannot be written",
-            "Open it for reading, or make the file writable"};
+    return {rfm_ErrorKind::ReadOnly,
+            number == 0 ? "it cannot be written" : "it cannot be written (" + detail + ")",
+            number == EROFS ? "Open it for reading, or copy it elsewhere"
+                            : "Open it for reading, or make the file writable"};
   case SQLITE_PERM:
   case SQLITE_AUTH:
     return {rfm_ErrorKind::NoPermission, "there is no permission to use it (" + detail + ")",
             "Ask the owner of the file for permission"};
   case SQLITE_CANTOPEN:
-    if (isSpaceError(number)) {
-      return {rfm_ErrorKind::Full, "there is no space left on the device; nothing was changed",
-              "Make room on the device, then try again"};
-    }
-    return {rfm_ErrorKind::NoPermission, "it, or a file beside it, cannot be opened (" + detail + ")",
-            "Check the permissions of the file and of its folder"};
+    return judgeOpening(number, detail);
   case SQLITE_NOTADB:
     return {rfm_ErrorKind::NotADatabase, "it is not a database", "Check the name"};
   case SQLITE_CORRUPT:
@@ -225,13 +268,13 @@ Verdict judge(int result, int number, std::string const& detail) {
 std::string rfm_placeText(cow_String const& file, rfm_Subject const& subject) {
   std::string text = "Database file '" + utl_Printable(file.View()) + "'";
   if (subject.className) {
-    text += ", class '" + utl_Printable(subject.className->View()) + "'";
+    text += ", class '" + utl_PrintableStart(subject.className->View()) + "'";
   }
   if (subject.row >= 0) {
     text += ", row " + std::to_string(subject.row);
   }
   if (!subject.field.empty()) {
-    text += ", field '" + utl_Printable(subject.field) + "'";
+    text += ", field '" + utl_PrintableStart(subject.field) + "'";
   }
   return text;
 }
@@ -257,9 +300,19 @@ void rfm_Connection::Open(std::string const& file, Mode mode) {
   int const access = mode == Mode::Read    ? SQLITE_OPEN_READONLY
                      : mode == Mode::Write ? SQLITE_OPEN_READWRITE
                                            : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_URI;
-  int const result = sqlite3_open_v2(
-      path.c_str(), &database,
-      access | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE | SQLITE_OPEN_EXRESCODE, nullptr);
+  auto const openFile = [&] {
+    errno = 0;
+    return sqlite3_open_v2(path.c_str(), &database,
+                           access | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE | SQLITE_OPEN_EXRESCODE,
+                           nullptr);
+  };
+  int result = openFile();
+  if ((result & 0xff) == SQLITE_CANTOPEN && mode == Mode::Build && errno == ENOENT &&
+      canBeMade(path.c_str())) {
+    sqlite3_close(database);
+    result = openFile(); // the reason is over
+  }
+  int const refusal = errno;
   try {
     if (result != SQLITE_OK) {
       Fail(result);
@@ -268,7 +321,9 @@ void rfm_Connection::Open(std::string const& file, Mode mode) {
       CheckHeader();
     }
     if (mode == Mode::Write && sqlite3_db_readonly(database, "main") != 0) {
-      Fail(SQLITE_READONLY);
+      // SQLite opens for reading what it cannot open for writing, whatever the reason is.
+      errno = refusal;
+      Fail(refusal == 0 || rfm_systemError(refusal).isOfRights ? SQLITE_READONLY : SQLITE_CANTOPEN);
     }
     Configure(mode);
   } catch (...) {
@@ -418,13 +473,24 @@ int rfm_Connection::OutgrowsFile(void* connection) noexcept {
 void rfm_Connection::Sync() {
   WantOpen();
   sqlite3_file* const file = mainFile(database);
+  errno = 0;
   int const result = file->pMethods->xSync(file, SQLITE_SYNC_NORMAL);
   if (result != SQLITE_OK) {
     Fail(result);
   }
 }
 
+// Where SQLite calls the system for the last time in a step that failed, it leaves errno as it is. What it
+// keeps of it is not always of this step.
+int rfm_Connection::SystemError(int result, int number) const noexcept {
+  if (!isOfSystem(result)) {
+    return 0;
+  }
+  return number != 0 || !database ? number : sqlite3_system_errno(database);
+}
+
 void rfm_Connection::Fail(int result, rfm_Subject const& subject) {
+  int number = errno;
   failed = inTransaction;
   if (database && sqlite3_extended_errcode(database) != SQLITE_OK &&
       (sqlite3_extended_errcode(database) & 0xff) == (result & 0xff)) {
@@ -437,13 +503,19 @@ void rfm_Connection::Fail(int result, rfm_Subject const& subject) {
   if ((result & 0xff) == SQLITE_TOOBIG && !inTransaction) {
     result = SQLITE_CORRUPT; // a value that is longer than the file
   }
-  bool const isOfAttached = !attached.IsEmpty() && deviceRefusedToRead(database, attachedSchema);
-  if ((result & 0xff) == SQLITE_CORRUPT && (isOfAttached || deviceRefusedToRead(database))) {
+  int const refusalOfAttached = attached.IsEmpty() ? 0 : refusalToRead(database, attachedSchema);
+  bool const isOfAttached = refusalOfAttached != 0;
+  int const refusal = isOfAttached ? refusalOfAttached : refusalToRead(database);
+  if ((result & 0xff) == SQLITE_CORRUPT && refusal != 0) {
     result = SQLITE_IOERR_READ;
+    number = refusal;
   }
+  systemError = SystemError(result, number);
   bool const isLastError = database && (sqlite3_errcode(database) & 0xff) == (result & 0xff);
-  Verdict verdict = judge(result, database ? sqlite3_system_errno(database) : 0,
-                          isLastError ? sqlite3_errmsg(database) : sqlite3_errstr(result));
+  Verdict verdict = judge(result, systemError,
+                          systemError != 0 ? rfm_systemError(systemError).words
+                          : isLastError    ? utl_PrintableStart(sqlite3_errmsg(database))
+                                           : sqlite3_errstr(result));
   char const* const opened = database ? sqlite3_db_filename(database, "main") : nullptr;
   if (isBusy(result) && opened) {
     verdict.what = "it is in use " + rfm_lockHolder(opened, inTransaction);
@@ -455,20 +527,30 @@ void rfm_Connection::Fail(int result, rfm_Subject const& subject) {
 // The other file has been read before, so what goes wrong now is not of its content.
 void rfm_Connection::Attach(std::string const& address, cow_String const& shownName) {
   sqlite3_limit(database, SQLITE_LIMIT_ATTACHED, 1);
+  int atAttaching = 0; // the system's answer, which SQLite may take for damage
   try {
     rfm_Statement statement;
     rfm_Run attach(*this, statement, std::string("ATTACH ?1 AS ") + attachedSchema);
     attach.Bind(1, std::string_view(address));
-    attach.Step();
+    int const result = Advance(attach.Get());
+    atAttaching = errno;
+    if (result != SQLITE_DONE) {
+      Fail(result);
+    }
   } catch (rfm_Exception const& failure) {
-    rfm_throw(failure.Kind() == rfm_ErrorKind::Damaged ? rfm_ErrorKind::Other : failure.Kind(), shownName, {},
-              "it cannot be opened a second time to be copied", "Check the device, then try again");
+    int const number = systemError != 0 ? systemError : atAttaching;
+    rfm_SystemError const error = rfm_systemError(number);
+    rfm_throw(failure.Kind() == rfm_ErrorKind::Damaged ? error.kind : failure.Kind(), shownName, {},
+              "it cannot be opened a second time to be copied" +
+                  (number == 0 ? std::string() : " (" + error.words + ")"),
+              rfm_advice(error, "Check the device", tryAgain));
   }
   attached = shownName;
 }
 
 void rfm_Connection::CheckDevice() {
-  if (deviceRefusedToRead(database)) {
+  if (refusalToRead(database) != 0) {
+    errno = refusalToRead(database);
     Fail(SQLITE_IOERR_READ);
   }
 }
@@ -476,11 +558,31 @@ void rfm_Connection::CheckDevice() {
 void rfm_Connection::Execute(char const* sql) {
   ++statistics.statements;
   ++schemaChanges;
-  AllowWork();
-  int const result = sqlite3_exec(database, sql, nullptr, nullptr, nullptr);
-  if (result != SQLITE_OK) {
-    Fail(result);
+  while (*sql != 0) {
+    AllowWork();
+    sqlite3_stmt* statement = nullptr;
+    int result = sqlite3_prepare_v2(database, sql, -1, &statement, &sql);
+    while (statement && (result = Advance(statement)) == SQLITE_ROW) {
+    }
+    int const number = errno;
+    sqlite3_finalize(statement);
+    errno = number;
+    if (result != SQLITE_OK && result != SQLITE_DONE) {
+      Fail(result);
+    }
   }
+}
+
+// SQLite makes the journal of a save when it first writes. A statement that fails there has changed nothing;
+// it is run again if the reason is over.
+int rfm_Connection::AdvanceAgain(sqlite3_stmt* statement, int result) noexcept {
+  if (openMode != Mode::Write || !inTransaction || errno != ENOENT ||
+      !canBeMade(sqlite3_filename_journal(sqlite3_db_filename(database, "main")))) {
+    return result;
+  }
+  sqlite3_reset(statement);
+  AllowWork();
+  return sqlite3_step(statement);
 }
 
 void rfm_Connection::Drop(rfm_Scan& scan) noexcept {
@@ -705,13 +807,13 @@ void rfm_Connection::WantFolder() {
     close(descriptor);
     return;
   }
-  int const number = errno;
-  bool const isForbidden = number == EACCES || number == EPERM;
-  rfm_throw(isForbidden ? rfm_ErrorKind::NoPermission : rfm_ErrorKind::Full, name, {},
-            "its folder cannot be opened, which a save that lasts needs (" +
-                std::generic_category().message(number) + "); nothing was changed",
+  rfm_SystemError const error = rfm_systemError(errno);
+  bool const isForbidden = error.kind == rfm_ErrorKind::NoPermission;
+  rfm_throw(isForbidden ? error.kind : rfm_ErrorKind::Full, name, {},
+            "its folder cannot be opened, which a save that lasts needs (" + error.words +
+                "); nothing was changed",
             isForbidden ? "Ask for permission to read the folder, or copy the file"
-                        : "Close other files, then save again");
+                        : rfm_advice(error, "Check the device", "then save again"));
 }
 
 void rfm_Connection::Commit() {
@@ -723,7 +825,9 @@ void rfm_Connection::Commit() {
   }
   int const result = Step(commit, "COMMIT");
   if (result != SQLITE_OK) {
-    commitEnd = openMode == Mode::Write ? endOfCommit(result) : rfm_CommitEnd();
+    int const number = errno;
+    commitEnd = openMode == Mode::Write ? endOfCommit(result, SystemError(result, number)) : rfm_CommitEnd();
+    errno = number;
     Fail(result);
   }
   inTransaction = false;

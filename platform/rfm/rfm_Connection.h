@@ -5,6 +5,7 @@
 #include "rfm_Exception.h"
 #include "rfm_Statistics.h"
 
+#include <cerrno>
 #include <cstdint>
 #include <sqlite3.h>
 #include <string>
@@ -42,10 +43,12 @@ struct rfm_CommitEnd {
   enum class Fate {
     TakenBack,
     MayStand, ///< they are in the file if it counts one commit more
-    Stands,   ///< they are in the file
+    Stands,   ///< they are in the file, but a power cut may take them back
+    Lasts,    ///< they are in the file, and stay
   };
   Fate fate = Fate::TakenBack;
   char const* trouble = nullptr; ///< what went wrong, unless they were taken back
+  int number = 0;                ///< why, as errno has it; 0 when the system does not tell
 };
 
 /// One SQLite connection. Borrowed by everything prepared on it.
@@ -131,16 +134,20 @@ public:
   sqlite3_int64 FileSize() const noexcept;
   /// Runs statements that give no rows.
   void Execute(char const* sql);
-  /// Begins a new measure of the work done.
-  void AllowWork() noexcept { workDone = 0; }
+  /// Begins a new measure of the work done, and forgets what the system said before.
+  void AllowWork() noexcept {
+    workDone = 0;
+    errno = 0;
+  }
   /// Steps a statement. A step that takes more work than the file's size can need, because pages of it lead
   /// in circles, ends with SQLITE_INTERRUPT.
   int Advance(sqlite3_stmt* statement) noexcept {
     AllowWork();
-    return sqlite3_step(statement);
+    int const result = sqlite3_step(statement);
+    return (result & 0xff) == SQLITE_CANTOPEN ? AdvanceAgain(statement, result) : result;
   }
   /// Throws what a result code means: std::bad_alloc when memory ran out, otherwise an rfm_Exception. Inside
-  /// a transaction, it can no longer be committed.
+  /// a transaction, it can no longer be committed. To be called before anything else calls the system.
   [[noreturn]] void Fail(int result, rfm_Subject const& subject = {});
 
   void Add(rfm_Scan& scan) { scans.push_back(&scan); }
@@ -152,6 +159,8 @@ private:
   void CheckHeader();
   bool HasMoved() const noexcept;
   void BecomeSnapshot();
+  int SystemError(int result, int number) const noexcept;
+  int AdvanceAgain(sqlite3_stmt* statement, int result) noexcept;
   void WantOpen();
   void WantFolder();
   void LimitValues() noexcept;
@@ -180,6 +189,7 @@ private:
   bool inTransaction = false;
   bool failed = false;
   rfm_CommitEnd commitEnd;
+  int systemError = 0; // the system's part in the last failure, as errno has it; 0: none
   bool snapshot = false;
   sqlite3_int64 workDone = 0; // by the running step [program steps of SQLite]
   std::vector<rfm_Scan*> scans;

@@ -2,6 +2,7 @@
 #include "rfm_DatabaseNode.h"
 
 #include "rfm_Schema.h"
+#include "rfm_SystemError.h"
 #include "utl_Utf8.h"
 
 #include <algorithm>
@@ -126,7 +127,7 @@ void rfm_DatabaseNode::ReadHeader(cow_String const& wanted) {
   rfm_Statement statement;
   rfm_Run run(connection, statement,
               std::string_view("SELECT name, description, creation_time FROM ddr_header LIMIT 2"));
-  std::string const missing = "it has no database record '" + utl_Printable(wanted.View()) + "'";
+  std::string const missing = "it has no database record '" + utl_PrintableStart(wanted.View()) + "'";
   if (!run.Step() || CheckedText(run.Get(), 0, missing) != wanted) {
     ThrowDamaged(missing);
   }
@@ -376,8 +377,11 @@ void rfm_DatabaseNode::Commit() {
 // SQLite failed at the end of a commit, when it had, or may have, removed the journal of the changes. If they
 // are in the file, they are ours, and what memory knows of them stays.
 void rfm_DatabaseNode::EndDoubtfulCommit() {
-  std::string const trouble = connection.CommitEnd().trouble;
-  commitStands = connection.CommitEnd().fate == rfm_CommitEnd::Fate::Stands;
+  rfm_CommitEnd const end = connection.CommitEnd();
+  rfm_SystemError const error = rfm_systemError(end.number);
+  std::string const trouble = end.trouble + (end.number == 0 ? "" : " (" + error.words + ")");
+  bool const lasts = end.fate == rfm_CommitEnd::Fate::Lasts;
+  commitStands = lasts || end.fate == rfm_CommitEnd::Fate::Stands;
   connection.RollBack();
   std::string what = trouble + "; nothing was changed";
   if (!commitStands) {
@@ -388,14 +392,17 @@ void rfm_DatabaseNode::EndDoubtfulCommit() {
     }
   }
   if (commitStands) {
-    what = "the changes are in the file, but " + trouble + ", so a power cut may still take them back";
-    connection.owesSync = true;
+    what = "the changes are in the file, but " + trouble +
+           (lasts ? "" : ", so a power cut may still take them back");
+    connection.owesSync = !lasts;
     ++ownCommits;
     tablesMade.clear();
   } else {
     ForgetChanges();
   }
-  rfm_throw(rfm_ErrorKind::Full, FileName(), {}, what, "Check the device, then save again");
+  rfm_throw(lasts ? rfm_ErrorKind::Other : rfm_ErrorKind::Full, FileName(), {}, what,
+            lasts ? "Close the database if others cannot use the file"
+                  : rfm_advice(error, "Check the device", "then save again"));
 }
 
 // What is committed is committed: nothing here may fail. A transaction that changed nothing does not count in
@@ -471,7 +478,7 @@ rfm_ClassEntry const& rfm_DatabaseNode::AddClass(rfm_ClassEntry const& added) {
     refuse("there are too many classes or attributes");
   }
   if (!repeatedColumn(columns).IsEmpty()) {
-    refuse("two fields would have one name, '" + utl_Printable(repeatedColumn(columns).View()) + "'");
+    refuse("two fields would have one name, '" + utl_PrintableStart(repeatedColumn(columns).View()) + "'");
   }
   classesChanged = true;
   rfm_Whole whole(connection);
@@ -805,7 +812,7 @@ void rfm_DatabaseNode::Add(Definition& definition, sqlite3_stmt* schemaRow) cons
   bool const isPlain = sqlite3_column_int64(schemaRow, 2) > 0 && (isTable || type == "index") &&
                        (isOfAKey || (!sql.empty() && rfm_isPlainDefinition(sql, isTable ? 2 : 1)));
   if (!isPlain) {
-    definition.fault = "'" + utl_Printable(textOf(1)) + "' is no plain table or index";
+    definition.fault = "'" + utl_PrintableStart(textOf(1)) + "' is no plain table or index";
   }
   if (isTable) {
     definition.table = sql;

@@ -179,7 +179,8 @@ std::optional<rfm_Entry> rfm_Entries::FindListed(std::int64_t handle, std::strin
     for (rfm_EntryCursor walk = Scan(handle); walk.Next();) {
       if (walk.Key() == key) {
         database.ThrowDamagedEntry(handle, walk.Position(),
-                                   ", '" + utl_Printable(key) + "', is missing from the index of entries");
+                                   ", '" + utl_PrintableStart(key) +
+                                       "', is missing from the index of entries");
       }
     }
   }
@@ -202,7 +203,7 @@ void rfm_Entries::Append(std::int64_t handle, std::string_view key, unsigned cla
   connection.WantTransaction();
   if (!utl_IsUtf8(key) || key.find('\0') != std::string_view::npos) {
     rfm_throw(rfm_ErrorKind::Other, database.FileName(), {},
-              "the key '" + utl_Printable(key) + "' is not UTF-8", "Give the name in UTF-8");
+              "the key '" + utl_PrintableStart(key) + "' is not UTF-8", "Give the name in UTF-8");
   }
   if (database.appendEpoch != connection.Epoch() || database.appendHandle != handle) {
     rfm_Run run(

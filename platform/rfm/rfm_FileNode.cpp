@@ -1,6 +1,7 @@
 // rfm_FileNode.cpp: opening, creating and publishing files.
 #include "rfm_FileNode.h"
 
+#include "rfm_SystemError.h"
 #include "utl_Utf8.h"
 
 #include <atomic>
@@ -85,14 +86,15 @@ bool isAbandoned(Leftover const& found) {
   return found.process <= INT_MAX && kill(static_cast<pid_t>(found.process), 0) != 0 && errno == ESRCH;
 }
 
-bool syncFolder(std::string const& folder) {
+// @returns 0, or why it could not be synced, as errno has it
+int syncFolder(std::string const& folder) {
   int const descriptor = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (descriptor < 0) {
-    return false;
+    return errno;
   }
-  bool const synced = fsync(descriptor) == 0;
+  int const number = fsync(descriptor) == 0 ? 0 : errno;
   close(descriptor);
-  return synced;
+  return number;
 }
 
 } // namespace
@@ -121,6 +123,7 @@ void rfm_FileNode::Refuse(rfm_ErrorKind kind, std::string_view what, std::string
 
 void rfm_FileNode::RefuseForErrno(int number, bool folder) const {
   std::string const whose = folder ? "its folder" : "it";
+  rfm_SystemError const error = rfm_systemError(number);
   switch (number) {
   case ENOENT:
   case ENOTDIR:
@@ -131,13 +134,15 @@ void rfm_FileNode::RefuseForErrno(int number, bool folder) const {
     Refuse(rfm_ErrorKind::NoPermission, "there is no permission to use " + whose,
            "Ask the owner for permission, or choose another name");
   case EROFS:
-    Refuse(rfm_ErrorKind::ReadOnly, whose + " is on a medium that cannot be written",
+    Refuse(rfm_ErrorKind::ReadOnly, whose + " is on a medium that cannot be written (" + error.words + ")",
            "Open it for reading, or copy it elsewhere");
   case ENAMETOOLONG:
     Refuse(rfm_ErrorKind::Other, "the name is too long", "Choose a shorter name");
+  case ENOSPC:
+    Refuse(error.kind, "there is no space left on the device", rfm_advice(error, "", "then try again"));
   default:
-    Refuse(rfm_ErrorKind::Other, std::string("it cannot be reached (") + std::strerror(number) + ")",
-           "Check the name and the device");
+    Refuse(error.kind, "it cannot be reached (" + error.words + ")",
+           error.remedy ? rfm_advice(error, "", "then try again") : "Check the name and the device");
   }
 }
 
@@ -362,13 +367,15 @@ void rfm_FileNode::Publish() {
     RefuseForErrno(number, true);
   }
   growing.clear();
-  bool const durable = syncFolder(folder);
+  int const unsynced = syncFolder(folder);
   standing.RollBack();
   standing.Close();
   connection.OpenLater(std::move(published), rfm_Connection::Mode::Write);
-  if (!durable) {
+  if (unsynced != 0) {
+    rfm_SystemError const error = rfm_systemError(unsynced);
     Refuse(rfm_ErrorKind::Full,
-           "the folder could not be synced; the file is there, but a power cut may take it",
-           "Check the device and its free space");
+           "the folder could not be synced (" + error.words +
+               "); the file is there, but a power cut may take it",
+           error.remedy ? error.remedy : "Check the device and its free space");
   }
 }

@@ -186,7 +186,7 @@ std::vector<std::string> rfm_Rebuild::FurtherThings(rfm_Database const& database
   std::vector<std::string> found;
   while (run.Step()) {
     found.push_back(std::string(rfm_columnText(run.Get(), 0)) + " '" +
-                    utl_Printable(rfm_columnText(run.Get(), 1)) + "'");
+                    utl_PrintableStart(rfm_columnText(run.Get(), 1)) + "'");
   }
   return found;
 }
@@ -212,14 +212,14 @@ std::vector<std::string> rfm_Rebuild::CopyFurtherTables(std::function<void()> co
     WhileAsking([&] { copied = CopyFurtherTable(name); }, alive);
     if (!copied) {
       TryToExecute("DROP TABLE IF EXISTS main." + rfm_quote(name));
-      failed.push_back("table '" + utl_Printable(name) + "'");
+      failed.push_back("table '" + utl_PrintableStart(name) + "'");
       continue;
     }
     for (auto const& [index, sql] : DefinitionsOf(name, "index")) {
       bool made = false;
       WhileAsking([&, &make = sql] { made = TryToExecute(make); }, alive);
       if (!made) {
-        failed.push_back("index '" + utl_Printable(index) + "'");
+        failed.push_back("index '" + utl_PrintableStart(index) + "'");
       }
     }
   }
@@ -284,6 +284,7 @@ bool rfm_Rebuild::TryToExecute(std::string const& sql) {
   rfm_Connection& connection = to->Connection();
   sqlite3_stmt* statement = nullptr;
   char const* rest = nullptr;
+  connection.AllowWork();
   int result = sqlite3_prepare_v2(connection.Database(), sql.c_str(), -1, &statement, &rest);
   bool const isOne = result == SQLITE_OK && *rest == 0;
   if (isOne) {
@@ -294,6 +295,7 @@ bool rfm_Rebuild::TryToExecute(std::string const& sql) {
   switch (result & 0xff) {
   case SQLITE_FULL:
   case SQLITE_IOERR:
+  case SQLITE_CANTOPEN:
   case SQLITE_CORRUPT:
   case SQLITE_NOMEM:
   case SQLITE_INTERRUPT:

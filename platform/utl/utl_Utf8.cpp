@@ -98,3 +98,15 @@ std::string utl_Printable(std::string_view text) {
   }
   return result;
 }
+
+std::string utl_PrintableStart(std::string_view text) {
+  constexpr std::size_t longest = 200;
+  if (text.size() <= longest) {
+    return utl_Printable(text);
+  }
+  std::size_t size = longest;
+  for (int bytes = 0; bytes < 3 && (static_cast<unsigned char>(text[size]) & 0xc0U) == 0x80; ++bytes) {
+    --size; // not within a character
+  }
+  return utl_Printable(text.substr(0, size)) + "...";
+}

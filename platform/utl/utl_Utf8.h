@@ -13,3 +13,7 @@ DDR_API bool utl_IsUtf8(std::string_view text) noexcept;
 /// control characters and bytes that are not UTF-8 as \x and two hexadecimal digits each; characters that
 /// break lines or turn the direction of writing as \u and four. All else, also a backslash, as it is.
 DDR_API std::string utl_Printable(std::string_view text);
+
+/// The same of the beginning of a text that may have any length: "..." stands for what is behind about 200
+/// bytes. For names in messages, which a file chose.
+DDR_API std::string utl_PrintableStart(std::string_view text);

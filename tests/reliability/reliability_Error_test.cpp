@@ -46,6 +46,22 @@ constexpr std::array troubles{
     Trouble{device_call::Lock, Effect::Error, EIO},
 };
 
+/// What a message about a trouble must say: the reason, and what helps.
+struct Demand {
+  int errorNumber;
+  char const* reason;
+  std::array<char const*, 3> remedies;
+};
+
+constexpr std::array demands{
+    Demand{EIO, "Input/output error", {"Check the ", "Close the database if "}},
+    Demand{EMFILE, "Too many open files", {"Close other files"}},
+    Demand{EACCES, "ermission", {"ermission"}},
+    Demand{ENOSPC, "o space left on ", {"Make room"}},
+    Demand{EDQUOT, "Disk quota exceeded", {"ask for a larger quota"}},
+    Demand{EROFS, "Read-only file system", {"Make the medium writable", "Open it for reading, or copy it"}},
+};
+
 std::string textOf(device_fault const& fault) {
   std::string const what = fault.effect == Effect::Short ? "half the work" : std::strerror(fault.errorNumber);
   return numbered(nameOf(fault.call), fault.number) +
@@ -71,7 +87,7 @@ protected:
     } else {
       EXPECT_TRUE(happened) << failure;
       ++told;
-      expectAMessage(failure);
+      expectAMessage(fault, failure);
       expectBeforeOrAfter(fault, failure);
       EXPECT_EQ(failureOf([&] { GetParam().act(*this); }), "nothing") << "a second try, after: " << failure;
     }
@@ -82,7 +98,21 @@ protected:
     return happened;
   }
 
-  void expectAMessage(std::string const& failure) const {
+  void expectTheCause(device_fault const& fault, std::string const& failure) const {
+    if (fault.effect == Effect::Short) {
+      return; // which is no error of the system's
+    }
+    auto const demand = std::find_if(demands.begin(), demands.end(),
+                                     [&](Demand const& one) { return one.errorNumber == fault.errorNumber; });
+    ASSERT_NE(demand, demands.end());
+    EXPECT_NE(failure.find(demand->reason), std::string::npos) << failure;
+    EXPECT_TRUE(std::any_of(demand->remedies.begin(), demand->remedies.end(), [&](char const* remedy) {
+      return remedy && failure.find(remedy) != std::string::npos;
+    })) << failure;
+  }
+
+  void expectAMessage(device_fault const& fault, std::string const& failure) const {
+    expectTheCause(fault, failure);
     EXPECT_TRUE(failure.find(folder.path("a")) != std::string::npos ||
                 (!GetParam().layout.empty() && failure.find(folder.path("old")) != std::string::npos))
         << failure;

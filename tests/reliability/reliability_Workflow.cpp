@@ -244,7 +244,7 @@ void check(reliability_test& test) {
   if (result.status != ddr_CheckStatus::Sound) {
     ddr_Finding const& first = result.findings.at(0);
     throw std::runtime_error((result.status == ddr_CheckStatus::Damaged ? "damaged: " : "") + first.where +
-                             ": " + first.what);
+                             ": " + first.what + ". " + first.remedy);
   }
 }
 

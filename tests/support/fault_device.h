@@ -28,6 +28,7 @@ struct device_fault {
   Effect effect = Effect::Error;
   int errorNumber = EIO; ///< of an error
   bool lasting = false;  ///< whether all later calls of the kind fail too
+  bool creating = false; ///< of opening: whether only those calls count that may make a file
 };
 
 /// The exit status of a process that was stopped.

@@ -174,8 +174,8 @@ public:
   void AllRows() {
     Try(wholeFile, "Parts of it may be unreadable.", [&] {
       for (std::string const& fault : database.CheckPages()) {
-        Add(wholeFile, "its pages are damaged: " + utl_Printable(fault), "Parts of it may be unreadable.",
-            restoreRemedy);
+        Add(wholeFile, "its pages are damaged: " + utl_PrintableStart(fault),
+            "Parts of it may be unreadable.", restoreRemedy);
       }
     });
     for (auto const& [typeId, checked] : classes) {
@@ -205,7 +205,7 @@ private:
 
   /// @param typeId of a class in the file
   std::string NameOf(unsigned typeId) const {
-    return "class '" + utl_Printable(classes.at(typeId).entry.name.View()) + "'";
+    return "class '" + utl_PrintableStart(classes.at(typeId).entry.name.View()) + "'";
   }
   /// "class 'ddr_Model', row 3"
   std::string Text(Place const& place) const {
@@ -280,7 +280,7 @@ private:
       bool const isThere = field.IsReference() ? table.HasField(field.classId) && table.HasField(field.oid)
                                                : table.HasField(field.plain);
       if (!isThere) {
-        Add(place, "its table has no column for '" + utl_Printable(field.attribute.name.View()) + "'",
+        Add(place, "its table has no column for '" + utl_PrintableStart(field.attribute.name.View()) + "'",
             "The values read as empty.", restoreRemedy);
       }
     }
@@ -311,7 +311,7 @@ private:
                                       attribute.elementTypeId, static_cast<int>(attribute.collection)};
       if (std::find(entry.attributes.begin(), entry.attributes.end(), wanted) == entry.attributes.end()) {
         Add(place,
-            "its attribute '" + utl_Printable(attribute.name.View()) +
+            "its attribute '" + utl_PrintableStart(attribute.name.View()) +
                 "' is missing in the class list or differs from version " + std::to_string(entry.version),
             "The database cannot be opened.", restoreRemedy);
       }
@@ -451,7 +451,7 @@ private:
 
   void CheckReference(Place const& place, rfm_Row const& row, Field const& field) {
     auto const what = [&field] {
-      return "the reference '" + utl_Printable(field.attribute.name.View()) + "'";
+      return "the reference '" + utl_PrintableStart(field.attribute.name.View()) + "'";
     };
     if (row.FieldIsSet(field.classId) != row.FieldIsSet(field.oid)) {
       Add(place, what() + " is only half set",
@@ -574,7 +574,7 @@ private:
     while (walk.Next()) {
       ++result.rowsChecked;
       auto const entryText = [&walk, isMap] {
-        return isMap ? "the entry '" + utl_Printable(walk.Key()) + "'"
+        return isMap ? "the entry '" + utl_PrintableStart(walk.Key()) + "'"
                      : "the entry at place " + std::to_string(walk.Position());
       };
       Place const target{walk.ClassId(), walk.Oid()};
@@ -593,7 +593,7 @@ private:
       }
       if (isAddOns && !isAddOn(walk.Key())) {
         Add(header,
-            entryText() + ", '" + utl_Printable(walk.Key()) + "', is no add-on product of this release",
+            entryText() + ", '" + utl_PrintableStart(walk.Key()) + "', is no add-on product of this release",
             "The database cannot be opened.", newerRemedy);
       }
       if (!isSet && mustBeSet) {
@@ -714,7 +714,7 @@ private:
                             field.attribute.name != cow_String(addOnsField);
       bool const isHalfSet = row.FieldIsSet(field.classId) != row.FieldIsSet(field.oid);
       if (isWanted && row.HasField(field.oid) && !isHalfSet && IsUnset(row, field)) {
-        std::string const name = utl_Printable(field.attribute.name.View());
+        std::string const name = utl_PrintableStart(field.attribute.name.View());
         Add(place, "the reference '" + name + "' is not set", "Its " + name + " cannot be reached.",
             restoreRemedy);
       }

@@ -63,11 +63,20 @@ TEST(rfm_Connection, EachAnswerOfSqliteIsToldWithItsRemedy) {
            Answer{SQLITE_MISUSE, "Other", "it cannot be used", "open it anew"},
        }) {
     rfm_Connection connection{cow_String("shown.odb")};
+    errno = 0;
     EXPECT_THAT(failureOf([&] { connection.Fail(answer.result); }),
                 AllOf(StartsWith(std::string(answer.kind) + ": Database file 'shown.odb': "),
                       HasSubstr(answer.words), HasSubstr(answer.remedy)))
         << sqlite3_errstr(answer.result) << ' ' << answer.result;
   }
+}
+
+TEST(rfm_Connection, ALongNameOutOfAFileIsCutInMessages) {
+  cow_String const name(std::string(199, 'n') + "\u00e4" + std::string(50'000'000, 'n'));
+  rfm_Connection connection{cow_String("shown.odb")};
+  std::string const failure = failureOf([&] { connection.Fail(SQLITE_CORRUPT, {&name, 3, name.View()}); });
+  EXPECT_THAT(failure, HasSubstr(", class '" + std::string(199, 'n') + "...', row 3, field '"));
+  EXPECT_LT(failure.size(), 600U);
 }
 
 TEST(rfm_Connection, MemoryThatSqliteLacksIsNotToldAsAMatterOfTheFile) {
@@ -118,14 +127,95 @@ struct ConnectionTest : rfm_Test {
   fault_device device{folder.path()};
 };
 
-TEST_F(ConnectionTest, AFileThatSqliteCannotOpenIsNamed) {
-  EXPECT_THAT(openWith(lasting(device_call::Open, EIO)),
-              AllOf(StartsWith("NoPermission: Database file '" + path + "'"), HasSubstr("cannot be opened")));
+TEST_F(ConnectionTest, AFileThatSqliteCannotOpenIsNamedWithTheReason) {
+  for (bool const lasts : {false, true}) { // once, SQLite opens it for reading
+    device_fault fault = lasting(device_call::Open, EIO);
+    fault.lasting = lasts;
+    EXPECT_EQ(openWith(fault), "Other: Database file '" + path +
+                                   "': it, or a file beside it, cannot be opened (Input/output error). Check "
+                                   "the device, then try again.");
+    fault.errorNumber = EMFILE;
+    EXPECT_EQ(openWith(fault),
+              "Other: Database file '" + path +
+                  "': it, or a file beside it, cannot be opened (Too many open files). Close "
+                  "other files, then try again.");
+    fault.errorNumber = ENOSPC;
+    EXPECT_EQ(openWith(fault),
+              "Full: Database file '" + path +
+                  "': there is no space left on the device; nothing was changed. Make room on "
+                  "the device, then try again.");
+  }
 }
 
 TEST_F(ConnectionTest, AFileThatTurnsOutToBeReadOnlyIsNotOpenedForWriting) {
-  EXPECT_THAT(openWith({device_call::Open, 1, device_fault::Effect::Error, EROFS, false}),
-              AllOf(StartsWith("ReadOnly: Database file '" + path + "'"), HasSubstr("it cannot be written")));
+  EXPECT_EQ(
+      openWith({device_call::Open, 1, device_fault::Effect::Error, EROFS, false}),
+      "ReadOnly: Database file '" + path +
+          "': it cannot be written (Read-only file system). Open it for reading, or copy it elsewhere.");
+  EXPECT_EQ(
+      openWith({device_call::Open, 1, device_fault::Effect::Error, EACCES, false}),
+      "ReadOnly: Database file '" + path +
+          "': it cannot be written (Permission denied). Open it for reading, or make the file writable.");
+}
+
+struct Reason {
+  int errorNumber;
+  char const* answer;
+};
+
+// A file system that takes no new file, though what is there can be opened.
+TEST_F(ConnectionTest, AJournalThatCannotBeMadeIsToldWithTheReason) {
+  for (Reason const& reason :
+       {Reason{ENOSPC, "there is no space left on the device; nothing was changed. Make room on the device, "
+                       "then try again."},
+        Reason{EDQUOT,
+               "there is no space left on the device (Disk quota exceeded); nothing was changed. Make "
+               "room, or ask for a larger quota, then try again."},
+        Reason{EROFS, "it, or a file beside it, cannot be opened (Read-only file system). Make the medium "
+                      "writable, then try again."},
+        Reason{EMFILE, "it, or a file beside it, cannot be opened (Too many open files). Close other files, "
+                       "then try again."}}) {
+    device_fault fault = lasting(device_call::Open, reason.errorNumber);
+    fault.creating = true;
+    EXPECT_THAT(saveWith(fault), AllOf(HasSubstr("Database file '" + path + "'"),
+                                       HasSubstr(std::string(": ") + reason.answer)));
+    EXPECT_EQ(contents(path), "a=0 b=1 | a b");
+    EXPECT_THAT(folder.names(), testing::ElementsAre("a.odb"));
+  }
+}
+
+TEST_F(ConnectionTest, AJournalThatCannotBeMadeOnceIsMadeLater) {
+  device_fault fault = lasting(device_call::Open, EMFILE);
+  fault.creating = true;
+  fault.lasting = false;
+  EXPECT_EQ(saveWith(fault), "nothing");
+  EXPECT_EQ(contents(path), "a=0 b=1 c=2 | a b c");
+  EXPECT_THAT(folder.names(), testing::ElementsAre("a.odb"));
+}
+
+TEST_F(ConnectionTest, AWriteThatIsRefusedIsToldWithTheReason) {
+  for (Reason const& reason :
+       {Reason{EIO, "the device failed while writing (Input/output error); nothing was changed. Check the "
+                    "device and its free space, then try again."},
+        Reason{EROFS, "it cannot be written (Read-only file system); nothing was changed. Make the medium "
+                      "writable, then try again."},
+        Reason{EFBIG, "there is no space left on the device (File too large); nothing was changed. Raise the "
+                      "limit of the size of files, then try again."}}) {
+    EXPECT_THAT(
+        saveWith(lasting(device_call::Write, reason.errorNumber)),
+        AllOf(HasSubstr("Database file '" + path + "'"), HasSubstr(std::string(": ") + reason.answer)));
+  }
+}
+
+TEST_F(ConnectionTest, ALockThatIsRefusedIsToldWithTheReason) {
+  for (Reason const& reason :
+       {Reason{EIO, "it cannot be locked (Input/output error). Check the device, then try again."},
+        Reason{EOPNOTSUPP,
+               "it cannot be locked (Operation not supported). Use a file system that supports file "
+               "locks, then try again."}}) {
+    EXPECT_EQ(saveWith(lasting(device_call::Lock, reason.errorNumber)),
+              "Locked: Database file '" + path + "': " + reason.answer);
+  }
 }
 
 TEST_F(ConnectionTest, AFullDeviceIsToldWhateverItCallsItself) {

@@ -187,7 +187,7 @@ struct Refusal {
 // What the system says of a folder that does not take the name, and what is told of it.
 TEST_F(FileNodeTest, AFolderThatDoesNotTakeTheNameIsToldAndTriedAgain) {
   for (Refusal const& refusal : {Refusal{EPERM, "NoPermission: "}, Refusal{EROFS, "ReadOnly: "},
-                                 Refusal{ENOSPC, "Other: "}, Refusal{ENAMETOOLONG, "Other: "}}) {
+                                 Refusal{ENOSPC, "Full: "}, Refusal{ENAMETOOLONG, "Other: "}}) {
     rfm_Database database = begin(path);
     {
       rfm_Transaction transaction(database);

@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <optional>
@@ -506,8 +507,8 @@ TEST_F(DeviceTest, ASaveWhoseFolderIsNotSyncedStandsAndSaysSo) {
   EXPECT_EQ(
       failureOfSave(database, {device_call::Sync, syncs, device_fault::Effect::Error, EIO, false}),
       "Full: Database file '" + path +
-          "': the changes are in the file, but its folder could not be synced, so a power cut may still "
-          "take them back. Check the device, then save again.");
+          "': the changes are in the file, but its folder could not be synced (Input/output error), so a "
+          "power cut may still take them back. Check the device, then save again.");
   EXPECT_EQ(contents(database), after);
   EXPECT_EQ(contents(path), after);
   EXPECT_EQ(database.ForeignCommits(), foreign);
@@ -529,13 +530,30 @@ TEST_F(DeviceTest, ATransactionWhoseCommitFailedAtItsVeryEndIsStored) {
   EXPECT_TRUE(transaction.IsStored());
 }
 
+TEST_F(DeviceTest, ASaveThatCannotBeUnlockedLasts) {
+  int const locks = callsOfSave(device_call::Lock);
+  createTwo();
+  rfm_Database database = openFile(path, utl_FileAccess::Write);
+  EXPECT_EQ(
+      failureOfSave(database, {device_call::Lock, locks, device_fault::Effect::Error, EIO, false}),
+      "Other: Database file '" + path +
+          "': the changes are in the file, but it could not be unlocked (Input/output error). Close the "
+          "database if others cannot use the file.");
+  EXPECT_EQ(contents(database), after);
+  EXPECT_EQ(contents(path), after);
+  device.start();
+  rfm_Transaction(database).Commit();
+  EXPECT_EQ(device.calls(device_call::Sync), 0) << "nothing is owed";
+}
+
 TEST_F(DeviceTest, ASaveWhoseJournalStaysIsTakenBack) {
   createTwo();
   rfm_Database database = openFile(path, utl_FileAccess::Write);
   EXPECT_EQ(
       failureOfSave(database, {device_call::Delete, 1, device_fault::Effect::Error, EIO, false}),
       "Full: Database file '" + path +
-          "': its journal could not be deleted; nothing was changed. Check the device, then save again.");
+          "': its journal could not be deleted (Input/output error); nothing was changed. Check the device, "
+          "then save again.");
   EXPECT_EQ(contents(database), before);
   EXPECT_EQ(database.FindClass(99), nullptr);
   saveMuch(database);
@@ -627,8 +645,8 @@ TEST_F(DeviceTest, AReadThatTheDeviceRefusesIsNotToldAsDamage) {
     }
     ++failed;
     EXPECT_THAT(failure, StartsWith("Other: Database file '" + path + "'"));
-    EXPECT_THAT(failure,
-                HasSubstr(": the device failed (disk I/O error). Check the device, then try again."));
+    EXPECT_THAT(failure, HasSubstr(std::string(": the device failed (") + std::strerror(errorNumber) +
+                                   "). Check the device, then try again."));
   }
   EXPECT_GT(failed, 3);
 }
@@ -645,7 +663,7 @@ TEST_F(DeviceTest, ACheckOfPagesThatTheDeviceRefusesFailsAndFindsNothing) {
       break;
     }
     failed += failure == "nothing" ? 0 : 1;
-    EXPECT_THAT(failure, HasSubstr("the device failed (disk I/O error)"));
+    EXPECT_THAT(failure, HasSubstr("the device failed (Input/output error)"));
   }
   EXPECT_GT(failed, 3);
 }

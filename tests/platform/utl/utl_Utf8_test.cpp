@@ -114,4 +114,22 @@ TEST(Printable, AnswersUtf8OnOneLineWhateverItIsGiven) {
   }
 }
 
+TEST(utl_PrintableStart, IsTheWholeOfAnOrdinaryText) {
+  EXPECT_EQ(utl_PrintableStart(""), "");
+  EXPECT_EQ(utl_PrintableStart("a\nb"), "a\\nb");
+  EXPECT_EQ(utl_PrintableStart(std::string(200, 'a')), std::string(200, 'a'));
+}
+
+TEST(utl_PrintableStart, CutsALongTextBetweenCharacters) {
+  EXPECT_EQ(utl_PrintableStart(std::string(201, 'a')), std::string(200, 'a') + "...");
+  EXPECT_EQ(utl_PrintableStart(std::string(199, 'a') + "\u20ac" + "bc"), std::string(199, 'a') + "...");
+  EXPECT_EQ(utl_PrintableStart(std::string(197, 'a') + "\u20ac" + "bc"), std::string(197, 'a') + "\u20ac...");
+}
+
+TEST(utl_PrintableStart, CutsBytesThatAreNoText) {
+  std::string const start = utl_PrintableStart(std::string(50'000'000, '\x80'));
+  EXPECT_TRUE(start.starts_with("\\x80") && start.ends_with("\\x80..."));
+  EXPECT_LT(start.size(), 810U);
+}
+
 } // namespace

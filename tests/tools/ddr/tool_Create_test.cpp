@@ -145,7 +145,10 @@ TEST_F(CreateTest, AFullDeviceIsTold) {
   program_settings settings;
   settings.fileSizeLimit = 8192;
   EXPECT_THAT(refused({"create", "a.ddr"}, settings), StartsWith("ddr: Database file 'a.ddr': "));
-  EXPECT_THAT(refused({"create", "a.ddr"}, settings), HasSubstr("free space, then try again."));
+  EXPECT_THAT(
+      refused({"create", "a.ddr"}, settings),
+      HasSubstr(
+          "(File too large); nothing was changed. Raise the limit of the size of files, then try again."));
 }
 
 } // namespace
