@@ -7,39 +7,22 @@
 #include "quick_sqlite.h"
 #include "stored_file.h"
 #include "temporary_folder.h"
+#include "work_measure.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <filesystem>
 #include <memory>
 #include <random>
 #include <sstream>
 #include <stdexcept>
 #include <sys/mman.h>
-#include <sys/resource.h>
 #include <thread>
 #include <unistd.h>
 
 namespace {
 
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define DDR_MEMORY_IS_NOT_MEASURED
-#endif
-#endif
-#if defined(__SANITIZE_ADDRESS__)
-#define DDR_MEMORY_IS_NOT_MEASURED
-#endif
-#ifdef DDR_MEMORY_IS_NOT_MEASURED
-constexpr bool memoryIsMeasured = false; // a sanitizer keeps what was freed
-#else
-constexpr bool memoryIsMeasured = true;
-#endif
-
-constexpr double longestLook = 1.0;  // [processor seconds]
-constexpr unsigned longestWait = 60; // [seconds] until a look that never ends is stopped
 constexpr std::uint64_t looksOfAChild = 2000;
 constexpr std::size_t mostFaults = 20;
 
@@ -76,18 +59,6 @@ SharedHolder share() {
   return SharedHolder(new (made) Shared{});
 }
 
-double processorSeconds() {
-  timespec now{};
-  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
-  return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
-}
-
-long long largestResidentSize() {
-  rusage usage{};
-  getrusage(RUSAGE_SELF, &usage);
-  return static_cast<long long>(usage.ru_maxrss) * 1024;
-}
-
 std::string everythingIn(std::string const& path) {
   try {
     return stored_file(path).everything();
@@ -114,13 +85,10 @@ public:
       shared.AddFault("the sound file is not sound");
       return "";
     }
-    long long const before = largestResidentSize();
+    limit_own_memory();
     std::uint64_t const end = std::min<std::uint64_t>(numbers.size(), shared.next + looksOfAChild);
     for (; shared.next < end; ++shared.next) {
       Look(probe, numbers[shared.next]);
-    }
-    if (memoryIsMeasured) {
-      shared.memory = std::max(shared.memory, largestResidentSize() - before);
     }
     return "";
   }
@@ -143,28 +111,30 @@ private:
     std::string damaged = sound;
     family.apply(number, damaged);
     writeFile(path, damaged);
-    alarm(longestWait);
-    double const before = processorSeconds();
-    probe_result const found = Work(probe, number);
-    double const taken = processorSeconds() - before;
-    shared.slowest = std::max(shared.slowest, taken);
-    if (taken > longestLook) {
-      Fault(number, "it took " + std::to_string(taken) + " processor seconds");
-    }
-    for (std::string const& fault : found.faults) {
-      Fault(number, fault);
-    }
+    probe_result const found = Measured(number, damaged.size(), [&] { return Work(probe, number); });
     if (readFile(path) != damaged) {
       Fault(number, "reading changed the file");
     }
     Judge(number, found);
     if (work == corpus_work::LookAndChange) {
-      for (std::string const& fault : probe.change(path).faults) {
-        Fault(number, "while it was changed: " + fault);
-      }
+      Measured(number, damaged.size(), [&] { return probe.change(path); });
       unlink((path + "-journal").c_str());
     }
-    alarm(0);
+  }
+
+  template <class Step>
+  probe_result Measured(std::uint64_t number, std::size_t size, Step const& step) {
+    work_measure const measure;
+    probe_result found = step();
+    for (std::string const& fault : measure.faults(size)) {
+      Fault(number, fault);
+    }
+    shared.slowest = std::max(shared.slowest, measure.seconds());
+    shared.memory = std::max(shared.memory, measure.memory());
+    for (std::string const& fault : found.faults) {
+      Fault(number, fault);
+    }
+    return found;
   }
 
   void Judge(std::uint64_t number, probe_result const& found) {
@@ -318,10 +288,6 @@ corpus_result run_corpus(damage_family const& family, std::string const& sound, 
   corpus_result result;
   for (Strand const& strand : strands) {
     strand.AddTo(result);
-  }
-  long long const most = 64LL * 1024 * 1024 + 16 * static_cast<long long>(sound.size());
-  if (result.memory > most) {
-    result.faults.push_back("it took " + std::to_string(result.memory) + " bytes of memory");
   }
   return result;
 }

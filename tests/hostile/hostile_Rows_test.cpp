@@ -1,7 +1,7 @@
 // Files made to do harm, row by row: the answer names file, class and row, and comes soon and in little
 // memory.
 #include "damage_corpus.h"
-#include "file_probe.h"
+#include "measured_probe.h"
 #include "stored_file.h"
 #include "temporary_folder.h"
 
@@ -39,7 +39,7 @@ protected:
   }
   temporary_folder folder;
   std::string path = folder.path("small.ddr");
-  file_probe probe;
+  measured_probe probe;
   std::string sound;
 };
 

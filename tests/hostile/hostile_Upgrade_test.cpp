@@ -1,8 +1,8 @@
 // Old files made to do harm: an upgrade refuses them with words about the old file, its class and its row, or
 // makes a file that holds what the old one does.
 #include "damage_corpus.h"
-#include "file_probe.h"
 #include "layout_files.h"
+#include "measured_probe.h"
 #include "stored_file.h"
 #include "temporary_folder.h"
 
@@ -39,7 +39,7 @@ protected:
 
   temporary_folder folder;
   std::string path = folder.path("old.ddr");
-  file_probe probe;
+  measured_probe probe;
 };
 
 class hostile_EachUpgrade : public hostile_Upgrade, public testing::WithParamInterface<std::string> {

@@ -1,0 +1,100 @@
+// work_measure.cpp: asks the system.
+#include "work_measure.h"
+
+#include <ctime>
+#include <fcntl.h>
+#include <malloc.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+namespace {
+
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define DDR_MEMORY_IS_NOT_MEASURED
+#endif
+#endif
+#if defined(__SANITIZE_ADDRESS__)
+#define DDR_MEMORY_IS_NOT_MEASURED
+#endif
+#ifdef DDR_MEMORY_IS_NOT_MEASURED
+constexpr bool memoryIsMeasured = false;
+constexpr double slowness = 4; // of a sanitizer
+#else
+constexpr bool memoryIsMeasured = true;
+constexpr double slowness = 1;
+#endif
+
+constexpr double mebibyte = 1024.0 * 1024.0;
+constexpr double longestWork = 1.0;         // [processor seconds]
+constexpr double longestForAMebibyte = 0.1; // and this for each MiB of the file, which is read more than once
+constexpr long long smallestMemory = 64LL * 1024 * 1024;
+constexpr long long memoryForAByte = 16;
+constexpr unsigned longestWait = 60; // [seconds] until work that never ends is stopped
+constexpr rlim_t mostAddresses = rlim_t{4} << 30U;
+
+double processorSeconds() {
+  timespec now{};
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+  return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+}
+
+long long largestResidentSize() {
+  rusage usage{};
+  getrusage(RUSAGE_SELF, &usage);
+  return static_cast<long long>(usage.ru_maxrss) * 1024;
+}
+
+// Lets the largest size begin anew with the present one. Where the system refuses, only growth beyond what
+// was the largest before is seen.
+void forgetLargestResidentSize() {
+  malloc_trim(0);
+  int const descriptor = open("/proc/self/clear_refs", O_WRONLY | O_CLOEXEC);
+  if (descriptor >= 0) {
+    static_cast<void>(!write(descriptor, "5", 1));
+    close(descriptor);
+  }
+}
+
+} // namespace
+
+work_measure::work_measure() {
+  if (memoryIsMeasured) {
+    forgetLargestResidentSize();
+  }
+  residentBefore = largestResidentSize();
+  alarm(longestWait);
+  secondsBefore = processorSeconds();
+}
+
+work_measure::~work_measure() {
+  alarm(0);
+}
+
+double work_measure::seconds() const {
+  return processorSeconds() - secondsBefore;
+}
+
+long long work_measure::memory() const {
+  return memoryIsMeasured ? largestResidentSize() - residentBefore : 0;
+}
+
+std::vector<std::string> work_measure::faults(std::size_t fileSize) const {
+  std::vector<std::string> found;
+  double const taken = seconds();
+  if (taken > slowness * (longestWork + longestForAMebibyte * static_cast<double>(fileSize) / mebibyte)) {
+    found.push_back("it took " + std::to_string(taken) + " processor seconds");
+  }
+  long long const grown = memory();
+  if (grown > smallestMemory + memoryForAByte * static_cast<long long>(fileSize)) {
+    found.push_back("it took " + std::to_string(grown) + " bytes of memory");
+  }
+  return found;
+}
+
+void limit_own_memory() {
+  if (memoryIsMeasured) { // a sanitizer takes all addresses
+    rlimit const limit{mostAddresses, mostAddresses};
+    setrlimit(RLIMIT_AS, &limit);
+  }
+}

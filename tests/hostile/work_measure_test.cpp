@@ -1,0 +1,40 @@
+// What is measured of a look at a hostile file is there.
+#include "work_measure.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <vector>
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+namespace {
+
+constexpr std::size_t mebibyte = 1024 * 1024;
+
+TEST(work_measure, ShortWorkInLittleMemoryIsNoFault) {
+  EXPECT_THAT(work_measure().faults(0), IsEmpty());
+}
+
+TEST(work_measure, MoreThanASecondIsAFault) {
+  work_measure const measure;
+  while (measure.faults(0).empty()) {
+    ASSERT_LT(measure.seconds(), 10.0);
+  }
+  EXPECT_GT(measure.seconds(), 1.0);
+  EXPECT_THAT(measure.faults(0), ElementsAre(HasSubstr("processor seconds")));
+  EXPECT_THAT(measure.faults(100 * mebibyte), IsEmpty());
+}
+
+TEST(work_measure, MoreMemoryThanTheFileAllowsIsAFaultAlsoWhenItWasGivenBack) {
+  work_measure const measure;
+  { std::vector<char> const taken(80 * mebibyte, 'x'); }
+  if (measure.memory() != 0) { // it is not measured under a sanitizer
+    EXPECT_THAT(measure.faults(0), ElementsAre(HasSubstr("bytes of memory")));
+    EXPECT_THAT(measure.faults(2 * mebibyte), IsEmpty());
+  }
+}
+
+} // namespace
