@@ -13,6 +13,7 @@
 #include <cstring>
 #include <exception>
 #include <fcntl.h>
+#include <limits>
 #include <memory>
 #include <new>
 #include <unistd.h>
@@ -30,9 +31,17 @@ constexpr int smallestReadLimit = 4 * 1024 * 1024;
 
 // How much one step of a statement may do [program steps of SQLite]: indexing, counting or checking all of a
 // sound file takes a part of it, and walking in a circle of pages takes all of it in a blink.
-constexpr int workPortion = 1000;
+constexpr int workPortion = 100;
 constexpr sqlite3_int64 smallestWork = 500'000;
 constexpr sqlite3_int64 workForEachByte = 16;
+// A row that is looked for takes a page or two for each of its steps. What a step takes beyond is the pages
+// of long values: so often what the file holds, and this [byte].
+constexpr sqlite3_int64 pagesForEachStep = 2;
+constexpr sqlite3_int64 readingsInAStep = 8;
+constexpr sqlite3_int64 smallestReading = 4 * 1024 * 1024;
+
+// How often a walk may take what the file holds: a text takes half as much again in UTF-8 as in UTF-16.
+constexpr std::uint64_t readingsInAWalk = 3;
 
 // More than our own statements, the largest tables and their indexes need.
 constexpr std::array<std::pair<int, int>, 7> limits{{
@@ -369,6 +378,9 @@ void rfm_Connection::CheckHeader() {
     rfm_throw(rfm_ErrorKind::Damaged, name, {}, "its format version is not valid",
               "Restore it from a backup");
   }
+  // The largest size, 65536, does not fit into the two bytes and is stored as 1.
+  pageSize = header[pageSizePlace] * 256 + header[pageSizePlace + 1];
+  pageSize = pageSize > 1 ? pageSize : 65536;
   if (header[writeFormatPlace] != rollbackJournalFormat || header[readFormatPlace] != rollbackJournalFormat) {
     rfm_throw(rfm_ErrorKind::Damaged, name, {}, "its journal mode was changed by another program",
               "Set its journal_mode to delete with an SQLite tool");
@@ -457,17 +469,59 @@ sqlite3_int64 rfm_Connection::FileSize() const noexcept {
   return file && file->pMethods->xFileSize(file, &size) == SQLITE_OK ? size : 0;
 }
 
+sqlite3_int64 rfm_Connection::HeldBytes() const noexcept {
+  int inMemory = 0;
+  int highest = 0;
+  sqlite3_db_status(database, SQLITE_DBSTATUS_CACHE_USED, &inMemory, &highest, 0);
+  return FileSize() + inMemory;
+}
+
+// Begins anew after 2^31 pages.
+sqlite3_int64 rfm_Connection::PagesFetched() const noexcept {
+  int found = 0;
+  int missed = 0;
+  int highest = 0;
+  sqlite3_db_status(database, SQLITE_DBSTATUS_CACHE_HIT, &found, &highest, 0);
+  sqlite3_db_status(database, SQLITE_DBSTATUS_CACHE_MISS, &missed, &highest, 0);
+  return (sqlite3_int64{found} + missed) & std::numeric_limits<int>::max();
+}
+
 // Asked by SQLite after each portion of work; true stops it.
 int rfm_Connection::OutgrowsFile(void* connection) noexcept {
   auto& self = *static_cast<rfm_Connection*>(connection);
+  if (self.workDone == 0) {
+    self.pagesBefore = self.PagesFetched();
+  }
   self.workDone += workPortion;
-  if (self.workDone <= smallestWork) {
+  sqlite3_int64 const pages = (self.PagesFetched() - self.pagesBefore) & std::numeric_limits<int>::max();
+  sqlite3_int64 const longValues = (pages - pagesForEachStep * self.workDone) * self.pageSize;
+  if (self.workDone <= smallestWork && longValues <= smallestReading) {
     return 0;
   }
-  int inMemory = 0; // what a save has not written yet
-  int highest = 0;
-  sqlite3_db_status(self.database, SQLITE_DBSTATUS_CACHE_USED, &inMemory, &highest, 0);
-  return self.workDone > smallestWork + workForEachByte * (self.FileSize() + inMemory) ? 1 : 0;
+  sqlite3_int64 const held = self.HeldBytes();
+  return self.workDone > smallestWork + workForEachByte * held ||
+                 longValues > smallestReading + readingsInAStep * held
+             ? 1
+             : 0;
+}
+
+void rfm_Measure::Begin() noexcept {
+  taken = 0;
+  epoch = connection.Epoch();
+  changes = sqlite3_total_changes(connection.Database());
+}
+
+bool rfm_Measure::IsExceededBy(std::uint64_t bytes) noexcept {
+  taken += bytes;
+  if (taken <= static_cast<std::uint64_t>(smallestReading)) {
+    return false;
+  }
+  if (epoch != connection.Epoch() || changes != sqlite3_total_changes(connection.Database())) {
+    Begin();
+    taken = bytes;
+  }
+  auto const held = static_cast<std::uint64_t>(connection.HeldBytes());
+  return taken > static_cast<std::uint64_t>(smallestReading) + readingsInAWalk * held;
 }
 
 void rfm_Connection::Sync() {

@@ -132,6 +132,8 @@ public:
   void CheckDevice();
   /// [byte]; 0 when the device does not tell.
   sqlite3_int64 FileSize() const noexcept;
+  /// The size of the file and of what a save has not written yet [byte].
+  sqlite3_int64 HeldBytes() const noexcept;
   /// Runs statements that give no rows.
   void Execute(char const* sql);
   /// Begins a new measure of the work done, and forgets what the system said before.
@@ -140,7 +142,7 @@ public:
     errno = 0;
   }
   /// Steps a statement. A step that takes more work than the file's size can need, because pages of it lead
-  /// in circles, ends with SQLITE_INTERRUPT.
+  /// in circles or many rows to the same pages, ends with SQLITE_INTERRUPT.
   int Advance(sqlite3_stmt* statement) noexcept {
     AllowWork();
     int const result = sqlite3_step(statement);
@@ -156,6 +158,7 @@ public:
 private:
   void Configure(Mode mode);
   static int OutgrowsFile(void* connection) noexcept;
+  sqlite3_int64 PagesFetched() const noexcept;
   void CheckHeader();
   bool HasMoved() const noexcept;
   void BecomeSnapshot();
@@ -191,8 +194,29 @@ private:
   rfm_CommitEnd commitEnd;
   int systemError = 0; // the system's part in the last failure, as errno has it; 0: none
   bool snapshot = false;
-  sqlite3_int64 workDone = 0; // by the running step [program steps of SQLite]
+  sqlite3_int64 workDone = 0;    // by the running step [program steps of SQLite]
+  sqlite3_int64 pagesBefore = 0; // PagesFetched when that was first asked in the running step
+  sqlite3_int64 pageSize = 0;    // [byte]
   std::vector<rfm_Scan*> scans;
+};
+
+/// Measures what one walk over rows or entries delivers. A sound file delivers each of them once, so their
+/// texts take no more than the file does; where many rows lead to the same pages, they may never end.
+class rfm_Measure {
+public:
+  explicit rfm_Measure(rfm_Connection const& measured) noexcept : connection(measured) {}
+  /// Begins a new walk.
+  void Begin() noexcept;
+  /// Adds what was delivered. What the file held before it was changed does not count.
+  /// @param bytes of texts and blobs
+  /// @returns whether all of the walk is more than the file can hold
+  bool IsExceededBy(std::uint64_t bytes) noexcept;
+
+private:
+  rfm_Connection const& connection;
+  std::uint64_t taken = 0;
+  std::uint64_t epoch = 0;
+  int changes = 0;
 };
 
 /// Around a change of the file that takes several steps: when not all of them are done, the transaction can

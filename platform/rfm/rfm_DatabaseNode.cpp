@@ -197,6 +197,17 @@ std::vector<rfm_ClassEntry> rfm_DatabaseNode::ReadClasses() {
   constexpr std::int64_t mostId = std::numeric_limits<unsigned>::max();
   constexpr std::int64_t leastInt = std::numeric_limits<int>::min();
   constexpr std::int64_t mostInt = std::numeric_limits<int>::max();
+  rfm_Measure measure(connection);
+  measure.Begin();
+  auto const wantName = [&](sqlite3_stmt* listed, int column, std::string_view tooLong) {
+    auto const size = static_cast<std::size_t>(sqlite3_column_bytes(listed, column));
+    if (size > longestName) {
+      ThrowDamaged(tooLong);
+    }
+    if (measure.IsExceededBy(size)) {
+      ThrowDamaged(rfm_sharedPages);
+    }
+  };
   {
     rfm_Statement statement;
     rfm_Run run(
@@ -211,8 +222,10 @@ std::vector<rfm_ClassEntry> rfm_DatabaseNode::ReadClasses() {
       CheckedInteger(run.Get(), 0, row, row, "a row of its class list is missing");
       rfm_ClassEntry entry;
       entry.row = static_cast<int>(row);
+      wantName(run.Get(), 1, "a class name is empty or too long");
       entry.name = CheckedText(run.Get(), 1, "a class name in its class list is not a text");
       if (sqlite3_column_type(run.Get(), 2) != SQLITE_NULL) {
+        wantName(run.Get(), 2, "a table name in its class list is too long");
         entry.table = CheckedText(run.Get(), 2, "a table name in its class list is not a text");
       }
       entry.typeId = static_cast<unsigned>(
@@ -237,6 +250,7 @@ std::vector<rfm_ClassEntry> rfm_DatabaseNode::ReadClasses() {
     CheckedInteger(run.Get(), 1, position, std::min<std::int64_t>(position, mostColumns),
                    "its attribute list is not in order");
     rfm_AttributeEntry attribute;
+    wantName(run.Get(), 2, "an attribute name is empty or too long");
     attribute.name = CheckedText(run.Get(), 2, "an attribute name in its class list is not a text");
     attribute.kind = static_cast<int>(
         CheckedInteger(run.Get(), 3, leastInt, mostInt, "an attribute kind in its class list is not valid"));
@@ -706,9 +720,27 @@ bool rfm_DatabaseNode::HasEntryIndex() {
 
 void rfm_DatabaseNode::WantEntryIndex() {
   if (!HasEntryIndex()) {
+    if (!rfm_FileNode::Of(file).IsUnpublished()) {
+      MeasureKeys(); // SQLite sorts them in memory
+    }
     entryIndexMade = true;
     connection.Execute(rfm_makeEntryIndex);
     entryIndexExists = true;
+  }
+}
+
+// Throws when the keys of all entries take more than the file can hold.
+void rfm_DatabaseNode::MeasureKeys() {
+  rfm_Measure measure(connection);
+  measure.Begin();
+  rfm_Statement statement;
+  rfm_Run run(connection, statement,
+              std::string_view("SELECT handle, position, Key FROM ddr_entry ORDER BY handle, position"));
+  while (run.Step()) {
+    if (measure.IsExceededBy(rfm_columnBytes(run.Get(), 2).size())) {
+      ThrowDamaged(
+          "the names of its entries take more than the file holds, so many of them lead to the same pages");
+    }
   }
 }
 

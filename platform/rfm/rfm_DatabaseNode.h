@@ -142,7 +142,13 @@ private:
   bool scanning = false;
   int scanNext = 0;     // the next row of the scan is this one or a later one
   bool stepped = false; // whether the scan stands on that row already
+  rfm_Measure measure;  // of the rows that were read one behind the other
+  int measuredRow = -1; // the last of them
 };
+
+/// What is wrong with a file that exceeds an rfm_Measure.
+inline constexpr std::string_view rfm_sharedPages =
+    "its rows take more than the file holds, so many of them lead to the same pages";
 
 /// The walk behind an rfm_EntryCursor.
 class rfm_EntryScan final : public rfm_Scan {
@@ -159,6 +165,7 @@ public:
   void Stop() noexcept override;
 
   int position = -1; // of the last entry delivered
+  rfm_Measure measure;
 
 private:
   std::shared_ptr<rfm_DatabaseNode> database;
@@ -228,6 +235,7 @@ public:
   bool HasEntryIndex();
   /// Makes the index of the entries by key unless the file has it.
   void WantEntryIndex();
+  void MeasureKeys();
 
   /// The highest handle that collections have, be they empty or not; 0 without any.
   /// @param rows which rows of their tables are asked: the end of an SQL query, empty for all
@@ -248,7 +256,6 @@ public:
 
   // What rfm_Entries keeps.
   rfm_Statement findEntry;
-  rfm_Statement findEntryWalking;
   rfm_Statement countEntries;
   rfm_Statement lastEntry;
   rfm_Statement appendEntry;

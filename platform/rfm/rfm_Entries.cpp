@@ -36,7 +36,7 @@ bool canBeStored(rfm_Connection const& connection, std::string_view key) {
 // ---- the walk ----
 
 rfm_EntryScan::rfm_EntryScan(std::shared_ptr<rfm_DatabaseNode> owner, std::int64_t ofHandle)
-    : database(std::move(owner)), handle(ofHandle) {
+    : measure(owner->Connection()), database(std::move(owner)), handle(ofHandle) {
   database->Connection().EnterScope();
 }
 
@@ -128,6 +128,11 @@ bool rfm_EntryCursor::Next() {
     database.ThrowDamagedEntry(scan->Handle(), position, " has a key that is not UTF-8");
   }
   database.Connection().statistics.bytesRead += rfm_RowBytes + key.size();
+  if (scan->measure.IsExceededBy(key.size())) {
+    database.ThrowDamagedEntry(
+        scan->Handle(), position,
+        " and those before it take more than the file holds, so many of them lead to the same pages");
+  }
   readTarget(database, statement, 2, scan->Handle(), position, classId, oid);
   return true;
 }
@@ -151,14 +156,13 @@ std::optional<rfm_Entry> rfm_Entries::Find(std::int64_t handle, std::string_view
   if (connection.InTransaction() && database.entriesAppended) {
     database.WantEntryIndex(); // otherwise each look-up walks over what was appended
   }
-  // SQLite would rather walk over the collection than take the index, and the index may not be there yet.
-  bool const indexed = database.HasEntryIndex();
-  rfm_Run run(connection, indexed ? database.findEntry : database.findEntryWalking,
-              indexed
-                  ? std::string_view("SELECT position, ClassID, OID FROM ddr_entry INDEXED BY ddr_entry_key "
-                                     "WHERE handle = ?1 AND Key = ?2 ORDER BY position LIMIT 1")
-                  : std::string_view("SELECT position, ClassID, OID FROM ddr_entry "
-                                     "WHERE handle = ?1 AND Key = ?2 ORDER BY position LIMIT 1"));
+  if (!database.HasEntryIndex()) {
+    return FindWalking(handle, key);
+  }
+  // SQLite would rather walk over the collection than take the index.
+  rfm_Run run(connection, database.findEntry,
+              std::string_view("SELECT position, ClassID, OID FROM ddr_entry INDEXED BY ddr_entry_key "
+                               "WHERE handle = ?1 AND Key = ?2 ORDER BY position LIMIT 1"));
   run.Bind(1, handle);
   run.Bind(2, key);
   if (!run.Step()) {
@@ -171,6 +175,16 @@ std::optional<rfm_Entry> rfm_Entries::Find(std::int64_t handle, std::string_view
       database.CheckedInteger(run.Get(), 0, 0, mostInt - 1, "an entry of a collection has no valid place"));
   readTarget(database, run.Get(), 1, handle, found.position, found.classId, found.oid);
   return found;
+}
+
+// Not inside SQLite, which would read long keys without a measure.
+std::optional<rfm_Entry> rfm_Entries::FindWalking(std::int64_t handle, std::string_view key) const {
+  for (rfm_EntryCursor walk = Scan(handle); walk.Next();) {
+    if (walk.Key() == key) {
+      return rfm_Entry{cow_String(key), walk.ClassId(), walk.Oid(), walk.Position()};
+    }
+  }
+  return std::nullopt;
 }
 
 std::optional<rfm_Entry> rfm_Entries::FindListed(std::int64_t handle, std::string_view key) const {
@@ -238,14 +252,29 @@ void rfm_Entries::Append(std::int64_t handle, std::string_view key, unsigned cla
   database.entriesAppended = true;
 }
 
+// Makes the index by key, without which SQLite would walk over the collection.
+// @returns false when there are no entries
+bool rfm_Entries::WantIndex() const {
+  if (!database.HasEntryIndex()) {
+    rfm_Statement statement;
+    rfm_Run run(database.Connection(), statement, std::string_view("SELECT 1 FROM ddr_entry LIMIT 1"));
+    if (!run.Step()) {
+      return false;
+    }
+  }
+  database.WantEntryIndex();
+  return true;
+}
+
 bool rfm_Entries::Update(std::int64_t handle, std::string_view key, unsigned classId, int oid) {
   rfm_Connection& connection = database.Connection();
   connection.WantTransaction();
-  if (database.entriesAppended) {
-    database.WantEntryIndex();
+  if (!WantIndex()) {
+    return false;
   }
   rfm_Run run(connection, database.updateEntry,
-              std::string_view("UPDATE ddr_entry SET ClassID = ?3, OID = ?4 WHERE handle = ?1 AND Key = ?2"));
+              std::string_view("UPDATE ddr_entry INDEXED BY ddr_entry_key SET ClassID = ?3, OID = ?4 "
+                               "WHERE handle = ?1 AND Key = ?2"));
   run.Bind(1, handle);
   run.Bind(2, key);
   run.Bind(3, classId);
@@ -256,11 +285,12 @@ bool rfm_Entries::Update(std::int64_t handle, std::string_view key, unsigned cla
 bool rfm_Entries::Remove(std::int64_t handle, std::string_view key) {
   rfm_Connection& connection = database.Connection();
   connection.WantTransaction();
-  if (database.entriesAppended) {
-    database.WantEntryIndex();
+  if (!WantIndex()) {
+    return false;
   }
-  rfm_Run run(connection, database.removeEntry,
-              std::string_view("DELETE FROM ddr_entry WHERE handle = ?1 AND Key = ?2"));
+  rfm_Run run(
+      connection, database.removeEntry,
+      std::string_view("DELETE FROM ddr_entry INDEXED BY ddr_entry_key WHERE handle = ?1 AND Key = ?2"));
   run.Bind(1, handle);
   run.Bind(2, key);
   database.appendEpoch = 0;

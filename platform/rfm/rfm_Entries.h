@@ -91,6 +91,8 @@ public:
 private:
   friend class rfm_DatabaseNode;
   explicit rfm_Entries(rfm_DatabaseNode& owner) noexcept;
+  bool WantIndex() const;
+  std::optional<rfm_Entry> FindWalking(std::int64_t handle, std::string_view key) const;
 
   rfm_DatabaseNode& database;
 };

@@ -411,10 +411,31 @@ std::int64_t rfm_Rebuild::Copy(Move const& move, Watch const& watch) {
 void rfm_Rebuild::BlameSource(Move const& move) const {
   rfm_Statement statement;
   statement.Prepare(from->Connection(), move.walk);
+  rfm_Measure measure(from->Connection());
+  measure.Begin();
   std::int64_t row = -1;
+  std::optional<std::pair<std::int64_t, std::int64_t>> before;
   int result = SQLITE_ROW;
   while ((result = from->Connection().Advance(statement.Get())) == SQLITE_ROW) {
     row = sqlite3_column_int64(statement.Get(), 0);
+    rfm_Subject const subject{move.className, move.className ? row : -1};
+    std::pair<std::int64_t, std::int64_t> const place(
+        row, move.keys > 1 ? sqlite3_column_int64(statement.Get(), 1) : 0);
+    if (before && place <= *before) { // pages that lead in circles
+      from->ThrowDamaged(move.className ? "its rows are not in order" : "its entries are not in order",
+                         subject);
+    }
+    before = place;
+    std::uint64_t bytes = 0;
+    for (int column = 0; column < sqlite3_column_count(statement.Get()); ++column) {
+      int const type = sqlite3_column_type(statement.Get(), column);
+      bytes += type == SQLITE_TEXT || type == SQLITE_BLOB
+                   ? static_cast<unsigned>(sqlite3_column_bytes(statement.Get(), column))
+                   : 0U;
+    }
+    if (measure.IsExceededBy(bytes)) {
+      from->ThrowDamaged(rfm_sharedPages, subject);
+    }
   }
   if (result != SQLITE_DONE) {
     from->Connection().Fail(result, {move.className, move.className ? row + 1 : -1});

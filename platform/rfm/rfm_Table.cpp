@@ -178,7 +178,7 @@ std::string rfm_TableShape::InsertSql() const {
 
 rfm_TableNode::rfm_TableNode(std::shared_ptr<rfm_DatabaseNode> owner,
                              std::shared_ptr<rfm_TableShape> tableShape)
-    : database(std::move(owner)), shape(std::move(tableShape)) {
+    : database(std::move(owner)), shape(std::move(tableShape)), measure(database->Connection()) {
   row.shape = shape;
   FitBuffer();
 }
@@ -426,10 +426,12 @@ void rfm_TableNode::Fill(sqlite3_stmt* statement, int number) {
   rfm_Statistics& statistics = database->Connection().statistics;
   ++statistics.rowsRead;
   statistics.bytesRead += rfm_RowBytes;
+  std::uint64_t const bytesBefore = statistics.bytesRead;
   int const uidType = sqlite3_column_type(statement, 1);
   std::string_view const uidBytes =
       uidType == SQLITE_BLOB ? rfm_columnBytes(statement, 1) : std::string_view();
   if (uidType != SQLITE_NULL && uidBytes.size() != row.uid.size()) {
+    statistics.bytesRead += static_cast<unsigned>(sqlite3_column_bytes(statement, 1));
     database->ThrowDamaged("an identity that is not one is stored there",
                            {&shape->className, number, rfm_UidColumn});
   }
@@ -471,6 +473,13 @@ void rfm_TableNode::Fill(sqlite3_stmt* statement, int number) {
       break;
     }
     ++column;
+  }
+  if (number <= measuredRow) {
+    measure.Begin();
+  }
+  measuredRow = number;
+  if (measure.IsExceededBy(statistics.bytesRead - bytesBefore)) {
+    database->ThrowDamaged(rfm_sharedPages, {&shape->className, number});
   }
   // The row is there as a whole, or as it was before.
   row.values.swap(incoming);

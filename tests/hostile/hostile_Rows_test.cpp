@@ -2,6 +2,7 @@
 // memory.
 #include "damage_corpus.h"
 #include "measured_probe.h"
+#include "shared_pages.h"
 #include "stored_file.h"
 #include "temporary_folder.h"
 
@@ -272,6 +273,79 @@ TEST_F(hostile_Rows, OneLongMessageReadManyTimes) {
   EXPECT_EQ(found.contents, "refused");
   EXPECT_THAT(found.refusals, Contains(AllOf(HasSubstr(path), HasSubstr("class 'dia_Message', row "),
                                              HasSubstr("the same rows many times"))));
+}
+
+/// Files in which many rows lead to the pages of one text of four megabytes.
+class hostile_SharedPages : public hostile_Rows {
+protected:
+  static constexpr int sharing = 1500;
+  hostile_SharedPages() { make_small_database(path, 4096); }
+  void shareRows(std::string const& table, std::string const& column, int row) {
+    EXPECT_GT(share_long_text(path, table, long_row(table, column, row),
+                              short_rows(table, column, row + 1, sharing)),
+              sharing / 2);
+  }
+  void shareEntries(long long handle) {
+    EXPECT_GT(
+        share_long_text(path, "ddr_entry", long_entry(handle, 1000), short_entries(handle, 1001, sharing)),
+        sharing / 2);
+  }
+};
+
+TEST_F(hostile_SharedPages, OfMessages) {
+  shareRows("class_dia_Message", "text", 100);
+  change_stored_file(path, R"(
+      INSERT INTO ddr_entry SELECT handle, "row", '', entry.ClassID, "row" FROM class_dia_Message, ddr_entry AS entry
+      WHERE entry.ClassID = (SELECT "Type Id" FROM ddr_class WHERE "Class Name" = 'dia_Message')
+      AND entry.position = 0 AND "row" >= 100)");
+  probe_result const found = checked(probe.look(path));
+  EXPECT_EQ(found.contents, "refused");
+  EXPECT_THAT(found.refusals, Contains(AllOf(HasSubstr(path), HasSubstr("class 'dia_Message', row "),
+                                             HasSubstr("many of them lead to the same pages"))));
+  EXPECT_THAT(checked(probe.change(path)).refusals, Contains(HasSubstr("the same rows many times")));
+}
+
+// Rows that are not asked for one behind the other.
+TEST_F(hostile_SharedPages, OfMessagesThatAreListedFromTheLast) {
+  shareRows("class_dia_Message", "text", 100);
+  change_stored_file(path, R"(
+      INSERT INTO ddr_entry SELECT handle, 10000 - "row", '', entry.ClassID, "row"
+      FROM class_dia_Message, ddr_entry AS entry
+      WHERE entry.ClassID = (SELECT "Type Id" FROM ddr_class WHERE "Class Name" = 'dia_Message')
+      AND entry.position = 0 AND "row" >= 100)");
+  EXPECT_THAT(checked(probe.look(path)).refusals,
+              Contains(AllOf(HasSubstr(path), HasSubstr("checking it takes more than the file holds"))));
+}
+
+TEST_F(hostile_SharedPages, OfNamesOfModels) {
+  shareEntries(1);
+  probe_result const found = checked(probe.look(path));
+  EXPECT_THAT(found.refusals, Contains(AllOf(HasSubstr(path), HasSubstr("class 'cls_MapHeader', row "),
+                                             HasSubstr("many of them lead to the same pages"))));
+  checked(probe.change(path));
+}
+
+TEST_F(hostile_SharedPages, OfNamesThatNoIndexHas) {
+  change_stored_file(path, "DROP INDEX ddr_entry_key");
+  shareEntries(1);
+  EXPECT_THAT(checked(probe.look(path)).refusals, Contains(HasSubstr("many of them lead to the same pages")));
+  EXPECT_THAT(checked(probe.change(path)).refusals,
+              Contains(AllOf(HasSubstr(path), HasSubstr("many of them lead to the same pages"))));
+}
+
+TEST_F(hostile_SharedPages, OfNamesOfClasses) {
+  shareRows("ddr_class", "\"Class Name\"",
+            std::stoi(stored_file(path).value("SELECT count(*) FROM ddr_class")));
+  probe_result const found = checked(probe.look(path));
+  EXPECT_EQ(found.contents, "refused");
+  EXPECT_THAT(found.refusals, Contains(AllOf(HasSubstr(path), HasSubstr("class name is empty or too long"))));
+}
+
+TEST_F(hostile_SharedPages, OfIdentitiesThatNoIndexHas) {
+  change_stored_file(path, "DROP INDEX \"class_ddr_Model#uid\"");
+  shareRows("class_ddr_Model", "\"#uid\"", 100);
+  checked(probe.look(path));
+  checked(probe.change(path));
 }
 
 } // namespace

@@ -32,6 +32,10 @@ constexpr char const* baseField = "##BaseClassOID";
 constexpr char const* addOnsField = "productAddOns";
 // What the reader of objects takes before it says that they hold each other in a circle.
 constexpr int mostLevels = 1000;
+// A check reads each row and each entry once or twice. It may take this much, and so often what the file
+// holds [byte]: the smallest row counts five times its size.
+constexpr std::uint64_t smallestReading = 4U * 1024U * 1024U;
+constexpr std::uint64_t mostReadings = 16;
 
 using Place = ddr_CheckPlace;
 constexpr Place wholeFile{};
@@ -161,7 +165,8 @@ public:
     CheckRow(record);
     CheckRecord(record);
     std::set<Place> seen{record};
-    for (std::size_t index = 0; index < edges.size(); ++index) { // what is checked adds more
+    for (std::size_t index = 0; index < edges.size() && IsWithinMeasure();
+         ++index) { // what is checked adds more
       auto const [holder, held] = edges[index];
       if (IsReadWithItsHolder(holder) && seen.insert(held).second) {
         CheckRow(held);
@@ -241,6 +246,20 @@ private:
     } catch (nex_Exception const& error) {
       Add(place, error.what(), consequence, restoreRemedy);
     }
+  }
+
+  /// Whether what was read is no more than the file can hold; it is a finding otherwise.
+  bool IsWithinMeasure() {
+    std::uint64_t const taken = database.File().Statistics().bytesRead;
+    if (taken <= allowed) {
+      return true;
+    }
+    allowed = smallestReading + mostReadings * database.File().Size();
+    if (taken > allowed) {
+      Add(wholeFile, "checking it takes more than the file holds, so many rows lead to the same pages",
+          "The rest of it was not checked.", restoreRemedy);
+    }
+    return taken <= allowed;
   }
 
   /// How many records there are; 0 also when that cannot be told, which is a finding of the class's table.
@@ -336,7 +355,7 @@ private:
   /// Every row of a class.
   void CheckTable(Class const& walked) {
     rfm_Table table = database.Table(walked.entry.typeId);
-    for (int row = NextRow(table, 0); row >= 0; row = NextRow(table, row + 1)) {
+    for (int row = NextRow(table, 0); row >= 0 && IsWithinMeasure(); row = NextRow(table, row + 1)) {
       Place const place{walked.entry.typeId, row};
       Try(place, objectIsLost, [&] {
         rfm_Row const& read = table.ReadRow(row);
@@ -571,7 +590,7 @@ private:
     std::unordered_set<std::string> keys;
     std::set<Place> targets;
     rfm_EntryCursor walk = database.Entries().Scan(handle);
-    while (walk.Next()) {
+    while (IsWithinMeasure() && walk.Next()) {
       ++result.rowsChecked;
       auto const entryText = [&walk, isMap] {
         return isMap ? "the entry '" + utl_PrintableStart(walk.Key()) + "'"
@@ -765,6 +784,7 @@ private:
 
   rfm_Database const& database;
   ddr_CheckResult& result;
+  std::uint64_t allowed = smallestReading; // what may be read [byte]
   std::map<unsigned, Class> classes;
   std::map<unsigned, rfm_Table> tables;
   cls_ClassRegistrar const known = knownClasses();

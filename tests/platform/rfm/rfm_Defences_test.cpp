@@ -1,5 +1,7 @@
 // What a file defines beyond plain tables is never run, and what it claims to hold is limited by its size.
+#include "rfm_Rebuild.h"
 #include "rfm_TestFiles.h"
+#include "shared_pages.h"
 
 #include <gmock/gmock.h>
 
@@ -122,6 +124,53 @@ TEST_F(DefencesTest, ATableThatIsListedAsSomethingElseIsDamage) {
   }
 }
 
+TEST_F(DefencesTest, RowsThatShareThePagesOfALongTextAreDamage) {
+  ASSERT_GT(share_long_text(path, "class_ddr_Model", long_row("class_ddr_Model", "modelName", 10),
+                            short_rows("class_ddr_Model", "modelName", 11, 20)),
+            10);
+  EXPECT_THAT(failureOf([&] { contents(path); }),
+              AllOf(StartsWith("Damaged: Database file '" + path + "', class 'ddr_Model', row "),
+                    HasSubstr("lead to the same pages")));
+}
+
+TEST_F(DefencesTest, EntriesThatShareThePagesOfALongKeyAreDamage) {
+  ASSERT_GT(share_long_text(path, "ddr_entry", long_entry(1, 1000), short_entries(1, 1001, 20)), 10);
+  EXPECT_THAT(failureOf([&] { contents(path); }),
+              AllOf(StartsWith("Damaged: "), HasSubstr(path), HasSubstr("collection 1 and those before it"),
+                    HasSubstr("lead to the same pages")));
+}
+
+TEST_F(DefencesTest, NoIndexIsMadeOfKeysThatShareTheirPages) {
+  runSql(path, "DROP INDEX ddr_entry_key");
+  ASSERT_GT(share_long_text(path, "ddr_entry", long_entry(1, 1000), short_entries(1, 1001, 20)), 10);
+  rfm_Database database = openFile(path, utl_FileAccess::Write);
+  rfm_Transaction transaction(database);
+  EXPECT_THAT(failureOf([&] { database.Entries().Remove(1, "a"); }),
+              AllOf(StartsWith("Damaged: "), HasSubstr("names of its entries")));
+}
+
+// Each text is gone again before the next row is read, so together they may be larger than the file.
+TEST_F(DefencesTest, LongTextsThatCameAndWentAreNoDamage) {
+  constexpr int rows = 20;
+  rfm_Database database = openFile(path, utl_FileAccess::Write);
+  rfm_Transaction transaction(database);
+  for (int number = 0; number < rows; ++number) {
+    addModel(database, numbered("model", number));
+  }
+  rfm_Table written = database.TableForWriting(modelType);
+  rfm_Table read = database.Table(modelType);
+  for (int row = 0; row < rows; ++row) {
+    written.ReadRow(row);
+    written.Row().WriteFieldString("modelName", cow_String(std::string(1'000'000, 'x')));
+    written.UpdateRow(row);
+    EXPECT_EQ(read.ReadRow(row).ReadFieldString("modelName").Length(), 1'000'000);
+    written.Row().WriteFieldString("modelName", cow_String("short"));
+    written.UpdateRow(row);
+  }
+  transaction.Commit();
+  EXPECT_LT(readFile(path).size(), 4'000'000U);
+}
+
 // A file with small pages whose tables have several levels, and what links its pages to each other.
 class PagesTest : public DefencesTest {
 protected:
@@ -176,6 +225,18 @@ protected:
     bytes.replace(28, 4, asBytes(count)); // where the file says how many pages it has
     return count;
   }
+  // Lets a table have so many levels, each made of links to one page of the next, that its rows never end.
+  void nest(std::string const& table) {
+    std::size_t const top = topOf(table);
+    std::size_t below = firstBelow(top);
+    for (int level = 0; level < 15; ++level) {
+      std::size_t const page = copyOf(top);
+      lead(page, below);
+      below = page;
+    }
+    lead(top, below);
+    writeFile(path, bytes);
+  }
   std::string bytes;
 };
 
@@ -204,19 +265,28 @@ TEST_F(PagesTest, RowsThatComeAgainAreDamage) {
 
 TEST_F(PagesTest, AWalkThatWouldNeverEndIsStopped) {
   runSql(path, "DROP INDEX ddr_entry_key"); // or it would be walked instead
-  std::size_t const top = topOf("ddr_entry");
-  std::size_t below = firstBelow(top);
-  for (int level = 0; level < 15; ++level) {
-    std::size_t const page = copyOf(top);
-    lead(page, below);
-    below = page;
-  }
-  lead(top, below);
-  writeFile(path, bytes);
+  nest("ddr_entry");
   rfm_Database const database = openFile(path, utl_FileAccess::Read);
   EXPECT_THAT(failureOf([&] { database.Entries().Count(7); }),
               AllOf(StartsWith("Damaged: Database file '" + path + "'"),
                     HasSubstr("more work than a file of its size can")));
+}
+
+TEST_F(PagesTest, ACopyOfRowsThatNeverEndIsRefused) {
+  nest("class_ddr_Model");
+  rfm_Database const source = openFile(path, utl_FileAccess::Read);
+  rfm_Database made =
+      rfm_Database::Create(rfm_File::Open(cow_String(folder.path("new.odb")), utl_FileAccess::Create, true),
+                           "D0", "", creationTime);
+  rfm_Rebuild rebuild(source, made);
+  rfm_ReadScope const scope(source);
+  rfm_Transaction const transaction(made);
+  for (rfm_ClassEntry const& entry : source.Classes()) {
+    made.AddClass(entry);
+  }
+  EXPECT_THAT(failureOf([&] { rebuild.CopyRows(modelType, {}); }),
+              AllOf(StartsWith("Damaged: Database file '" + path + "', class 'ddr_Model', row "),
+                    HasSubstr("its rows are not in order")));
 }
 
 } // namespace

@@ -22,6 +22,14 @@ TEST_F(EntriesTest, KeysAreFoundWithoutTheIndex) {
   EXPECT_FALSE(database.Entries().FindListed(1, "c"));
 }
 
+TEST_F(EntriesTest, AChangeByKeyMakesTheIndexThatIsMissing) {
+  runSql(path, "DROP INDEX ddr_entry_key");
+  rfm_Transaction transaction(database);
+  EXPECT_TRUE(database.Entries().Remove(1, "a"));
+  transaction.Commit();
+  EXPECT_EQ(runSql(path, "SELECT count(*) FROM sqlite_schema WHERE name = 'ddr_entry_key'"), "1");
+}
+
 TEST_F(EntriesTest, ManyWalksAtOnceAreIndependent) {
   for (int round = 0; round < 2; ++round) {
     std::vector<rfm_EntryCursor> cursors;
