@@ -3,6 +3,7 @@
 
 #include "rfm_Format.h"
 #include "rfm_LockHolder.h"
+#include "rfm_SchemaSize.h"
 #include "rfm_Statement.h"
 #include "rfm_SystemError.h"
 #include "utl_Utf8.h"
@@ -387,6 +388,26 @@ void rfm_Connection::CheckHeader() {
   }
 }
 
+// Before SQLite first takes in the schema. What another process is just writing, or an interrupted save has
+// left, is no finding: the file is asked again as it is under a lock.
+void rfm_Connection::CheckSchemaSize() {
+  sqlite3_file* const file = mainFile(database);
+  int result = rfm_checkSchemaSize(*file);
+  if (result == SQLITE_CORRUPT) {
+    result = Step(beginRead, "BEGIN");
+    result = result == SQLITE_OK ? ReadDataVersion() : result;
+    if (result == SQLITE_OK && rfm_checkSchemaSize(*file) == SQLITE_CORRUPT) {
+      rfm_throw(rfm_ErrorKind::Damaged, name, {},
+                "it is damaged: its tables and views are defined at a length that no file of its size needs",
+                "Restore it from a backup");
+    }
+    result = result == SQLITE_OK ? Step(commit, "COMMIT") : result;
+  }
+  if (result != SQLITE_OK) {
+    Fail(result);
+  }
+}
+
 void rfm_Connection::CheckWhole() {
   sqlite3_file* const file = mainFile(database);
   HeaderBytes header{};
@@ -431,6 +452,9 @@ void rfm_Connection::Configure(Mode mode) {
   Execute("PRAGMA mmap_size = 0");
   Execute("PRAGMA cell_size_check = on");
   Execute("PRAGMA temp_store = memory");
+  if (mode != Mode::Build && !snapshot) {
+    CheckSchemaSize();
+  }
   switch (mode) {
   case Mode::Read:
     break;

@@ -160,6 +160,7 @@ private:
   static int OutgrowsFile(void* connection) noexcept;
   sqlite3_int64 PagesFetched() const noexcept;
   void CheckHeader();
+  void CheckSchemaSize();
   bool HasMoved() const noexcept;
   void BecomeSnapshot();
   int SystemError(int result, int number) const noexcept;

@@ -348,4 +348,30 @@ TEST_F(hostile_SharedPages, OfIdentitiesThatNoIndexHas) {
   checked(probe.change(path));
 }
 
+// SQLite keeps sixty times the text in memory while the file is open for writing.
+TEST_F(hostile_Rows, TablesOfOthersWithLongConditions) {
+  std::string conditions = "1";
+  for (int count = 0; count < 400'000; ++count) {
+    conditions += ",1";
+  }
+  std::string sql;
+  for (char const* const name : {"one", "two", "three", "four"}) {
+    sql.append("CREATE TABLE ").append(name).append("(a CHECK(a IN (").append(conditions).append(")));");
+  }
+  make_small_database(path, 4096);
+  expectRefused(sql, "", "defined at a length that no file of its size needs");
+  EXPECT_THAT(checked(probe.change(path)).refusals, Contains(HasSubstr("defined at a length")));
+}
+
+TEST_F(hostile_Rows, ThingsOfOthersAtAUsualLengthAreLeftAlone) {
+  std::string sql;
+  for (int count = 0; count < 60; ++count) {
+    std::string const number = std::to_string(count);
+    sql += "CREATE TABLE other" + number + "(a CHECK(a <> '" + std::string(1000, 'x') +
+           "'), b DEFAULT 'x');" + "CREATE VIEW view" + number + " AS SELECT a, b FROM other" + number +
+           " WHERE b <> '" + std::string(1000, 'y') + "';";
+  }
+  EXPECT_EQ(after(sql).contents, sound);
+}
+
 } // namespace

@@ -171,6 +171,29 @@ TEST_F(DefencesTest, LongTextsThatCameAndWentAreNoDamage) {
   EXPECT_LT(readFile(path).size(), 4'000'000U);
 }
 
+// The texts of its tables are most of the file.
+TEST_F(DefencesTest, ManyWideTablesWithoutRowsAreNoDamage) {
+  {
+    rfm_Database database = openFile(path, utl_FileAccess::Write);
+    rfm_Transaction transaction(database);
+    rfm_ClassEntry wide = resultClass();
+    for (int number = 0; number < 1900; ++number) {
+      wide.attributes.push_back(
+          {cow_String(numbered("anAttributeWithALongName", number)), rfm_AttributeKind_Integer, 1, 0});
+    }
+    for (unsigned number = 0; number < 30; ++number) {
+      wide.name = cow_String(numbered("wide", static_cast<int>(number)));
+      wide.typeId = 0x330000 + number;
+      database.AddClass(wide);
+      database.TableForWriting(wide.typeId);
+    }
+    transaction.Commit();
+  }
+  EXPECT_GT(std::stoul(runSql(path, "SELECT sum(length(sql)) FROM sqlite_schema")),
+            256 * 1024 + readFile(path).size() / 16);
+  EXPECT_EQ(failureOf([&] { contents(path); }), "nothing");
+}
+
 // A file with small pages whose tables have several levels, and what links its pages to each other.
 class PagesTest : public DefencesTest {
 protected:
