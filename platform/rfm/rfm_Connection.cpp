@@ -44,6 +44,9 @@ constexpr sqlite3_int64 smallestReading = 4 * 1024 * 1024;
 // How often a walk may take what the file holds: a text takes half as much again in UTF-8 as in UTF-16.
 constexpr std::uint64_t readingsInAWalk = 3;
 
+// What of a file that is built may be in memory only [byte]: more than the cache.
+constexpr sqlite3_int64 unwrittenGrowth = 16 * 1024 * 1024;
+
 // More than our own statements, the largest tables and their indexes need.
 constexpr std::array<std::pair<int, int>, 7> limits{{
     {SQLITE_LIMIT_ATTACHED, 0},
@@ -482,6 +485,7 @@ void rfm_Connection::Close() noexcept {
   sqlite3_close(database);
   database = nullptr;
   attached = cow_String();
+  mostGrowth = 0;
   reading = inTransaction = failed = false;
   ++generation;
   ++epoch;
@@ -548,6 +552,23 @@ bool rfm_Measure::IsExceededBy(std::uint64_t bytes) noexcept {
   return taken > static_cast<std::uint64_t>(smallestReading) + readingsInAWalk * held;
 }
 
+void rfm_Connection::LimitGrowth(sqlite3_int64 most) {
+  sqlite3_int64 pages = 0;
+  {
+    rfm_Statement statement;
+    rfm_Run run(*this, statement, std::string_view("PRAGMA main.page_size"));
+    run.Step();
+    pages = most / std::max<sqlite3_int64>(sqlite3_column_int64(run.Get(), 0), 1);
+  }
+  Execute(("PRAGMA main.max_page_count = " + std::to_string(pages)).c_str());
+  mostGrowth = most;
+}
+
+// Whether SQLite called the file full because of LimitGrowth. A device that is full ends it elsewhere.
+bool rfm_Connection::IsFilledUp() const noexcept {
+  return mostGrowth != 0 && FileSize() + unwrittenGrowth >= mostGrowth;
+}
+
 void rfm_Connection::Sync() {
   WantOpen();
   sqlite3_file* const file = mainFile(database);
@@ -580,6 +601,11 @@ void rfm_Connection::Fail(int result, rfm_Subject const& subject) {
   }
   if ((result & 0xff) == SQLITE_TOOBIG && !inTransaction) {
     result = SQLITE_CORRUPT; // a value that is longer than the file
+  }
+  if ((result & 0xff) == SQLITE_FULL && IsFilledUp()) {
+    rfm_throw(rfm_ErrorKind::Damaged, OriginName(), subject,
+              "it is damaged: a copy of it outgrows what a file of its size can hold",
+              "Restore it from a backup");
   }
   int const refusalOfAttached = attached.IsEmpty() ? 0 : refusalToRead(database, attachedSchema);
   bool const isOfAttached = refusalOfAttached != 0;

@@ -134,6 +134,9 @@ public:
   sqlite3_int64 FileSize() const noexcept;
   /// The size of the file and of what a save has not written yet [byte].
   sqlite3_int64 HeldBytes() const noexcept;
+  /// Lets the file that is built take no more than this [byte], which is more than a sound file beside it can
+  /// need. One that would grow beyond is told as damage of the other.
+  void LimitGrowth(sqlite3_int64 most);
   /// Runs statements that give no rows.
   void Execute(char const* sql);
   /// Begins a new measure of the work done, and forgets what the system said before.
@@ -159,6 +162,7 @@ private:
   void Configure(Mode mode);
   static int OutgrowsFile(void* connection) noexcept;
   sqlite3_int64 PagesFetched() const noexcept;
+  bool IsFilledUp() const noexcept;
   void CheckHeader();
   void CheckSchemaSize();
   bool HasMoved() const noexcept;
@@ -198,6 +202,7 @@ private:
   sqlite3_int64 workDone = 0;    // by the running step [program steps of SQLite]
   sqlite3_int64 pagesBefore = 0; // PagesFetched when that was first asked in the running step
   sqlite3_int64 pageSize = 0;    // [byte]
+  sqlite3_int64 mostGrowth = 0;  // of a file that is built [byte]; 0: any
   std::vector<rfm_Scan*> scans;
 };
 

@@ -20,6 +20,11 @@ constexpr int stepsBetweenQuestions = 200000;
 // Enough for the tables that a conversion writes side by side [KiB].
 constexpr char const* cacheSize = "PRAGMA cache_size = -8192";
 
+// A new file may take so much, and so often what the old one takes [byte]: tables that a conversion makes of
+// few fields, their indexes, and the rows that it keeps until its end take a part of it.
+constexpr sqlite3_int64 smallestGrowth = 64 * 1024 * 1024;
+constexpr sqlite3_int64 growthForEachByte = 16;
+
 // The old file beside the new one, in the SQL of the new one's connection.
 constexpr std::string_view attachedName = "old.";
 static_assert(attachedName.starts_with(rfm_Connection::attachedSchema));
@@ -139,6 +144,7 @@ rfm_Rebuild::rfm_Rebuild(rfm_Database const& source, rfm_Database& made) : from(
   }
   connection.Execute(cacheSize);
   connection.Execute("PRAGMA temp_store = file"); // sorting for an index must not take all memory
+  connection.LimitGrowth(smallestGrowth + growthForEachByte * from->Connection().FileSize());
   connection.Attach(readOnlyAddress(sqlite3_db_filename(from->Connection().Database(), "main")),
                     from->FileName());
 }

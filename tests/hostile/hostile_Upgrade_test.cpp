@@ -3,6 +3,7 @@
 #include "damage_corpus.h"
 #include "layout_files.h"
 #include "measured_probe.h"
+#include "shared_pages.h"
 #include "stored_file.h"
 #include "temporary_folder.h"
 
@@ -217,6 +218,33 @@ TEST_F(hostile_Upgrade, AClassWithTheNameOfOneThatIsMadeIsBlamedOnTheOldFile) {
   expectRefused("model_203",
                 R"(UPDATE ddr_class SET "Type Id" = 0x6f0002 WHERE "Class Name" = 'cls_MapHeader')",
                 "class 'cls_MapHeader'", "a class of that name or type id already");
+}
+
+// A file of gigabytes, were it copied.
+TEST_F(hostile_Upgrade, RowsOfOthersThatShareTheirPagesAreNotCopied) {
+  constexpr int sharing = 600;
+  make_layout_file(
+      path, "database_818",
+      R"(CREATE TABLE notes("row" INTEGER PRIMARY KEY, a TEXT); INSERT INTO notes VALUES(0, 'x');)");
+  EXPECT_GT(share_long_text(path, "notes", long_row("notes", "a", 1), short_rows("notes", "a", 2, sharing)),
+            sharing / 2);
+  probe_result const found = probe.upgrade(path);
+  EXPECT_THAT(found.faults, IsEmpty());
+  EXPECT_EQ(found.contents, "refused");
+  EXPECT_THAT(found.refusals,
+              Contains(AllOf(HasSubstr("'" + path + "'"), HasSubstr("a copy of it outgrows"))));
+}
+
+TEST_F(hostile_Upgrade, ModelsThatShareTheirPagesAreNotCopied) {
+  constexpr int sharing = 600;
+  make_layout_file(path, "model_401");
+  EXPECT_GT(share_long_text(path, "class_ddr_Model", long_row("class_ddr_Model", "modelName", 100),
+                            short_rows("class_ddr_Model", "modelName", 101, sharing)),
+            sharing / 2);
+  probe_result const found = probe.upgrade(path);
+  EXPECT_THAT(found.faults, IsEmpty());
+  EXPECT_EQ(found.contents, "refused");
+  EXPECT_THAT(found.refusals, Contains(AllOf(HasSubstr("'" + path + "'"), HasSubstr("it is damaged"))));
 }
 
 } // namespace
