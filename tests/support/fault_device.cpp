@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdarg>
+#include <cstdio>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <map>
@@ -22,7 +23,11 @@ struct Watch {
   bool recording = false;
   bool resting = false;
   bool hasFault = false;
+  bool lacksNoReplace = false;
   device_fault fault;
+  std::function<void()> interlude;
+  device_call interludeCall = device_call::Open;
+  int interludeNumber = 0;
   std::array<int, device_callKinds> calls{};
   int faults = 0;
   std::vector<device_event> events;
@@ -66,8 +71,24 @@ bool happensNow(device_call call) {
          (fault.lasting ? number >= fault.number : number == fault.number);
 }
 
+void letOthersAct(device_call call) {
+  if (watch->interlude && watch->interludeCall == call &&
+      watch->calls[static_cast<std::size_t>(call)] == watch->interludeNumber) {
+    std::function<void()> const act = std::move(watch->interlude);
+    watch->interlude = nullptr;
+    watch->counting = false;
+    act();
+    watch->counting = true;
+  }
+}
+
 Fate fateOf(device_call call) {
-  if (!watch->counting || !happensNow(call)) {
+  if (!watch->counting) {
+    return Fate::Pass;
+  }
+  bool const isFaulty = happensNow(call);
+  letOthersAct(call);
+  if (!isFaulty) {
     return Fate::Pass;
   }
   ++watch->faults;
@@ -217,6 +238,26 @@ int truncateWatched(int descriptor, off_t size, int (*pass)(int, off_t)) {
   return after(fate, result);
 }
 
+template <class Call>
+int nameWatched(Kind kind, char const* from, char const* to, Call const& pass) {
+  if (!concerns(from)) {
+    return pass();
+  }
+  Fate const fate = fateOf(device_call::Rename);
+  if (fate == Fate::Fail) {
+    return -1;
+  }
+  int const result = pass();
+  if (result == 0) {
+    note({kind, -1, inFolder(from), inFolder(to), 0, {}});
+    watch->fileOfName[inFolder(to)] = watch->fileOfName[inFolder(from)];
+    if (kind == Kind::Rename) {
+      watch->fileOfName.erase(inFolder(from));
+    }
+  }
+  return result == 0 ? after(fate, result) : result;
+}
+
 bool isLockRequest(int command, void const* argument) {
   return (command == F_SETLK || command == F_SETLKW) && argument &&
          static_cast<struct flock const*>(argument)->l_type != F_UNLCK;
@@ -231,24 +272,6 @@ int controlWatched(int descriptor, int command, void* argument, int (*pass)(int,
     return -1;
   }
   return after(fate, pass(descriptor, command, argument));
-}
-
-template <class Call>
-int renameWatched(char const* from, char const* to, Call const& pass) {
-  if (!concerns(from)) {
-    return pass();
-  }
-  Fate const fate = fateOf(device_call::Rename);
-  if (fate == Fate::Fail) {
-    return -1;
-  }
-  int const result = pass();
-  if (result == 0) {
-    note({Kind::Rename, -1, inFolder(from), inFolder(to), 0, {}});
-    watch->fileOfName[inFolder(to)] = watch->fileOfName[inFolder(from)];
-    watch->fileOfName.erase(inFolder(from));
-  }
-  return after(fate, result);
 }
 
 } // namespace
@@ -364,18 +387,21 @@ int unlink(char const* path) noexcept {
 
 int rename(char const* from, char const* to) noexcept {
   static auto const pass = real<int (*)(char const*, char const*)>("rename");
-  return renameWatched(from, to, [&] { return pass(from, to); });
+  return nameWatched(Kind::Rename, from, to, [&] { return pass(from, to); });
 }
 
 int renameat2(int fromFolder, char const* from, int toFolder, char const* to, unsigned flags) noexcept {
   static auto const pass = real<int (*)(int, char const*, int, char const*, unsigned)>("renameat2");
-  return renameWatched(from, to, [&] { return pass(fromFolder, from, toFolder, to, flags); });
+  if (flags != 0 && concerns(from) && watch->lacksNoReplace) {
+    errno = EINVAL;
+    return -1;
+  }
+  return nameWatched(Kind::Rename, from, to, [&] { return pass(fromFolder, from, toFolder, to, flags); });
 }
 
-// A second name stands for a new one: whoever gives it removes the old one.
 int link(char const* from, char const* to) noexcept {
   static auto const pass = real<int (*)(char const*, char const*)>("link");
-  return renameWatched(from, to, [&] { return pass(from, to); });
+  return nameWatched(Kind::Link, from, to, [&] { return pass(from, to); });
 }
 
 } // extern "C"
@@ -405,6 +431,7 @@ void fault_device::start() {
   watch->calls = {};
   watch->faults = 0;
   watch->hasFault = false;
+  watch->interlude = nullptr;
   watch->recording = false;
   watch->counting = true;
 }
@@ -426,6 +453,16 @@ std::map<std::string, int> fault_device::record(std::vector<std::string> const& 
   }
   watch->recording = true;
   return numbers;
+}
+
+void fault_device::before(device_call call, int number, std::function<void()> act) {
+  watch->interlude = std::move(act);
+  watch->interludeCall = call;
+  watch->interludeNumber = number;
+}
+
+void fault_device::lackNoReplace() noexcept {
+  watch->lacksNoReplace = true;
 }
 
 void fault_device::mark(std::string const& text) {

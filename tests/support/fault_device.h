@@ -3,11 +3,12 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
 
-/// What a process asks of the device.
+/// What a process asks of the device. To give a file a second name is a renaming.
 enum class device_call { Open, Read, Write, Sync, Truncate, Delete, Rename, Lock };
 inline constexpr int device_callKinds = 8;
 /// "write", for messages of tests.
@@ -40,6 +41,7 @@ struct device_event {
     Create,     ///< a name for a new, empty file
     Delete,     ///< a name is gone
     Rename,     ///< a name was given to another file
+    Link,       ///< a file has a second name
     Write,      ///< bytes in a file
     Truncate,   ///< a new size of a file
     SyncFile,   ///< what was written to a file before this stays
@@ -48,8 +50,8 @@ struct device_event {
   };
   Kind kind;
   int file = -1;           ///< number of the file; names come and go
-  std::string name;        ///< of Create, Delete, Mark; the old one of Rename
-  std::string otherName;   ///< the new one of Rename
+  std::string name;        ///< of Create, Delete, Mark; the old one of Rename and Link
+  std::string otherName;   ///< the new one of Rename and Link
   std::uint64_t place = 0; ///< of Write [byte]; the size of Truncate
   std::string bytes;       ///< of Write
 };
@@ -76,6 +78,11 @@ public:
   /// @param files names of the files that are there
   /// @returns the number of each of them in the events
   std::map<std::string, int> record(std::vector<std::string> const& files);
+  /// Lets somebody do something before a call, once, uncounted. After start().
+  /// @param number [from 1] among the calls of that kind
+  void before(device_call call, int number, std::function<void()> act);
+  /// Is from now on a file system that cannot rename without replacing. Files can have second names.
+  void lackNoReplace() noexcept;
   /// Puts a mark among the events.
   void mark(std::string const& text);
   /// From now on looks at nothing, and so needs no memory in any call; syncs are not passed on all the same.

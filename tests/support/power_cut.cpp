@@ -62,6 +62,7 @@ void power_cut::advance(device_event const& event) {
   case Kind::Create:
   case Kind::Delete:
   case Kind::Rename:
+  case Kind::Link:
     looseNames.push_back(&event);
     break;
   case Kind::Write:
@@ -110,7 +111,9 @@ void power_cut::rename(std::map<std::string, int>& names, device_event const& ev
     names.erase(event.name);
   } else if (auto const found = names.find(event.name); found != names.end()) {
     names[event.otherName] = found->second;
-    names.erase(found);
+    if (event.kind == Kind::Rename) {
+      names.erase(event.name);
+    }
   }
 }
 
