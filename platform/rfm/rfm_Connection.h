@@ -85,6 +85,9 @@ public:
   void Attach(std::string const& address, cow_String const& shownName);
   static constexpr char const* attachedSchema = "old";
 
+  /// Whether the file has lost its name since it was opened, or another one has it now.
+  bool HasMoved() const noexcept;
+
   sqlite3* Database() const noexcept { return database; }
   cow_String const& ShownName() const noexcept { return name; }
   /// Name of the file that the contents come from, for messages about what is wrong with them: another one
@@ -165,7 +168,6 @@ private:
   bool IsFilledUp() const noexcept;
   void CheckHeader();
   void CheckSchemaSize();
-  bool HasMoved() const noexcept;
   void BecomeSnapshot();
   int SystemError(int result, int number) const noexcept;
   int AdvanceAgain(sqlite3_stmt* statement, int result) noexcept;

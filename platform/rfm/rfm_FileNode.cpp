@@ -15,6 +15,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <optional>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -24,6 +25,9 @@ namespace {
 constexpr std::size_t longestPath = 480;
 
 constexpr std::string_view growingMark = ".new-";
+
+// How often a file tries to take a name where each time another one has just appeared.
+constexpr int mostTries = 10;
 
 constexpr std::string_view adviceNotToReplace = "It is not replaced; choose another name, or remove it";
 
@@ -86,16 +90,43 @@ bool isAbandoned(Leftover const& found) {
   return found.process <= INT_MAX && kill(static_cast<pid_t>(found.process), 0) != 0 && errno == ESRCH;
 }
 
-// @returns 0, or why it could not be synced, as errno has it
-int syncFolder(std::string const& folder) {
-  int const descriptor = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (descriptor < 0) {
-    return errno;
+/// The folder in which a file is about to take its name. Others of ours that make files there wait.
+class PublishingFolder {
+public:
+  /// @param path of the folder; IsOpen tells whether it could be opened, else errno why not
+  explicit PublishingFolder(std::string const& path)
+      : descriptor(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {}
+  ~PublishingFolder() {
+    if (IsOpen()) {
+      close(descriptor);
+    }
   }
-  int const number = fsync(descriptor) == 0 ? 0 : errno;
-  close(descriptor);
-  return number;
-}
+  PublishingFolder(PublishingFolder const&) = delete;
+  PublishingFolder& operator=(PublishingFolder const&) = delete;
+
+  bool IsOpen() const noexcept { return descriptor >= 0; }
+  /// Waits for its turn. A file system without such locks gives it at once.
+  /// @returns whether it has come
+  bool Lock() const {
+    for (int waited = 0; flock(descriptor, LOCK_EX | LOCK_NB) != 0; waited += pause) {
+      if (errno != EWOULDBLOCK) {
+        return true;
+      }
+      if (waited >= longestWait) {
+        return false;
+      }
+      sqlite3_sleep(pause);
+    }
+    return true;
+  }
+  /// @returns 0, or why it could not be synced, as errno has it
+  int Sync() const { return fsync(descriptor) == 0 ? 0 : errno; }
+
+private:
+  static constexpr int pause = 5;           // [ms]
+  static constexpr int longestWait = 10000; // [ms] more than a turn takes that waits for a save
+  int descriptor;
+};
 
 } // namespace
 
@@ -144,6 +175,12 @@ void rfm_FileNode::RefuseForErrno(int number, bool folder) const {
     Refuse(error.kind, "it cannot be reached (" + error.words + ")",
            error.remedy ? rfm_advice(error, "", "then try again") : "Check the name and the device");
   }
+}
+
+void rfm_FileNode::RefuseUnsynced(int number, std::string_view state) const {
+  rfm_SystemError const error = rfm_systemError(number);
+  Refuse(rfm_ErrorKind::Full, "the folder could not be synced (" + error.words + "); " + std::string(state),
+         error.remedy ? error.remedy : "Check the device and its free space");
 }
 
 void rfm_FileNode::CheckName() const {
@@ -263,17 +300,21 @@ void rfm_FileNode::RemoveLeftovers() const {
 }
 
 // The journal of a database that is gone would be played back into the new one.
-void rfm_FileNode::RemoveStrayJournals() const {
+// @returns whether there was one
+bool rfm_FileNode::RemoveStrayJournals() const {
+  bool removed = false;
   for (char const* const ending : {"-journal", "-wal", "-shm"}) {
-    if (unlink((path + ending).c_str()) != 0 && errno != ENOENT) {
+    if (unlink((path + ending).c_str()) == 0) {
+      removed = true;
+    } else if (errno != ENOENT) {
       RefuseForErrno(errno, true);
     }
   }
+  return removed;
 }
 
-// Checks that nothing stands under the name, or a database of ours, and keeps others from saving to that one:
-// its journal must not meet the new file.
-bool rfm_FileNode::LockWhatStands(rfm_Connection& standing) const {
+// Checks that nothing stands under the name, or a database of ours, and opens that one.
+bool rfm_FileNode::OpenWhatStands(rfm_Connection& standing) const {
   struct stat status {};
   if (lstat(path.c_str(), &status) != 0) {
     if (errno != ENOENT) {
@@ -320,18 +361,38 @@ bool rfm_FileNode::LockWhatStands(rfm_Connection& standing) const {
   if (access == utl_FileAccess::CreateNew) {
     RefuseToReplace();
   }
-  standing.Begin();
   return true;
+}
+
+// Checks that nothing stands under the name, or a database of ours, and keeps others from saving to that one:
+// its journal must not meet the new file. What has lost the name before it was locked is let go: the lock
+// would say nothing about what has the name now.
+// @returns whether something stands there
+bool rfm_FileNode::LockWhatStands(rfm_Connection& standing) const {
+  while (OpenWhatStands(standing)) {
+    try {
+      standing.Begin();
+      if (!standing.HasMoved()) {
+        return true;
+      }
+    } catch (rfm_Exception const& failure) {
+      if (failure.Kind() != rfm_ErrorKind::Moved) {
+        throw;
+      }
+    }
+    standing.Close();
+  }
+  return false;
 }
 
 void rfm_FileNode::RefuseToReplace() const {
   Refuse(rfm_ErrorKind::Other, "a database stands there already", adviceNotToReplace);
 }
 
-// Gives the grown file its name.
-// @returns whether it has it; else errno says why not
-bool rfm_FileNode::TakeName() const {
-  if (access == utl_FileAccess::Create) {
+// Gives the grown file its name, in place of a database that is locked, or where nothing is.
+// @returns whether it was done; else errno says why not: EEXIST where nothing should be
+bool rfm_FileNode::MoveToName(bool replaces) const {
+  if (replaces) {
     return rename(growing.c_str(), path.c_str()) == 0;
   }
   if (renameat2(AT_FDCWD, growing.c_str(), AT_FDCWD, path.c_str(), RENAME_NOREPLACE) == 0) {
@@ -340,42 +401,99 @@ bool rfm_FileNode::TakeName() const {
   if (errno != EINVAL && errno != ENOSYS) {
     return false;
   }
-  // A file system that cannot refuse to replace in a renaming refuses it for a second name.
-  if (link(growing.c_str(), path.c_str()) != 0) {
+  // A file system that cannot refuse to replace in a renaming refuses it for a second name. A process that
+  // ends between the two leaves both, and the next one that makes the file removes the first.
+  if (link(growing.c_str(), path.c_str()) == 0) {
+    unlink(growing.c_str());
+    return true;
+  }
+  if (errno != EPERM && errno != EOPNOTSUPP && errno != ENOSYS) {
     return false;
   }
-  unlink(growing.c_str());
-  return true;
+  // One that has no second names either: that nothing stands there is known from a look, and true as long as
+  // only programs of ours make files there.
+  struct stat status {};
+  if (lstat(path.c_str(), &status) == 0) {
+    errno = EEXIST;
+    return false;
+  }
+  return errno == ENOENT && rename(growing.c_str(), path.c_str()) == 0;
 }
 
+// The same, also where a failure is reported of what was done all the same.
+bool rfm_FileNode::TakeName(bool replaces) const {
+  struct stat grown {};
+  bool const isKnown = stat(growing.c_str(), &grown) == 0;
+  if (MoveToName(replaces)) {
+    return true;
+  }
+  int const number = errno;
+  struct stat named {};
+  if (isKnown && lstat(path.c_str(), &named) == 0 && named.st_dev == grown.st_dev &&
+      named.st_ino == grown.st_ino) {
+    unlink(growing.c_str());
+    return true;
+  }
+  errno = number;
+  return false;
+}
+
+// How a file takes its name.
+//
+// It is complete and synced when it does, so whoever ends at any point leaves the name as it was or with the
+// whole file, and a growing file at most, which the next creation removes. Three things must not happen:
+//
+// - A journal meets a file that it does not belong to: a reader would play it back. The journal of a database
+//   that is replaced is gone because that database is locked for writing, which plays it back, until the name
+//   has passed over; a save that begins later finds its file moved. A stray journal, whose database is gone,
+//   is removed, and that is synced, before the name is taken: a power cut must not keep the name and bring
+//   back the journal.
+// - A database is replaced that nobody has locked. Where none stood, the name is taken only if there is still
+//   none, and if there is one by then, all begins anew. Where one stood, it is locked, and has the name when
+//   it is: whoever takes the name of a database locks it first.
+// - The journal of a database that has just appeared is taken for a stray one. Nothing but a lock that the
+//   other one wants too keeps it from appearing between the look and the removal, so all who publish in a
+//   folder lock the folder. It is free again when its holder ends, and savers and readers do not want it.
+//
+// Where a file system knows no such locks, and against whoever moves files there by hand, the second holds
+// all the same.
 void rfm_FileNode::Publish() {
   connection.Sync();
-  rfm_Connection standing(name);
-  bool const replaces = LockWhatStands(standing);
-  if (!replaces) {
-    RemoveStrayJournals();
+  PublishingFolder const folder(Folder());
+  if (!folder.IsOpen()) {
+    RefuseForErrno(errno, true);
   }
-  std::string const folder = Folder();
+  if (!folder.Lock()) {
+    Refuse(rfm_ErrorKind::Locked, "other files are being made in its folder all the time", "Try again later");
+  }
+  rfm_Connection standing(name);
   std::string published = path; // nothing behind the renaming needs memory
-  connection.Close();
-  if (!TakeName()) {
+  for (int tries = 1;; ++tries) {
+    bool const replaces = LockWhatStands(standing);
+    if (!replaces && RemoveStrayJournals()) {
+      if (int const number = folder.Sync(); number != 0) {
+        RefuseUnsynced(number, "nothing was changed");
+      }
+    }
+    connection.Close();
+    if (TakeName(replaces)) {
+      break;
+    }
     int const number = errno;
     connection.Open(growing, rfm_Connection::Mode::Build);
-    if (number == EEXIST) {
+    if (number != EEXIST) {
+      RefuseForErrno(number, true);
+    }
+    if (tries == mostTries) {
       RefuseToReplace();
     }
-    RefuseForErrno(number, true);
   }
   growing.clear();
-  int const unsynced = syncFolder(folder);
+  int const unsynced = folder.Sync();
   standing.RollBack();
   standing.Close();
   connection.OpenLater(std::move(published), rfm_Connection::Mode::Write);
   if (unsynced != 0) {
-    rfm_SystemError const error = rfm_systemError(unsynced);
-    Refuse(rfm_ErrorKind::Full,
-           "the folder could not be synced (" + error.words +
-               "); the file is there, but a power cut may take it",
-           error.remedy ? error.remedy : "Check the device and its free space");
+    RefuseUnsynced(unsynced, "the file is there, but a power cut may take it");
   }
 }

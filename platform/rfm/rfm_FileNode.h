@@ -35,12 +35,15 @@ private:
   void OpenExisting();
   void BeginCreating();
   void RemoveLeftovers() const;
-  void RemoveStrayJournals() const;
+  bool RemoveStrayJournals() const;
+  bool OpenWhatStands(rfm_Connection& standing) const;
   bool LockWhatStands(rfm_Connection& standing) const;
-  bool TakeName() const;
+  bool TakeName(bool replaces) const;
+  bool MoveToName(bool replaces) const;
   [[noreturn]] void RefuseToReplace() const;
   [[noreturn]] void Refuse(rfm_ErrorKind kind, std::string_view what, std::string_view advice) const;
   [[noreturn]] void RefuseForErrno(int number, bool folder) const;
+  [[noreturn]] void RefuseUnsynced(int number, std::string_view state) const;
   std::string Folder() const;
 
   cow_String name;

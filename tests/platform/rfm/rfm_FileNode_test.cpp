@@ -6,9 +6,13 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <fcntl.h>
 #include <filesystem>
 #include <gmock/gmock.h>
+#include <memory>
 #include <optional>
+#include <sqlite3.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -126,11 +130,12 @@ TEST_F(FileNodeTest, ANameThatIsTakenIsNotGrownUnder) {
   EXPECT_THAT(folder.names(), ElementsAre("a.odb", next));
 }
 
-TEST_F(FileNodeTest, AFolderThatMayNotBeListedTakesAFileThatPowerCutsMayTake) {
+// Its names could not be synced.
+TEST_F(FileNodeTest, AFolderThatMayNotBeListedTakesNoFile) {
   ASSERT_EQ(chmod(folder.path().c_str(), 0733), 0);
   EXPECT_THAT(in_child_without_rights([&] { return create(path); }),
-              AllOf(StartsWith("Full: "), HasSubstr("the file is there, but a power cut may take it")));
-  EXPECT_EQ(contents(path), "|");
+              AllOf(StartsWith("NoPermission: "), HasSubstr("its folder")));
+  EXPECT_THAT(folder.names(), ElementsAre());
 }
 
 TEST_F(FileNodeTest, ACopyOfTheProcessLeavesTheGrowingFileAlone) {
@@ -159,13 +164,13 @@ TEST_F(FileNodeTest, AFolderThatIsClosedMeanwhileIsToldAndTriedAgain) {
               AllOf(StartsWith("NoPermission: "), testing::EndsWith("Then: |")));
 }
 
-TEST_F(FileNodeTest, AFileWhoseFolderVanishesIsNoLongerOpen) {
+TEST_F(FileNodeTest, AFileWhoseFolderVanishesIsReadOn) {
   std::string const inner = folder.path("inner");
   std::filesystem::create_directory(inner);
   rfm_Database database = begin(inner + "/a.odb");
   std::filesystem::remove_all(inner);
   EXPECT_THAT(failureOf([&] { database.Publish(); }), HasSubstr(inner + "/a.odb"));
-  EXPECT_THAT(failureOf([&] { contents(database); }), HasSubstr("no longer open"));
+  EXPECT_EQ(contents(database), "|");
   EXPECT_THAT(folder.names(), ElementsAre());
 }
 
@@ -239,6 +244,156 @@ TEST_F(FileNodeTest, AFolderThatDoesNotTakeTheNameOfANewFileIsToldAndTriedAgain)
     EXPECT_THAT(folder.names(), testing::Not(Contains("a.odb")));
     database.Publish();
     EXPECT_EQ(contents(path), "|");
+    std::filesystem::remove(path);
+  }
+}
+
+TEST_F(FileNodeTest, ARenamingThatIsDoneAndReportedAsFailedIsDone) {
+  for (bool const replaces : {false, true}) {
+    rfm_Database database = begin(path);
+    fault_device device(folder.path());
+    device.start({device_call::Rename, 1, device_fault::Effect::LateError, EIO, false});
+    EXPECT_EQ(failureOf([&] { database.Publish(); }), "nothing");
+    EXPECT_EQ(device.faults(), 1) << replaces;
+    EXPECT_EQ(contents(database), "|");
+    EXPECT_THAT(folder.names(), ElementsAre("a.odb"));
+  }
+}
+
+// ---- what others do while a file takes its name ----
+
+struct PublishTest : FileNodeTest {
+  /// A database with the journal of a save that was cut off.
+  void makeInterrupted(std::string const& name) {
+    saveModels(*std::make_unique<rfm_Database>(createFile(name)), {"half"});
+    interruptSave(name);
+  }
+  /// Puts one under the name that is to be taken.
+  void putThere(std::string const& other) {
+    std::filesystem::rename(other, path);
+    std::filesystem::rename(other + "-journal", path + "-journal");
+  }
+  bool isFolderLocked() const {
+    int const descriptor = open(folder.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    bool const isLocked = flock(descriptor, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+    close(descriptor);
+    return isLocked;
+  }
+};
+
+// Without a lock it would lose its place, and its journal would be the new file's.
+TEST_F(PublishTest, ADatabaseThatAppearsAtTheLastMomentIsReplacedTogetherWithItsJournal) {
+  std::string const other = folder.path("b.odb");
+  makeInterrupted(other);
+  rfm_Database database = begin(path);
+  fault_device device(folder.path());
+  device.start();
+  device.before(device_call::Rename, 1, [&] { putThere(other); });
+  database.Publish();
+  EXPECT_THAT(folder.names(), ElementsAre("a.odb"));
+  EXPECT_EQ(contents(path), "|");
+  EXPECT_EQ(runSql(path, "PRAGMA integrity_check"), "ok");
+}
+
+TEST_F(PublishTest, ADatabaseThatAppearsAtTheLastMomentKeepsItsNameWhereNothingIsToBeReplaced) {
+  std::string const other = folder.path("b.odb");
+  for (bool const lacksNoReplace : {false, true}) {
+    makeInterrupted(other);
+    rfm_Database database =
+        rfm_Database::Create(rfm_File::Open(cow_String(path), utl_FileAccess::CreateNew, true), "D0", "", 1);
+    fault_device device(folder.path());
+    if (lacksNoReplace) {
+      device.lackNoReplace();
+    }
+    device.start();
+    device.before(device_call::Rename, 1, [&] { putThere(other); });
+    EXPECT_THAT(failureOf([&] { database.Publish(); }), HasSubstr("a database stands there already"));
+    device.stop();
+    rfm_Database kept = openFile(path, utl_FileAccess::Write);
+    EXPECT_EQ(contents(kept), "half=0 | half");
+    std::filesystem::remove(path);
+  }
+}
+
+// What is locked must be what has the name.
+TEST_F(PublishTest, WhatTakesTheNameBeforeItIsLockedIsLookedAtAnew) {
+  int moments = 0;
+  for (bool happened = true; happened;) {
+    happened = false;
+    createFile(path);
+    writeFile(folder.path("letter"), "Dear reader");
+    rfm_Database database = begin(path);
+    fault_device device(folder.path());
+    device.start();
+    device.before(device_call::Lock, moments + 1, [&] {
+      happened = folder.names().size() == 3; // else the file has taken its name
+      if (happened) {
+        std::filesystem::rename(folder.path("letter"), path);
+      }
+    });
+    std::string const failure = failureOf([&] { database.Publish(); });
+    EXPECT_EQ(failure.substr(0, 14), happened ? "NotADatabase: " : "nothing") << moments;
+    if (happened) {
+      EXPECT_EQ(readFile(path), "Dear reader") << moments;
+      std::filesystem::remove(path);
+    }
+    moments += happened ? 1 : 0;
+  }
+  EXPECT_GT(moments, 2);
+}
+
+// Else the journal of a database that another one has just made could be taken for a stray one.
+TEST_F(PublishTest, OthersThatMakeFilesInTheFolderWait) {
+  for (device_call const moment : {device_call::Delete, device_call::Rename}) {
+    makeInterrupted(path);
+    std::filesystem::remove(path);
+    rfm_Database database = begin(path);
+    fault_device device(folder.path());
+    device.start();
+    bool wait = false;
+    device.before(moment, 1, [&] { wait = isFolderLocked(); });
+    EXPECT_FALSE(isFolderLocked());
+    database.Publish();
+    EXPECT_TRUE(wait) << nameOf(moment);
+    EXPECT_FALSE(isFolderLocked());
+    EXPECT_EQ(contents(path), "|");
+    std::filesystem::remove(path);
+  }
+}
+
+TEST_F(PublishTest, AFolderThatIsHeldAllTheTimeTakesNoFile) {
+  rfm_Database database = begin(path);
+  sqlite3_vfs* const ordinary = sqlite3_vfs_find(nullptr);
+  sqlite3_vfs hasty = *ordinary;
+  hasty.zName = "hasty";
+  hasty.xSleep = [](sqlite3_vfs*, int microseconds) { return microseconds; };
+  sqlite3_vfs_register(&hasty, 1);
+  int const holder = open(folder.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  ASSERT_EQ(flock(holder, LOCK_EX), 0);
+  std::string const failure = failureOf([&] { database.Publish(); });
+  close(holder);
+  sqlite3_vfs_unregister(&hasty);
+  sqlite3_vfs_register(ordinary, 1);
+  EXPECT_THAT(failure, AllOf(StartsWith("Locked: "), HasSubstr("'" + path + "'")));
+  database.Publish();
+  EXPECT_EQ(contents(path), "|");
+}
+
+TEST_F(PublishTest, AFileSystemWithoutRenamingThatRefusesIsUsedInOtherWays) {
+  for (int const linkError : {0, EPERM, EOPNOTSUPP}) {
+    rfm_Database database = begin(path);
+    fault_device device(folder.path());
+    device.lackNoReplace();
+    if (linkError == 0) {
+      device.start();
+    } else {
+      device.start({device_call::Rename, 1, device_fault::Effect::Error, linkError, false});
+    }
+    EXPECT_EQ(failureOf([&] { database.Publish(); }), "nothing");
+    EXPECT_EQ(device.calls(device_call::Rename), linkError == 0 ? 1 : 2);
+    device.stop();
+    EXPECT_THAT(folder.names(), ElementsAre("a.odb"));
+    EXPECT_EQ(contents(database), "|");
     std::filesystem::remove(path);
   }
 }
