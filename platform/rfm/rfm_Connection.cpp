@@ -2,6 +2,7 @@
 #include "rfm_Connection.h"
 
 #include "rfm_Format.h"
+#include "rfm_Journal.h"
 #include "rfm_LockHolder.h"
 #include "rfm_SchemaSize.h"
 #include "rfm_Statement.h"
@@ -338,6 +339,9 @@ void rfm_Connection::Open(std::string const& file, Mode mode) {
       errno = refusal;
       Fail(refusal == 0 || rfm_systemError(refusal).isOfRights ? SQLITE_READONLY : SQLITE_CANTOPEN);
     }
+    if (mode == Mode::Write) {
+      CheckJournal();
+    }
     Configure(mode);
   } catch (...) {
     Close();
@@ -408,6 +412,54 @@ void rfm_Connection::CheckSchemaSize() {
   }
   if (result != SQLITE_OK) {
     Fail(result);
+  }
+}
+
+// Refuses a journal that SQLite would play back though it is not of this file. The journal of somebody who is
+// saving is none: a lock of ours keeps the file as it is while both are read.
+void rfm_Connection::CheckJournal() {
+  std::string const journal = path + "-journal";
+  if (access(journal.c_str(), F_OK) != 0) {
+    return;
+  }
+  sqlite3_file* const file = mainFile(database);
+  int result = file->pMethods->xLock(file, SQLITE_LOCK_SHARED);
+  if (result == SQLITE_BUSY) {
+    return;
+  }
+  int isSaving = 0;
+  HeaderBytes header{};
+  sqlite3_int64 size = 0;
+  rfm_JournalVerdict verdict;
+  if (result == SQLITE_OK) {
+    result = file->pMethods->xCheckReservedLock(file, &isSaving);
+  }
+  if (result == SQLITE_OK && isSaving == 0) {
+    result = file->pMethods->xRead(file, header.data(), static_cast<int>(headerSize), 0);
+    if (result == SQLITE_OK) {
+      result = file->pMethods->xFileSize(file, &size);
+    }
+    if (result == SQLITE_OK) {
+      verdict = rfm_judgeJournal(journal, {header.data(), size});
+    }
+  }
+  int const unlocked = file->pMethods->xUnlock(file, SQLITE_LOCK_NONE);
+  result = result == SQLITE_OK ? unlocked : result;
+  if (result != SQLITE_OK) {
+    Fail(result);
+  }
+  if (verdict.errorNumber != 0) {
+    rfm_SystemError const error = rfm_systemError(verdict.errorNumber);
+    rfm_throw(error.kind, name, {}, "its journal cannot be read (" + error.words + "); nothing was changed",
+              rfm_advice(error, "Check the device", tryAgain));
+  }
+  if (verdict.isForeign) {
+    rfm_throw(
+        rfm_ErrorKind::Other, name, {},
+        "the journal beside it is of another file, or of another state of this one; nothing was changed",
+        "Put the file back that was here when the journal was left; or, when this one is what you want, "
+        "remove '" +
+            utl_Printable(journal) + "'");
   }
 }
 

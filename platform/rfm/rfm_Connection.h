@@ -168,6 +168,7 @@ private:
   bool IsFilledUp() const noexcept;
   void CheckHeader();
   void CheckSchemaSize();
+  void CheckJournal();
   void BecomeSnapshot();
   int SystemError(int result, int number) const noexcept;
   int AdvanceAgain(sqlite3_stmt* statement, int result) noexcept;
