@@ -15,7 +15,7 @@ rfm_Database openDatabase(rfm_File const& file, cow_String const& format) {
 
 rfm_Database createDatabase(cls_ClassRegistrar const* registrar, rfm_File const& file,
                             cow_String const& format, cow_String const& description,
-                            std::int64_t creationTime) {
+                            std::int64_t creationTime, rom_Publishing publishing) {
   rfm_Database database = rfm_Database::Create(file, format, description, creationTime);
   {
     rfm_Transaction transaction(database);
@@ -24,7 +24,9 @@ rfm_Database createDatabase(cls_ClassRegistrar const* registrar, rfm_File const&
     }
     transaction.Commit();
   }
-  database.Publish();
+  if (publishing == rom_Publishing::AtOnce) {
+    database.Publish();
+  }
   return database;
 }
 
@@ -38,10 +40,9 @@ rom_Transporter::rom_Transporter(cls_ClassRegistrar const* registrar, rfm_File c
 
 rom_Transporter::rom_Transporter(cls_ClassRegistrar const* registrar, rfm_File const& file,
                                  cow_String const& format, cow_String const& description,
-                                 std::int64_t creationTime, int)
-    : store(std::make_unique<rom_Store>(registrar, file,
-                                        createDatabase(registrar, file, format, description, creationTime))) {
-}
+                                 std::int64_t creationTime, int, rom_Publishing publishing)
+    : store(std::make_unique<rom_Store>(
+          registrar, file, createDatabase(registrar, file, format, description, creationTime, publishing))) {}
 
 rom_Transporter::~rom_Transporter() = default;
 

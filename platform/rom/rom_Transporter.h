@@ -14,6 +14,12 @@
 
 class rom_Store;
 
+/// When a new file takes its name.
+enum class rom_Publishing {
+  AtOnce, ///< with header and class list
+  Later,  ///< with rfm_Database::Publish; a file that is not published goes away with its last handle
+};
+
 /// Moves objects between memory and one database file.
 ///
 /// It shares the catalogue of the registrar it is given and so may outlive that registrar. Collections that
@@ -28,10 +34,11 @@ public:
   rom_Transporter(cls_ClassRegistrar const* registrar, rfm_File const& file, cow_String const& format,
                   int reserved);
   /// Makes the database inside a file that was opened for creation: header and class list are in the file,
-  /// under its name, before this returns.
+  /// and if so wanted under its name, before this returns.
   /// @param creationTime [seconds since 1970]
   rom_Transporter(cls_ClassRegistrar const* registrar, rfm_File const& file, cow_String const& format,
-                  cow_String const& description, std::int64_t creationTime, int reserved);
+                  cow_String const& description, std::int64_t creationTime, int reserved,
+                  rom_Publishing publishing = rom_Publishing::AtOnce);
   ~rom_Transporter() override;
 
   /// How many rows the table of a class has; 0 for a class that the file does not list.

@@ -189,6 +189,12 @@ void makeInterrupted(reliability_test& test) {
   }
 }
 
+/// The journal of a save that was cut off, whose file is gone.
+void makeStrayJournal(reliability_test& test) {
+  makeInterrupted(test);
+  std::filesystem::remove(test.folder.path("a"));
+}
+
 void openAnd(reliability_test& test, void (*work)(ddr_Ddb&)) {
   test.opened = test.open("a");
   test.edit(test.opened, work);
@@ -215,6 +221,18 @@ void createAndSave(reliability_test& test) {
 void createOver(reliability_test& test) {
   test.opened = test.create("a");
   test.step();
+}
+
+void createSaved(reliability_test& test, utl_FileAccess access) {
+  test.root().CreateSavedDdb(test.pathOf("a"), "new", access);
+  test.step();
+}
+
+/// What a try that failed has made all the same is not made again.
+void createNew(reliability_test& test) {
+  if (access(test.folder.path("a").c_str(), F_OK) != 0) {
+    createSaved(test, utl_FileAccess::CreateNew);
+  }
 }
 
 void openUnderNewName(reliability_test& test) {
@@ -263,11 +281,18 @@ void upgrade(reliability_test& test) {
 }
 
 constexpr int upgradeStride = 10;
+constexpr int creationStride = 4;
 
 std::vector<Workflow> makeWorkflows() {
   std::vector<Workflow> all{
       {"CreateAndSave", nothing, nothing, createAndSave, 2, true},
       {"CreateOverAnother", makeSaved, nothing, createOver, 1},
+      {"CreateSavedOverAnother", makeSaved, nothing,
+       [](reliability_test& test) { createSaved(test, utl_FileAccess::Create); }, 1, false, false, "",
+       creationStride},
+      {"CreateNewBesideAStrayJournal", makeStrayJournal, nothing, createNew, 1},
+      {"CreateNewWithASecondName", [](reliability_test& test) { test.useSecondNames(); }, nothing, createNew,
+       1},
       {"SaveChanges", makeSaved, [](reliability_test& test) { openAnd(test, change); }, saveOpened, 1, true},
       {"SaveRemovals", makeSaved, [](reliability_test& test) { openAnd(test, removeMuch); }, saveOpened, 1,
        true},

@@ -89,6 +89,9 @@ public:
   using database_test::save;
   using database_test::stored;
 
+  /// The folder lies on a file system that cannot rename without replacing, and refuses a second name
+  /// instead.
+  void useSecondNames() { device.lackNoReplace(); }
   /// The next state of the file is reached.
   void step();
   /// The next state of the registry is reached.

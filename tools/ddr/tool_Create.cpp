@@ -23,13 +23,9 @@ void create(Request const& request) {
   if (!request.force) {
     tool_refuseToReplace(request.file);
   }
-  tool_Replacement replacement(request.file);
   // Nothing that appears since is replaced either.
-  tool_Database database(request.file, request.description,
-                         request.force ? utl_FileAccess::Create : utl_FileAccess::CreateNew);
-  replacement.Begin();
-  database.Save([](ddr_Ddb&) {}); // writes the record, without which the file cannot be opened
-  replacement.Complete();
+  tool_Database const database(request.file, request.description,
+                               request.force ? utl_FileAccess::Create : utl_FileAccess::CreateNew);
   if (request.json) {
     tool_printJson(nlohmann::ordered_json{
         {"file", request.file}, {"name", database.Name()}, {"description", request.description}});

@@ -44,7 +44,7 @@ tool_Database::tool_Database(std::string const& fileName, utl_FileAccess access)
 tool_Database::tool_Database(std::string const& fileName, std::string const& description,
                              utl_FileAccess access)
     : root(registry()), file(fileName) {
-  root.CreateDdb(fileName, description, access);
+  root.CreateSavedDdb(fileName, description, access);
   persistentName = root.GetPersistentName(fileName);
 }
 

@@ -15,7 +15,7 @@ public:
   /// @param fileName path of the file
   /// @param access utl_FileAccess::Read, which never writes a byte, or utl_FileAccess::Write
   tool_Database(std::string const& fileName, utl_FileAccess access);
-  /// Makes a database file. Not saved yet: the file holds no record.
+  /// Makes a database file, whole or not at all.
   /// @param fileName path of the file
   /// @param description what the database is about
   /// @param access utl_FileAccess::Create, which replaces a database that stands there, or

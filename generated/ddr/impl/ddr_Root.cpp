@@ -183,6 +183,19 @@ void ddr_Root::CreateDdb(cow_String const& fileName, cow_String const& descripti
 }
 
 void ddr_Root::CreateDdb(cow_String const& fileName, cow_String const& description, utl_FileAccess access) {
+  Register(MakeFile(fileName, description, access, rom_Publishing::AtOnce), fileName, false);
+}
+
+void ddr_Root::CreateSavedDdb(cow_String const& fileName, cow_String const& description,
+                              utl_FileAccess access) {
+  std::unique_ptr<ddr_Ddb> record = MakeFile(fileName, description, access, rom_Publishing::Later);
+  Write(*record, true);
+  record->GetTransporter()->Database().Publish();
+  Register(std::move(record), fileName, false);
+}
+
+std::unique_ptr<ddr_Ddb> ddr_Root::MakeFile(cow_String const& fileName, cow_String const& description,
+                                            utl_FileAccess access, rom_Publishing publishing) const {
   if (registrar == nullptr) {
     refuse("Class registrar not initialized", 109);
   }
@@ -190,8 +203,8 @@ void ddr_Root::CreateDdb(cow_String const& fileName, cow_String const& descripti
   auto record = std::make_unique<ddr_Ddb>(name, fileName, description);
   rfm_File const file = rfm_File::Open(fileName, access, true);
   record->SetTransporter(new rom_Transporter(registrar.get(), file, databaseName, description,
-                                             std::int64_t{record->GetCreationTime()}, -1));
-  Register(std::move(record), fileName, false);
+                                             std::int64_t{record->GetCreationTime()}, -1, publishing));
+  return record;
 }
 
 // Kept on purpose: the flag tells whether any opening so far was read-only, so a writer that is refused
@@ -271,7 +284,10 @@ cow_String const& ddr_Root::OpenDdb(rfm_File const& given, cow_String const& per
 }
 
 void ddr_Root::SaveDdb(cow_String const& persistentName, bool updateModifyTime) {
-  ddr_Ddb& record = databases.Get(persistentName);
+  Write(databases.Get(persistentName), updateModifyTime);
+}
+
+void ddr_Root::Write(ddr_Ddb& record, bool updateModifyTime) {
   ModifyTimeGuard stamp(record);
   if (!updateModifyTime) {
     record.SetUpdateModifyTime(false);

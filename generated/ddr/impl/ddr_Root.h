@@ -7,6 +7,7 @@
 #include "ddr_Ddb.h"
 #include "os_Export.h"
 #include "rfm_File.h"
+#include "rom_Transporter.h"
 #include "thr_ThreadSingleton.h"
 
 #include <memory>
@@ -63,6 +64,9 @@ public:
   /// The same with a choice.
   /// @param access utl_FileAccess::Create, or utl_FileAccess::CreateNew, which replaces nothing
   void CreateDdb(cow_String const& fileName, cow_String const& description, utl_FileAccess access);
+  /// The same, and saves it: the record is in the file when that takes its name. Whoever is stopped leaves
+  /// what stood there before, or the new database.
+  void CreateSavedDdb(cow_String const& fileName, cow_String const& description, utl_FileAccess access);
   /// Makes a database file available under its persistent name. Opening a file that is open already counts
   /// one more opening.
   /// @param persistentName written into the file first; empty: the stored name is used
@@ -91,6 +95,9 @@ private:
   using OpenRecords = cow_Map<cow_String, OpenRecord>;
 
   cow_String const& OpenAgain(rfm_File const& file);
+  std::unique_ptr<ddr_Ddb> MakeFile(cow_String const& fileName, cow_String const& description,
+                                    utl_FileAccess access, rom_Publishing publishing) const;
+  static void Write(ddr_Ddb& record, bool updateModifyTime);
   void Register(std::unique_ptr<ddr_Ddb> record, cow_String const& fileName, bool readOnly);
 
   // Destroyed from the bottom up; the destructor empties them in the order that records depend on.

@@ -1,7 +1,10 @@
 // Tests of the verb "create".
 #include "tool_Test.h"
 
+#include <algorithm>
+#include <array>
 #include <gmock/gmock.h>
+#include <sys/inotify.h>
 #include <thread>
 #include <unistd.h>
 
@@ -65,6 +68,31 @@ TEST_F(CreateTest, ForceReplacesADatabase) {
   EXPECT_EQ(description(), "new");
   EXPECT_EQ(json({"ls", "a.ddr"})["models"].size(), 0U);
   EXPECT_THAT(folder.names(), ElementsAre("a.ddr"));
+}
+
+// A creation that is stopped leaves the old file or a whole new one, since the new one is complete when it
+// takes the name.
+TEST_F(CreateTest, NothingIsWrittenOnceTheNameIsTaken) {
+  done({"create", "a.ddr", "--description", "old"});
+  int const watch = inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
+  ASSERT_GE(inotify_add_watch(watch, folder.path().c_str(), IN_CREATE | IN_MODIFY | IN_MOVED_TO), 0);
+  done({"create", "a.ddr", "--force", "--description", "new"});
+  std::vector<std::string> events; // by name
+  alignas(inotify_event) std::array<char, 65536> bytes{};
+  for (ssize_t count = 0; (count = read(watch, bytes.data(), bytes.size())) > 0;) {
+    for (ssize_t at = 0; at < count;) {
+      auto const* const event = reinterpret_cast<inotify_event const*>(bytes.data() + at);
+      events.emplace_back(event->name);
+      at += static_cast<ssize_t>(sizeof *event + event->len);
+    }
+  }
+  close(watch);
+  ASSERT_FALSE(events.empty());
+  EXPECT_EQ(events.back(), "a.ddr");
+  EXPECT_EQ(std::count(events.begin(), events.end(), "a.ddr"), 1) << "the renaming alone";
+  for (std::string const& name : events) {
+    EXPECT_TRUE(name == "a.ddr" || name.starts_with("a.ddr.new-")) << name;
+  }
 }
 
 TEST_F(CreateTest, ForceMakesAFileWhereNoneStands) {
