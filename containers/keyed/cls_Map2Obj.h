@@ -64,9 +64,9 @@ public:
   bool BelongsTo(void const* store) const { return (loader ? loader->Store() : nullptr) == store; }
   /// Whether the collection works with a stored one.
   bool IsBound() const noexcept { return static_cast<bool>(loader); }
-  /// Whether a save has something to write: a change since the last one, also one that failed at its end, or
-  /// another copy's state in the file.
-  bool IsChanged() const noexcept { return changed != 0 || !IsAsStored(); }
+  bool IsChanged() const noexcept { return changed != 0; }
+  /// Counts as changed again: what was written did not come into the file.
+  void MarkChanged() noexcept { changed = 1; }
 
   /// Puts a copy of the record under the key, replacing what is there. Always true.
   bool Insert(K const& key, T const& record);
@@ -472,7 +472,7 @@ void cls_Map2Obj<K, T, V>::Flush() {
   if (!loader || loader->IsReadOnly()) {
     return;
   }
-  if (!IsChanged()) {
+  if (!IsChanged() && IsAsStored()) {
     return;
   }
   std::int32_t const before = std::exchange(changed, 0);

@@ -64,26 +64,31 @@ int lastRecordRow(rom_Transporter const& transporter) {
   return std::max(transporter.GetTableSize(ddr_Ddb::TypeId()) - 1, 0);
 }
 
-/// Leaves the time of modification of a record, and whether it is stamped, as they were before a save that
-/// fails.
-class ModifyTimeGuard {
+/// Leaves what a record tells of itself as it was before a save that fails: its time of modification, whether
+/// that is stamped, and that its models are changed.
+class FailedSaveGuard {
 public:
-  explicit ModifyTimeGuard(ddr_Ddb& saved) noexcept
-      : record(&saved), time(saved.GetModifyTime()), stamps(saved.GetUpdateModifyTime()) {}
-  ~ModifyTimeGuard() {
+  explicit FailedSaveGuard(ddr_Ddb& saved) noexcept
+      : record(&saved), time(saved.GetModifyTime()), stamps(saved.GetUpdateModifyTime()),
+        isChanged(saved.models.IsChanged()) {}
+  ~FailedSaveGuard() {
     if (record != nullptr) {
       record->RestoreModifyTime(time);
       record->SetUpdateModifyTime(stamps);
+      if (isChanged) {
+        record->models.MarkChanged();
+      }
     }
   }
-  ModifyTimeGuard(ModifyTimeGuard const&) = delete;
-  ModifyTimeGuard& operator=(ModifyTimeGuard const&) = delete;
+  FailedSaveGuard(FailedSaveGuard const&) = delete;
+  FailedSaveGuard& operator=(FailedSaveGuard const&) = delete;
   void Keep() noexcept { record = nullptr; }
 
 private:
   ddr_Ddb* record;
   int time;
   bool stamps;
+  bool isChanged;
 };
 
 } // namespace
@@ -288,7 +293,7 @@ void ddr_Root::SaveDdb(cow_String const& persistentName, bool updateModifyTime) 
 }
 
 void ddr_Root::Write(ddr_Ddb& record, bool updateModifyTime) {
-  ModifyTimeGuard stamp(record);
+  FailedSaveGuard guard(record);
   if (!updateModifyTime) {
     record.SetUpdateModifyTime(false);
   }
@@ -307,7 +312,7 @@ void ddr_Root::Write(ddr_Ddb& record, bool updateModifyTime) {
   record.DBWrite(visitor);
   record.models.Flush();
   visitor.End();
-  stamp.Keep();
+  guard.Keep();
   transporter->ObjectCache().Clear();
 }
 
