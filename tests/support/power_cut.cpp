@@ -117,10 +117,13 @@ void power_cut::rename(std::map<std::string, int>& names, device_event const& ev
   }
 }
 
-device_image power_cut::build(std::vector<Piece> const& pieces, std::size_t nameCount) const {
+device_image power_cut::build(std::vector<Piece> const& pieces, std::size_t nameCount,
+                              std::size_t lostName) const {
   std::map<std::string, int> shownNames = names;
   for (std::size_t index = 0; index < nameCount; ++index) {
-    rename(shownNames, *looseNames[index]);
+    if (index != lostName) {
+      rename(shownNames, *looseNames[index]);
+    }
   }
   std::map<int, std::string> shown;
   for (auto const& [name, number] : shownNames) {
@@ -164,6 +167,9 @@ void power_cut::each(std::size_t event, std::function<void(device_image const&)>
   for (device_event const* one : loose) {
     all.push_back({one, wholeOf(*one)});
     nothing.push_back({one, 0});
+  }
+  for (std::size_t lost = 0; lost < looseNames.size(); ++lost) {
+    use(build(all, looseNames.size(), lost));
   }
   for (std::size_t nameCount = 0; nameCount <= looseNames.size(); ++nameCount) {
     use(build(all, nameCount));

@@ -18,7 +18,7 @@ using device_image = std::map<std::string, std::string>;
 /// A device keeps what was written to a file before the last sync of that file, and the names that were made,
 /// changed or deleted before the last sync of the folder. Of what came later it keeps, in any order, any
 /// part: all, nothing, all but the last, one alone, some; of the last write also the sectors up to a point.
-/// Names change in order.
+/// Names change in order, of which one may be left out.
 class power_cut {
 public:
   /// @param start the folder as the recording began
@@ -50,7 +50,11 @@ private:
 
   void goTo(std::size_t event);
   void advance(device_event const& event);
-  device_image build(std::vector<Piece> const& pieces, std::size_t names) const;
+  static constexpr std::size_t none = static_cast<std::size_t>(-1);
+  /// @param nameCount how many of the changes of names are kept
+  /// @param lostName one of them that is not
+  device_image build(std::vector<Piece> const& pieces, std::size_t nameCount,
+                     std::size_t lostName = none) const;
   static void apply(std::map<int, std::string>& contents, Piece const& piece);
   static void rename(std::map<std::string, int>& names, device_event const& event);
 
