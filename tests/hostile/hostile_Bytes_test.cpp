@@ -5,6 +5,7 @@
 #include "damage_corpus.h"
 #include "file_probe.h"
 #include "layout_files.h"
+#include "sanitized.h"
 #include "temporary_folder.h"
 
 #include <gtest/gtest.h>
@@ -50,6 +51,14 @@ protected:
 TEST_F(hostile_Bytes, EveryByteOfSmallPages) {
   std::string const sound = soundFile(smallPage);
   expectNoFaults(every_byte(sound), sound, 800);
+}
+
+// The smallest file that there is. All of it, but for builds in which that takes many minutes.
+TEST_F(hostile_Bytes, EveryByteOfAnEmptyDatabase) {
+  std::string const path = folder.path("empty");
+  make_empty_database(path, smallPage);
+  std::string const sound = readFile(path);
+  expectNoFaults(every_byte(sound), sound, isSanitized ? 200 : 0);
 }
 
 TEST_F(hostile_Bytes, EveryByteOfUsualPages) {

@@ -311,3 +311,12 @@ void make_small_database(std::string const& path, int pageSize) {
   sql << "PRAGMA page_size = " << pageSize << ";" << stored.rdbuf();
   make_stored_file(path, sql.str());
 }
+
+void make_empty_database(std::string const& path, int pageSize) {
+  {
+    file_probe const module;
+    ddr_Root::Instance().CreateSavedDdb(cow_String(path), "", utl_FileAccess::CreateNew);
+    ddr_Root::Instance().CloseDdb(ddr_Root::Instance().GetPersistentName(cow_String(path)));
+  }
+  change_stored_file(path, "PRAGMA page_size = " + std::to_string(pageSize) + "; VACUUM");
+}

@@ -51,3 +51,6 @@ private:
 /// Makes a small database file that holds something of every kind, in pages of that size.
 /// @param pageSize [byte] a power of two from 512
 void make_small_database(std::string const& path, int pageSize);
+/// Makes a database file that holds nothing but its record, in pages of that size. Not while a file_probe is
+/// there.
+void make_empty_database(std::string const& path, int pageSize);
