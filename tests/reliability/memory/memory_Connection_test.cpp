@@ -1,0 +1,123 @@
+// What happens to an open file meanwhile, met in small memory.
+#include "memory_World.h"
+#include "sanitized.h"
+
+#include "rfm_Database.h"
+#include "rfm_Exception.h"
+#include "rfm_ReadScope.h"
+#include "rfm_Rebuild.h"
+#include "rfm_Transaction.h"
+
+#include <filesystem>
+#include <limits>
+#include <optional>
+
+namespace {
+
+constexpr unsigned newType = 0x2f0077;
+
+/// A database that is open, and what a call has told of it.
+struct OpenDatabase : memory_subject {
+  std::string const path = world.pathOf("a").Text();
+  rfm_Database database = open(path, utl_FileAccess::Write);
+  std::string told;
+
+  static rfm_Database open(std::string const& name, utl_FileAccess access) {
+    rfm_Database opened = rfm_Database::Open(rfm_File::Open(cow_String(name), access, true), "D0");
+    opened.Bind();
+    return opened;
+  }
+  std::string look() const { return told; }
+};
+
+/// Its file is deleted.
+struct DeletedFile : OpenDatabase {
+  DeletedFile() { std::filesystem::remove(path); }
+};
+
+std::vector<memory_call> const callsOnDeletedFiles = memory_calls<DeletedFile>({
+    {"rfm_Table::ReadRow of a deleted file",
+     [](DeletedFile& on) {
+       on.told = on.database.Table(ddr_Model::TypeId()).ReadRow(2).ReadFieldString("modelName").Text();
+     }},
+});
+
+/// A table in it has lost the column of its row numbers.
+struct DamagedTable : OpenDatabase {
+  DamagedTable() { runSql(path, "ALTER TABLE class_ddr_Model RENAME COLUMN \"row\" TO number"); }
+};
+
+std::vector<memory_call> const callsOnDamagedTables = memory_calls<DamagedTable>({
+    {"rfm_Table::Length of a damaged table",
+     [](DamagedTable& on) {
+       try {
+         on.told = std::to_string(on.database.Table(ddr_Model::TypeId()).Length());
+       } catch (rfm_Exception const& damage) {
+         on.told = damage.what();
+       }
+     }},
+});
+
+/// Somebody else adds a class while a table is held.
+struct ChangedClassList : OpenDatabase {
+  rfm_Table const models = database.Table(ddr_Model::TypeId());
+
+  ChangedClassList() {
+    rfm_Database other = open(path, utl_FileAccess::Write);
+    rfm_Transaction transaction(other);
+    rfm_ClassEntry entry;
+    entry.name = cow_String("memory_AClassWithALongName");
+    entry.typeId = newType;
+    other.AddClass(entry);
+    transaction.Commit();
+  }
+};
+
+std::vector<memory_call> const callsOnChangedClassLists = memory_calls<ChangedClassList>({
+    {"rfm_Database::Table of a class that somebody else has added",
+     [](ChangedClassList& on) {
+       on.told = std::to_string(on.database.Table(newType).Length()) + " " + std::to_string(on.models.Length());
+     }},
+});
+
+/// Tables of others in it are copied. Allocations count within that.
+struct CopiedTables : OpenDatabase {
+  CopiedTables() {
+    runSql(path, "CREATE TABLE notes(a, b UNIQUE); CREATE INDEX notesByA ON notes(a);"
+                 "INSERT INTO notes VALUES(1, 'one'), (2, 'two'); CREATE TABLE logs(a CHECK (random() <> a))");
+  }
+  void copy() {
+    bool const isCounting = failing_memory::pause();
+    rfm_Database made = rfm_Database::Create(
+        rfm_File::Open(world.pathOf("new"), utl_FileAccess::Create, true), "D0", "", 7);
+    rfm_Rebuild rebuilding(database, made);
+    rfm_ReadScope const scope(database);
+    rfm_Transaction transaction(made);
+    failing_memory::resume(isCounting);
+    std::vector<std::string> const left = rebuilding.CopyFurtherTables([] {});
+    failing_memory::pause();
+    told = std::to_string(left.size());
+    transaction.Commit();
+  }
+};
+
+std::vector<memory_call> const callsOnCopiedTables = memory_calls<CopiedTables>({
+    {"rfm_Rebuild::CopyFurtherTables", [](CopiedTables& on) { on.copy(); }},
+});
+
+class Memory_Connections : public memory_world_test {};
+
+TEST_P(Memory_Connections, AreWhatTheyWereAfterAnyFailedAllocation) {
+  failEach(isSanitized ? 8 : std::numeric_limits<std::uint64_t>::max());
+}
+
+INSTANTIATE_TEST_SUITE_P(DeletedFiles, Memory_Connections, testing::ValuesIn(callsOnDeletedFiles),
+                         memory_testName);
+INSTANTIATE_TEST_SUITE_P(DamagedTables, Memory_Connections, testing::ValuesIn(callsOnDamagedTables),
+                         memory_testName);
+INSTANTIATE_TEST_SUITE_P(ChangedClassLists, Memory_Connections, testing::ValuesIn(callsOnChangedClassLists),
+                         memory_testName);
+INSTANTIATE_TEST_SUITE_P(CopiedTables, Memory_Connections, testing::ValuesIn(callsOnCopiedTables),
+                         memory_testName);
+
+} // namespace
