@@ -76,20 +76,22 @@ struct ChangedClassList : OpenDatabase {
 std::vector<memory_call> const callsOnChangedClassLists = memory_calls<ChangedClassList>({
     {"rfm_Database::Table of a class that somebody else has added",
      [](ChangedClassList& on) {
-       on.told = std::to_string(on.database.Table(newType).Length()) + " " + std::to_string(on.models.Length());
+       on.told =
+           std::to_string(on.database.Table(newType).Length()) + " " + std::to_string(on.models.Length());
      }},
 });
 
 /// Tables of others in it are copied. Allocations count within that.
 struct CopiedTables : OpenDatabase {
   CopiedTables() {
-    runSql(path, "CREATE TABLE notes(a, b UNIQUE); CREATE INDEX notesByA ON notes(a);"
-                 "INSERT INTO notes VALUES(1, 'one'), (2, 'two'); CREATE TABLE logs(a CHECK (random() <> a))");
+    runSql(path,
+           "CREATE TABLE notes(a, b UNIQUE); CREATE INDEX notesByA ON notes(a);"
+           "INSERT INTO notes VALUES(1, 'one'), (2, 'two'); CREATE TABLE logs(a CHECK (random() <> a))");
   }
   void copy() {
     bool const isCounting = failing_memory::pause();
-    rfm_Database made = rfm_Database::Create(
-        rfm_File::Open(world.pathOf("new"), utl_FileAccess::Create, true), "D0", "", 7);
+    rfm_Database made =
+        rfm_Database::Create(rfm_File::Open(world.pathOf("new"), utl_FileAccess::Create, true), "D0", "", 7);
     rfm_Rebuild rebuilding(database, made);
     rfm_ReadScope const scope(database);
     rfm_Transaction transaction(made);

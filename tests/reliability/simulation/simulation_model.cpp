@@ -5,6 +5,7 @@
 #include "rfm_Database.h"
 #include "rfm_Exception.h"
 #include "rom_Memento.h"
+#include "temporary_folder.h"
 
 #include <sys/stat.h>
 
@@ -97,7 +98,7 @@ void plain_registry::close(std::string const& name) {
   databases.erase(name);
 }
 
-plain_file observe(std::string const& path, cls_ClassRegistrar const& classes) {
+plain_file observe(std::string const& path, cls_ClassRegistrar const& classes, bool besideOthers) {
   plain_file found;
   found.path = path;
   struct stat status {};
@@ -105,10 +106,8 @@ plain_file observe(std::string const& path, cls_ClassRegistrar const& classes) {
     return found;
   }
   found.inode = status.st_ino;
-  auto const openTo = [&](utl_FileAccess access) {
-    return rom_Transporter(&classes, rfm_File::Open(cow_String(path), access, true), "D0", -1);
-  };
-  auto const look = [&](rom_Transporter transporter) {
+  auto const look = [&](std::string const& name, utl_FileAccess access) {
+    rom_Transporter transporter(&classes, rfm_File::Open(cow_String(name), access, true), "D0", -1);
     found.commits = transporter.Database().CommitCount();
     found.creationTime = rfm_Database::GetCreationTime(transporter.File());
     int const last = transporter.GetTableSize(ddr_Ddb::TypeId()) - 1;
@@ -119,12 +118,17 @@ plain_file observe(std::string const& path, cls_ClassRegistrar const& classes) {
     }
   };
   try {
-    look(openTo(utl_FileAccess::Read));
+    look(path, utl_FileAccess::Read);
   } catch (rfm_Exception const& failure) {
-    if (failure.Kind() != rfm_ErrorKind::Interrupted) {
+    if (failure.Kind() == rfm_ErrorKind::Interrupted) {
+      look(path, utl_FileAccess::Write); // what the next user of the file would do
+    } else if (failure.Kind() == rfm_ErrorKind::Locked && besideOthers) {
+      temporary_folder const folder;
+      writeFile(folder.path("copy"), readFile(path));
+      look(folder.path("copy"), utl_FileAccess::Read);
+    } else {
       throw;
     }
-    look(openTo(utl_FileAccess::Write)); // what the next user of the file would do
   }
   return found;
 }

@@ -86,4 +86,6 @@ struct plain_registry {
 };
 
 /// What stands under a name, found out by a reader of its own.
-plain_file observe(std::string const& path, cls_ClassRegistrar const& classes);
+/// @param besideOthers whether others are in the middle of calls on the file: when one of them keeps the
+/// reader out, the bytes of the file tell, as nothing has been written while a world waits for a lock
+plain_file observe(std::string const& path, cls_ClassRegistrar const& classes, bool besideOthers = false);

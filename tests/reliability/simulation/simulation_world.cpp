@@ -158,7 +158,7 @@ device_fault simulation_world::drawFault() {
 }
 
 bool simulation_world::hasLanded(plain_file const& file, std::optional<plain_record> const& after) {
-  plain_file const found = observe(file.path, *classes);
+  plain_file const found = observe(file.path, *classes, file.users > 0);
   bool const landed = found.inode != file.inode || found.commits != file.commits;
   ground.tell(number, landed ? "  and has happened" : "  and has not happened");
   if (!landed) {
