@@ -785,6 +785,9 @@ void rfm_Connection::BecomeSnapshot() {
   if (result == SQLITE_OK) {
     result = sqlite3_deserialize(memory, "main", bytes.release(), size, size,
                                  SQLITE_DESERIALIZE_FREEONCLOSE | SQLITE_DESERIALIZE_READONLY);
+    if (result == SQLITE_ERROR) {
+      result = sqlite3_extended_errcode(memory); // of it, want of memory is told as an error without a name
+    }
   }
   if (result != SQLITE_OK) {
     sqlite3_close(memory);
@@ -850,7 +853,11 @@ void rfm_Connection::BeginReading() {
   }
   LimitValues();
   for (;;) {
-    int result = Step(beginRead, "BEGIN");
+    int result = SQLITE_OK;
+    if (sqlite3_get_autocommit(database) !=
+        0) { // otherwise it goes on with what EndAnyhow left of a snapshot
+      result = Step(beginRead, "BEGIN");
+    }
     if (result == SQLITE_OK) {
       result = ReadDataVersion();
     }
@@ -883,7 +890,8 @@ void rfm_Connection::EndReading() noexcept {
 }
 
 // Ends what SQLite still has open. When that fails for want of memory, closing the file ends it, with its
-// lock; it is opened again when it is next needed.
+// lock; it is opened again when it is next needed. A snapshot, which cannot be had again, is kept as it is:
+// it has no lock and does not change.
 void rfm_Connection::EndAnyhow() noexcept {
   if (sqlite3_get_autocommit(database) != 0 ||
       sqlite3_exec(database, "ROLLBACK", nullptr, nullptr, nullptr) == SQLITE_OK || snapshot) {
