@@ -683,7 +683,7 @@ void rfm_Connection::Fail(int result, rfm_Subject const& subject) {
 // The other file has been read before, so what goes wrong now is not of its content.
 void rfm_Connection::Attach(std::string const& address, cow_String const& shownName) {
   sqlite3_limit(database, SQLITE_LIMIT_ATTACHED, 1);
-  int atAttaching = 0; // the system's answer, which SQLite may take for damage
+  int atAttaching = 0; // what the system said last: its answer, if SQLite takes that for damage
   try {
     rfm_Statement statement;
     rfm_Run attach(*this, statement, std::string("ATTACH ?1 AS ") + attachedSchema);
@@ -694,12 +694,13 @@ void rfm_Connection::Attach(std::string const& address, cow_String const& shownN
       Fail(result);
     }
   } catch (rfm_Exception const& failure) {
-    int const number = systemError != 0 ? systemError : atAttaching;
+    bool const isDamage = failure.Kind() == rfm_ErrorKind::Damaged;
+    int const number = isDamage ? atAttaching : systemError;
     rfm_SystemError const error = rfm_systemError(number);
-    rfm_throw(failure.Kind() == rfm_ErrorKind::Damaged ? error.kind : failure.Kind(), shownName, {},
-              "it cannot be opened a second time to be copied" +
-                  (number == 0 ? std::string() : " (" + error.words + ")"),
-              rfm_advice(error, "Check the device", tryAgain));
+    rfm_throw(isDamage ? error.kind : failure.Kind(), shownName, {},
+              "it cannot be opened a second time to be copied (" +
+                  (number == 0 ? failure.What() : error.words) + ")",
+              number == 0 ? failure.Advice() : rfm_advice(error, "Check the device", tryAgain));
   }
   attached = shownName;
 }
@@ -754,7 +755,8 @@ void rfm_Connection::StopScans() noexcept {
 
 bool rfm_Connection::HasMoved() const noexcept {
   int moved = 0;
-  return sqlite3_file_control(database, "main", SQLITE_FCNTL_HAS_MOVED, &moved) == SQLITE_OK && moved != 0;
+  sqlite3_file_control(database, "main", SQLITE_FCNTL_HAS_MOVED, &moved);
+  return moved != 0;
 }
 
 // Goes on with a copy in memory of the file that lost its name. Reading on through SQLite would take the

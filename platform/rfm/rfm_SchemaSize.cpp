@@ -28,9 +28,9 @@ constexpr unsigned char innerPage = 5;
 constexpr unsigned char leafPage = 13;
 constexpr std::size_t innerHeaderSize = 12;
 constexpr std::size_t leafHeaderSize = 8;
-constexpr int sqlColumn = 4; // of sqlite_schema
-constexpr std::uint64_t firstTextType = 13;
-constexpr int tableDepth = 2; // of parentheses in the text of a plain table
+constexpr int sqlColumn = 4;                 // of sqlite_schema
+constexpr std::uint64_t firstBytesType = 12; // of bytes and of texts, by turns
+constexpr int tableDepth = 2;                // of parentheses in the text of a plain table
 
 /// Takes numbers from bytes, one after the other. What lies behind the end reads as 0.
 class Numbers {
@@ -71,11 +71,11 @@ private:
 
 /// Bytes of the content of a record's value.
 std::uint64_t sizeOfType(std::uint64_t type) {
-  constexpr std::uint64_t sizes[firstTextType - 1] = {0, 1, 2, 3, 4, 6, 8, 8, 0, 0, 0, 0};
-  return type < firstTextType - 1 ? sizes[type] : (type - (firstTextType - 1)) / 2;
+  constexpr std::uint64_t sizes[firstBytesType] = {0, 1, 2, 3, 4, 6, 8, 8, 0, 0, 0, 0};
+  return type < firstBytesType ? sizes[type] : (type - firstBytesType) / 2;
 }
 
-/// The SQL text in a row of sqlite_schema; empty when there is none.
+/// The SQL text in a row of sqlite_schema; empty when there is none. SQLite takes bytes for a text there.
 std::string_view sqlOf(std::string_view record) {
   Numbers header(record, 0);
   std::uint64_t place = header.Varint();
@@ -83,8 +83,8 @@ std::string_view sqlOf(std::string_view record) {
     place += std::min<std::uint64_t>(sizeOfType(header.Varint()), record.size());
   }
   std::uint64_t const type = header.Varint();
-  bool const isText = type >= firstTextType && type % 2 == 1;
-  return isText && place < record.size() ? record.substr(place, sizeOfType(type)) : std::string_view();
+  bool const isThere = type >= firstBytesType && place < record.size();
+  return isThere ? record.substr(place, sizeOfType(type)) : std::string_view();
 }
 
 class Walk {

@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <map>
 #include <stdexcept>
+#include <sys/file.h>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -24,6 +25,8 @@ struct Watch {
   bool resting = false;
   bool hasFault = false;
   bool lacksNoReplace = false;
+  bool lacksFolderLocks = false;
+  int unlockingError = 0;
   device_fault fault;
   std::function<void()> interlude;
   device_call interludeCall = device_call::Open;
@@ -258,14 +261,24 @@ int nameWatched(Kind kind, char const* from, char const* to, Call const& pass) {
   return result == 0 ? after(fate, result) : result;
 }
 
-bool isLockRequest(int command, void const* argument) {
-  return (command == F_SETLK || command == F_SETLKW) && argument &&
-         static_cast<struct flock const*>(argument)->l_type != F_UNLCK;
+bool isOfLocks(int command, void const* argument) {
+  return (command == F_SETLK || command == F_SETLKW) && argument;
+}
+
+bool isUnlocking(void const* argument) {
+  return static_cast<struct flock const*>(argument)->l_type == F_UNLCK;
 }
 
 int controlWatched(int descriptor, int command, void* argument, int (*pass)(int, int, ...)) {
-  if (!concerns(descriptor) || !isLockRequest(command, argument)) {
+  if (!concerns(descriptor) || !isOfLocks(command, argument)) {
     return pass(descriptor, command, argument);
+  }
+  if (isUnlocking(argument)) {
+    if (watch->unlockingError == 0) {
+      return pass(descriptor, command, argument);
+    }
+    errno = watch->unlockingError;
+    return -1;
   }
   Fate const fate = fateOf(device_call::Lock);
   if (fate == Fate::Fail) {
@@ -368,6 +381,15 @@ int fcntl64(int descriptor, int command, ...) {
   return controlWatched(descriptor, command, argument, pass);
 }
 
+int flock(int descriptor, int operation) noexcept {
+  static auto const pass = real<int (*)(int, int)>("flock");
+  if (concerns(descriptor) && watch->lacksFolderLocks && watch->fileOfDescriptor[descriptor] < 0) {
+    errno = EOPNOTSUPP;
+    return -1;
+  }
+  return pass(descriptor, operation);
+}
+
 int unlink(char const* path) noexcept {
   static auto const pass = real<int (*)(char const*)>("unlink");
   if (!concerns(path)) {
@@ -463,6 +485,14 @@ void fault_device::before(device_call call, int number, std::function<void()> ac
 
 void fault_device::lackNoReplace() noexcept {
   watch->lacksNoReplace = true;
+}
+
+void fault_device::lackFolderLocks() noexcept {
+  watch->lacksFolderLocks = true;
+}
+
+void fault_device::refuseUnlocking(int errorNumber) noexcept {
+  watch->unlockingError = errorNumber;
 }
 
 void fault_device::mark(std::string const& text) {

@@ -83,6 +83,11 @@ public:
   void before(device_call call, int number, std::function<void()> act);
   /// Is from now on a file system that cannot rename without replacing. Files can have second names.
   void lackNoReplace() noexcept;
+  /// Is from now on a file system that knows no locks of folders.
+  void lackFolderLocks() noexcept;
+  /// From now on refuses to take locks back that were given.
+  /// @param errorNumber 0: does so again
+  void refuseUnlocking(int errorNumber) noexcept;
   /// Puts a mark among the events.
   void mark(std::string const& text);
   /// From now on looks at nothing, and so needs no memory in any call; syncs are not passed on all the same.

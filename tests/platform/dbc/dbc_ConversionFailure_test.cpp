@@ -216,6 +216,15 @@ TEST_F(dbc_ConversionFailure, ANewOutputDoesNotReplaceADatabaseThatAppearsMeanwh
   expectUntouched();
 }
 
+TEST_F(dbc_ConversionFailure, AnOutputThatIsNotToBeMadeIsAMistake) {
+  remember();
+  for (utl_FileAccess const access : {utl_FileAccess::Read, utl_FileAccess::Write}) {
+    EXPECT_THROW(dbc_Conversion::Run(cow_String(oldPath), cow_String(newPath), {}, access),
+                 nex_AssertException);
+    expectUntouched();
+  }
+}
+
 TEST_F(dbc_ConversionFailure, NobodySavesToTheInputMeanwhile) {
   std::string saved;
   thing_Steps::current().first = [&](dbc_Row const& row, dbc_Row&) {

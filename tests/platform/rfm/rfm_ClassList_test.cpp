@@ -170,6 +170,16 @@ TEST_F(ClassListTest, TwoDatabasesOnOneFileHandleSeeEachOthersClasses) {
   EXPECT_EQ(second.Length(), 2);
 }
 
+TEST_F(ClassListTest, ATableOfAClassThatSomebodyElseTookOutOfTheListIsEmpty) {
+  rfm_Table table = database.Table(resultType);
+  runSql(path, "DELETE FROM ddr_class WHERE \"Class Name\" = 'ddr_Result'");
+  EXPECT_EQ(database.Table(resultType).Length(), 0);
+  EXPECT_EQ(database.FindClass(resultType), nullptr);
+  rfm_Transaction const transaction(database);
+  EXPECT_THAT(failureOf([&] { table.UpdateRow(0); }),
+              HasSubstr("class 'ddr_Result', row 0: there is no such row"));
+}
+
 TEST_F(ClassListTest, AFileIsNotPublishedInTheMiddleOfATransaction) {
   std::string const other = folder.path("b.odb");
   rfm_Database made =

@@ -2,6 +2,7 @@
 #include "rfm_Connection.h"
 #include "rfm_TestFiles.h"
 
+#include "child_process.h"
 #include "fault_device.h"
 
 #include <cerrno>
@@ -174,7 +175,9 @@ TEST_F(ConnectionTest, AJournalThatCannotBeMadeIsToldWithTheReason) {
         Reason{EROFS, "it, or a file beside it, cannot be opened (Read-only file system). Make the medium "
                       "writable, then try again."},
         Reason{EMFILE, "it, or a file beside it, cannot be opened (Too many open files). Close other files, "
-                       "then try again."}}) {
+                       "then try again."},
+        Reason{ENFILE, "it, or a file beside it, cannot be opened (Too many open files in system). Close "
+                       "other files, then try again."}}) {
     device_fault fault = lasting(device_call::Open, reason.errorNumber);
     fault.creating = true;
     EXPECT_THAT(saveWith(fault), AllOf(HasSubstr("Database file '" + path + "'"),
@@ -191,6 +194,50 @@ TEST_F(ConnectionTest, AJournalThatCannotBeMadeOnceIsMadeLater) {
   EXPECT_EQ(saveWith(fault), "nothing");
   EXPECT_EQ(contents(path), "a=0 b=1 c=2 | a b c");
   EXPECT_THAT(folder.names(), testing::ElementsAre("a.odb"));
+}
+
+TEST_F(ConnectionTest, AJournalThatCannotBeOpenedForReadingOnIsToldWithTheReason) {
+  rfm_Database database = openFile(path, utl_FileAccess::Write);
+  interruptSave(path);
+  device.start(lasting(device_call::Open, EMFILE));
+  std::string const failure = failureOf([&] { contents(database); });
+  device.stop();
+  EXPECT_THAT(failure, AllOf(StartsWith("Other: Database file '" + path + "'"),
+                             HasSubstr("cannot be opened (Too many open files). Close other files")));
+  EXPECT_EQ(contents(database), "a=0 b=1 | a b");
+}
+
+TEST_F(ConnectionTest, ANewFileThatCannotBeMadeIsToldWithTheReason) {
+  for (Reason const& reason :
+       {Reason{EMFILE, "cannot be opened (Too many open files). Close other files, then try again."},
+        Reason{ENOSPC, "there is no space left on the device; nothing was changed. Make room"}}) {
+    device_fault fault = lasting(device_call::Open, reason.errorNumber);
+    fault.creating = true;
+    device.start(fault);
+    std::string const failure = failureOf([&] { createFile(folder.path("b.odb")); });
+    device.stop();
+    EXPECT_THAT(failure,
+                AllOf(HasSubstr("Database file '" + folder.path("b.odb") + "'"), HasSubstr(reason.answer)));
+    EXPECT_THAT(folder.names(), testing::ElementsAre("a.odb"));
+  }
+}
+
+// The definitions of a file that somebody is writing may be half there: it is asked again when that one is
+// done.
+TEST_F(ConnectionTest, DefinitionsThatSomebodyElseIsJustWritingAreNoDamage) {
+  runSql(path, "CREATE VIEW long AS SELECT '" + std::string(900'000, 'x') + "'");
+  child_process writer([&](child_process& self) -> std::string {
+    sqlite3* database = nullptr;
+    sqlite3_open(path.c_str(), &database);
+    sqlite3_exec(database, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr);
+    self.ready();
+    self.wait_for_go();
+    return "";
+  });
+  writer.wait_until_ready();
+  EXPECT_THAT(
+      failureOf([&] { openFile(path, utl_FileAccess::Read); }),
+      AllOf(StartsWith("Locked: Database file '" + path + "'"), HasSubstr("in use by another process")));
 }
 
 TEST_F(ConnectionTest, AWriteThatIsRefusedIsToldWithTheReason) {

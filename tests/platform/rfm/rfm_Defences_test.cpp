@@ -115,6 +115,28 @@ TEST_F(DefencesTest, AnIndexOfAKeyThatIsListedAsSomethingElseIsDamage) {
             HasSubstr("'sqlite_autoindex_class_ddr_Model_1' is no plain table or index")));
 }
 
+TEST_F(DefencesTest, AnIndexOfAKeyWithAnEmptyTextIsDamage) {
+  EXPECT_THAT(
+      readAfter("DROP INDEX \"class_ddr_Model#uid\"; ALTER TABLE class_ddr_Model RENAME TO kept;"
+                "CREATE TABLE class_ddr_Model(row INTEGER PRIMARY KEY, \"#uid\" BLOB UNIQUE, modelName);"
+                "PRAGMA writable_schema = on; UPDATE sqlite_schema SET sql = '' WHERE sql IS NULL AND "
+                "tbl_name = 'class_ddr_Model'"),
+      AllOf(StartsWith("Damaged: "), HasSubstr("'sqlite_autoindex_class_ddr_Model_1' is no plain")));
+}
+
+TEST_F(DefencesTest, ATableThatIsDefinedInBytesIsDamage) {
+  EXPECT_THAT(readAfter("PRAGMA writable_schema = on; UPDATE sqlite_schema SET sql = CAST(sql AS BLOB) WHERE "
+                        "name = 'ddr_header'"),
+              AllOf(StartsWith("Damaged: "), HasSubstr("'ddr_header' is no plain table")));
+}
+
+TEST_F(DefencesTest, ATableOfOthersWhoseNameHoldsAZeroIsLeftAlone) {
+  EXPECT_EQ(readAfter("CREATE TABLE notes(a); PRAGMA writable_schema = on; UPDATE sqlite_schema SET "
+                      "tbl_name = 'notes' || char(0) || 'more' WHERE name = 'notes'"),
+            "nothing");
+  EXPECT_TRUE(openFile(path, utl_FileAccess::Read).MissingIndexes().empty()); // asks for all definitions
+}
+
 TEST_F(DefencesTest, ATableThatIsListedAsSomethingElseIsDamage) {
   for (char const* const type : {"thing", "index", "view"}) {
     EXPECT_THAT(readAfter("PRAGMA writable_schema = on; UPDATE sqlite_schema SET type = '" +
@@ -310,6 +332,20 @@ TEST_F(PagesTest, ACopyOfRowsThatNeverEndIsRefused) {
   EXPECT_THAT(failureOf([&] { rebuild.CopyRows(modelType, {}); }),
               AllOf(StartsWith("Damaged: Database file '" + path + "', class 'ddr_Model', row "),
                     HasSubstr("its rows are not in order")));
+}
+
+TEST_F(PagesTest, ACopyOfEntriesThatNeverEndIsRefused) {
+  nest("ddr_entry");
+  rfm_Database const source = openFile(path, utl_FileAccess::Read);
+  rfm_Database made =
+      rfm_Database::Create(rfm_File::Open(cow_String(folder.path("new.odb")), utl_FileAccess::Create, true),
+                           "D0", "", creationTime);
+  rfm_Rebuild rebuild(source, made);
+  rfm_ReadScope const scope(source);
+  rfm_Transaction const transaction(made);
+  EXPECT_THAT(failureOf([&] { rebuild.CopyEntries({}); }),
+              AllOf(StartsWith("Damaged: Database file '" + path + "': "),
+                    HasSubstr("its entries are not in order")));
 }
 
 } // namespace

@@ -30,6 +30,29 @@ TEST_F(EntriesTest, AChangeByKeyMakesTheIndexThatIsMissing) {
   EXPECT_EQ(runSql(path, "SELECT count(*) FROM sqlite_schema WHERE name = 'ddr_entry_key'"), "1");
 }
 
+TEST_F(EntriesTest, AnIndexOfThatNameIsNotMissing) {
+  runSql(path, "DROP INDEX ddr_entry_key; CREATE INDEX ddr_entry_key ON ddr_entry(Key, handle)");
+  EXPECT_TRUE(openFile(path, utl_FileAccess::Read).MissingIndexes().empty());
+}
+
+TEST_F(EntriesTest, AChangeOfAnEntryWhereNoneIsStoredChangesNothing) {
+  std::string const empty = folder.path("b.odb");
+  rfm_Database other = createFile(empty);
+  rfm_Transaction transaction(other);
+  EXPECT_FALSE(other.Entries().Update(1, "a", modelType, 0));
+  EXPECT_FALSE(other.Entries().Remove(1, "a"));
+  transaction.Commit();
+  EXPECT_EQ(contents(empty), "|");
+}
+
+TEST_F(EntriesTest, AKeyThatIsNothingIsStoredAsAnEmptyText) {
+  rfm_Transaction transaction(database);
+  database.Entries().Append(2, std::string_view(), modelType, 0);
+  transaction.Commit();
+  EXPECT_EQ(runSql(path, "SELECT typeof(Key), length(Key) FROM ddr_entry WHERE handle = 2"), "text 0");
+  EXPECT_TRUE(database.Entries().Find(2, ""));
+}
+
 TEST_F(EntriesTest, ManyWalksAtOnceAreIndependent) {
   for (int round = 0; round < 2; ++round) {
     std::vector<rfm_EntryCursor> cursors;

@@ -151,17 +151,22 @@ TEST_F(FileNodeTest, ACopyOfTheProcessLeavesTheGrowingFileAlone) {
 
 TEST_F(FileNodeTest, AFolderThatIsClosedMeanwhileIsToldAndTriedAgain) {
   ASSERT_EQ(chmod(folder.path().c_str(), 0777), 0);
-  EXPECT_THAT(in_child_without_rights([&] {
-                std::string const inner = folder.path("inner");
-                std::filesystem::create_directory(inner);
-                rfm_Database database = begin(inner + "/a.odb");
-                chmod(inner.c_str(), 0);
-                std::string const failure = failureOf([&] { database.Publish(); });
-                chmod(inner.c_str(), 0700);
-                database.Publish();
-                return failure + " Then: " + contents(inner + "/a.odb");
-              }),
-              AllOf(StartsWith("NoPermission: "), testing::EndsWith("Then: |")));
+  for (mode_t const mode : {0U, 0600U}) { // all of it, or what is in it
+    EXPECT_THAT(in_child_without_rights([&] {
+                  std::string const inner = folder.path("inner");
+                  std::filesystem::create_directory(inner);
+                  rfm_Database database = begin(inner + "/a.odb");
+                  chmod(inner.c_str(), mode);
+                  std::string const failure = failureOf([&] { database.Publish(); });
+                  chmod(inner.c_str(), 0700);
+                  database.Publish();
+                  std::string const stored = contents(inner + "/a.odb");
+                  std::filesystem::remove_all(inner);
+                  return failure + " Then: " + stored;
+                }),
+                AllOf(StartsWith("NoPermission: "), testing::EndsWith("Then: |")))
+        << mode;
+  }
 }
 
 TEST_F(FileNodeTest, AFileWhoseFolderVanishesIsReadOn) {
@@ -380,7 +385,7 @@ TEST_F(PublishTest, AFolderThatIsHeldAllTheTimeTakesNoFile) {
 }
 
 TEST_F(PublishTest, AFileSystemWithoutRenamingThatRefusesIsUsedInOtherWays) {
-  for (int const linkError : {0, EPERM, EOPNOTSUPP}) {
+  for (int const linkError : {0, EPERM, EOPNOTSUPP, ENOSYS}) {
     rfm_Database database = begin(path);
     fault_device device(folder.path());
     device.lackNoReplace();
@@ -396,6 +401,43 @@ TEST_F(PublishTest, AFileSystemWithoutRenamingThatRefusesIsUsedInOtherWays) {
     EXPECT_EQ(contents(database), "|");
     std::filesystem::remove(path);
   }
+}
+
+TEST_F(PublishTest, ADatabaseThatAppearsWhereNothingCanRefuseKeepsItsName) {
+  std::string const other = folder.path("b.odb");
+  makeInterrupted(other);
+  rfm_Database database = beginNew(path);
+  fault_device device(folder.path());
+  device.lackNoReplace();
+  device.start({device_call::Rename, 1, device_fault::Effect::Error, EPERM, false});
+  device.before(device_call::Rename, 1, [&] { putThere(other); });
+  EXPECT_THAT(failureOf([&] { database.Publish(); }), HasSubstr("a database stands there already"));
+  device.stop();
+  rfm_Database kept = openFile(path, utl_FileAccess::Write);
+  EXPECT_EQ(contents(kept), "half=0 | half");
+}
+
+TEST_F(PublishTest, AFileSystemThatTakesNoNameInAnyWayIsToldAndTriedAgain) {
+  rfm_Database database = begin(path);
+  fault_device device(folder.path());
+  device.lackNoReplace();
+  device.start({device_call::Rename, 1, device_fault::Effect::Error, EPERM, true});
+  EXPECT_THAT(failureOf([&] { database.Publish(); }),
+              StartsWith("NoPermission: Database file '" + path + "'"));
+  EXPECT_EQ(device.calls(device_call::Rename), 2) << "a second name, and the name";
+  device.stop();
+  database.Publish();
+  EXPECT_EQ(contents(path), "|");
+}
+
+// Nobody can wait there, and nobody is kept from saving.
+TEST_F(PublishTest, AFileSystemWithoutLocksOfFoldersIsUsedWithoutThem) {
+  rfm_Database database = begin(path);
+  fault_device device(folder.path());
+  device.lackFolderLocks();
+  EXPECT_EQ(failureOf([&] { database.Publish(); }), "nothing");
+  EXPECT_FALSE(isFolderLocked());
+  EXPECT_EQ(contents(path), "|");
 }
 
 } // namespace

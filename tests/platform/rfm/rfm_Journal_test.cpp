@@ -32,11 +32,20 @@ struct JournalTest : rfm_Test {
     }
     return number(page) + bytes + number(sum);
   }
-  static std::string journal(std::uint32_t records, std::uint32_t pages, std::uint32_t size = pageSize) {
+  static std::string journal(std::uint32_t records, std::uint32_t pages, std::uint32_t size = pageSize,
+                             std::uint32_t sector = 512) {
     std::string header = "\xd9\xd5\x05\xf9\x20\xa1\x63\xd7" + number(records) + number(0) + number(pages) +
-                         number(512) + number(size);
+                         number(sector) + number(size);
     header.resize(512, '\0');
     return header;
+  }
+  /// The records of all pages of a file.
+  static std::string records(std::string const& bytes) {
+    std::string all;
+    for (std::size_t page = 0; page < bytes.size() / pageSize; ++page) {
+      all += record(static_cast<std::uint32_t>(page + 1), bytes.substr(page * pageSize, pageSize));
+    }
+    return all;
   }
   std::string firstPage() const { return readFile(path).substr(0, pageSize); }
   std::uint32_t pages() const { return static_cast<std::uint32_t>(readFile(path).size() / pageSize); }
@@ -103,13 +112,85 @@ TEST_F(JournalTest, TheJournalOfAPackingIsPlayedBack) {
   std::string const packed = folder.path("packed");
   std::filesystem::copy_file(path, packed);
   runSql(packed, "PRAGMA page_size = 1024; VACUUM");
-  std::string left = journal(static_cast<std::uint32_t>(before.size() / pageSize),
-                             static_cast<std::uint32_t>(before.size() / pageSize));
-  for (std::size_t page = 0; page < before.size() / pageSize; ++page) {
-    left += record(static_cast<std::uint32_t>(page + 1), before.substr(page * pageSize, pageSize));
-  }
+  std::string const left = journal(pages(), pages()) + records(before);
   writeFile(path, readFile(packed));
   ASSERT_LT(readFile(path).size(), before.size());
+  EXPECT_EQ(open(left), "nothing");
+  EXPECT_EQ(readFile(path), before);
+}
+
+// A program that does not wait for the device leaves the number of pages open.
+TEST_F(JournalTest, TheJournalOfASaveWithoutSyncsIsPlayedBack) {
+  std::string const before = readFile(path);
+  std::string const left = journal(0xffffffff, pages()) + records(before);
+  saveModels(*std::make_unique<rfm_Database>(openFile(path, utl_FileAccess::Write)), {"c"});
+  EXPECT_EQ(open(left), "nothing");
+  EXPECT_EQ(readFile(path), before);
+}
+
+TEST_F(JournalTest, TheJournalOfAFileThatShrinksAtEachSaveIsPlayedBack) {
+  runSql(path, "PRAGMA auto_vacuum = full; VACUUM; CREATE TABLE filler(x)");
+  runSql(path, "INSERT INTO filler VALUES(zeroblob(100000))");
+  std::string const before = readFile(path);
+  std::string const left = journal(pages(), pages()) + records(before);
+  runSql(path, "DELETE FROM filler");
+  ASSERT_LT(readFile(path).size(), before.size());
+  EXPECT_EQ(open(left), "nothing");
+  EXPECT_EQ(readFile(path), before);
+}
+
+TEST_F(JournalTest, TheJournalOfAFileOfTheLargestPagesIsPlayedBack) {
+  runSql(path, "PRAGMA page_size = 65536; VACUUM");
+  std::string const before = readFile(path);
+  constexpr std::uint32_t largest = 65536;
+  std::string const left = journal(1, static_cast<std::uint32_t>(before.size() / largest), largest) +
+                           record(1, before.substr(0, largest));
+  runSql(path, "PRAGMA user_version = 7");
+  runSql(path, "PRAGMA user_version = 1");
+  ASSERT_NE(readFile(path), before);
+  EXPECT_EQ(open(left), "nothing");
+  EXPECT_EQ(readFile(path), before);
+}
+
+// SQLite stops where a journal is not whole; what was written behind did not reach the device.
+TEST_F(JournalTest, AJournalThatWasNotWrittenToItsEndIsPlayedBackAsFarAsItGoes) {
+  std::string const before = readFile(path);
+  std::string const second = record(2, before.substr(pageSize, pageSize));
+  std::string broken = record(1, std::string(pageSize, 'x'));
+  broken.back() = static_cast<char>(broken.back() + 1);
+  for (std::string const& rest : {std::string(), record(0, std::string(pageSize, 'x')), broken}) {
+    EXPECT_EQ(open(journal(5, pages()) + second + rest), "nothing");
+    EXPECT_EQ(readFile(path), before);
+    EXPECT_FALSE(std::filesystem::exists(path + "-journal"));
+  }
+}
+
+TEST_F(JournalTest, AJournalWithoutPagesChangesNothing) {
+  std::string const before = readFile(path);
+  for (std::uint32_t const size : {std::uint32_t{pageSize}, 0U}) { // 0: the pages are as the file has them
+    EXPECT_EQ(open(journal(0, pages(), size)), "nothing") << size;
+    EXPECT_EQ(readFile(path), before) << size;
+  }
+}
+
+TEST_F(JournalTest, AJournalOfImpossiblePagesOrSectorsIsNotPlayedBack) {
+  std::string const before = readFile(path);
+  std::string const wrong = record(1, std::string(pageSize, 'x'));
+  for (std::uint32_t const size : {256U, 5000U, 131072U}) {
+    EXPECT_EQ(open(journal(1, pages(), size) + wrong), "nothing") << size;
+    EXPECT_EQ(readFile(path), before) << size;
+  }
+  for (std::uint32_t const sector : {0U, 16U, 500U, 131072U}) {
+    EXPECT_EQ(open(journal(1, pages(), pageSize, sector) + wrong), "nothing") << sector;
+    EXPECT_EQ(readFile(path), before) << sector;
+  }
+}
+
+// The definitions are first read as the save has left them.
+TEST_F(JournalTest, AnInterruptedSaveThatDefinedTooMuchIsTakenBack) {
+  std::string const before = readFile(path);
+  std::string const left = journal(pages(), pages()) + records(before);
+  runSql(path, "CREATE VIEW long AS SELECT '" + std::string(900'000, 'x') + "'");
   EXPECT_EQ(open(left), "nothing");
   EXPECT_EQ(readFile(path), before);
 }

@@ -3,6 +3,7 @@
 #include "rfm_TestFiles.h"
 
 #include "fault_device.h"
+#include "shared_pages.h"
 
 #include <cerrno>
 #include <filesystem>
@@ -261,6 +262,47 @@ TEST_F(RebuildTest, AFullDeviceIsToldOfTheNewFile) {
   EXPECT_GT(device.faults(), 0);
   EXPECT_THAT(failure,
               AllOf(StartsWith("Full: Database file '" + newPath + "'"), HasSubstr("no space left")));
+}
+
+// What is wrong with the device is not all that is wrong.
+TEST_F(RebuildTest, RowsThatShareTheirPagesAreToldOfTheOldFile) {
+  ASSERT_GT(share_long_text(oldPath, "class_ddr_Model", long_row("class_ddr_Model", "modelName", 10),
+                            short_rows("class_ddr_Model", "modelName", 11, 20)),
+            10);
+  std::string const failure = rebuild([&](rfm_Rebuild& rebuilding, rfm_Database&) {
+    device.start({device_call::Write, 1, device_fault::Effect::Error, ENOSPC, true});
+    rebuilding.CopyRows(modelType, {});
+  });
+  device.stop();
+  EXPECT_GT(device.faults(), 0);
+  EXPECT_THAT(failure, AllOf(StartsWith("Damaged: Database file '" + oldPath + "', class 'ddr_Model', row "),
+                             HasSubstr("lead to the same pages")));
+}
+
+TEST_F(RebuildTest, AFileThatIsNoDatabaseAnyMoreIsNotCopied) {
+  rfm_Database const source = openFile(oldPath, utl_FileAccess::Read);
+  rfm_Database made = begin();
+  std::filesystem::remove(oldPath);
+  writeFile(oldPath, std::string(5000, 'x'));
+  EXPECT_EQ(failureOf([&] { rfm_Rebuild(source, made); }),
+            "NotADatabase: Database file '" + oldPath +
+                "': it cannot be opened a second time to be copied (it is not a database). Check the name.");
+}
+
+TEST_F(RebuildTest, AClassTakesNoNameThatIsTooLong) {
+  cow_String const tooLong(std::string(1025, 'n'));
+  EXPECT_THAT(rebuild([&](rfm_Rebuild& rebuilding, rfm_Database& made) {
+                rfm_ClassEntry entry = *made.FindClass(modelType);
+                entry.name = tooLong;
+                rebuilding.ChangeClass(entry);
+              }),
+              HasSubstr("a class name is empty or too long"));
+  EXPECT_THAT(rebuild([&](rfm_Rebuild& rebuilding, rfm_Database& made) {
+                rfm_ClassEntry entry = *made.FindClass(modelType);
+                entry.attributes[0].name = tooLong;
+                rebuilding.ChangeClass(entry);
+              }),
+              AllOf(HasSubstr("class 'ddr_Model'"), HasSubstr("an attribute name is empty or too long")));
 }
 
 TEST_F(RebuildTest, AClassDoesNotTakeTheNameOfAnother) {

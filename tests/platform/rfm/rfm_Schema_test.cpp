@@ -20,7 +20,7 @@ TEST(rfm_Schema, NamesInQuotesMayHoldAnything) {
   for (char const* const sql :
        {"CREATE TABLE \"check {1} as\"(a)", "CREATE TABLE [select * from](a)", "CREATE TABLE `a;b`(a)sql",
         "CREATE TABLE 'default'(a)", "CREATE TABLE \"one \"\" check\"(a)", "CREATE TABLE [one ] (a)sql",
-        "CREATE TABLE \"never closed: check"}) {
+        "CREATE TABLE \"never closed: check", "CREATE TABLE t(a) \"check\""}) {
     EXPECT_TRUE(rfm_isPlainDefinition(sql, inTable)) << sql;
   }
 }
@@ -73,6 +73,7 @@ TEST(rfm_Schema, TheColumnsOfAnyOtherTextAreNotKnown) {
         R"sql(CREATE TABLE "t"("row" INTEGERPRIMARY KEY, "#uid" BLOB))sql",
         R"sql(CREATE TABLE "t"("row" INT PRIMARY KEY, "#uid" BLOB))sql",
         R"sql(CREATE TABLE "t"("row" INTEGER UNIQUE, "#uid" BLOB))sql",
+        R"sql(CREATE TABLE "t"("row" INTEGER PRIMARY, "#uid" BLOB))sql",
         R"sql(CREATE TABLE "t"("row" INTEGER PRIMARY KEY DESC, "#uid" BLOB))sql",
         R"sql(CREATE TABLE "t"("row" INTEGER PRIMARY KEY, "uid" BLOB))sql",
         R"sql(CREATE TABLE "t"("row" INTEGER PRIMARY KEY, "#uid" TEXT))sql",

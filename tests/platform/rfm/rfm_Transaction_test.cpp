@@ -546,6 +546,20 @@ TEST_F(DeviceTest, ASaveThatCannotBeUnlockedLasts) {
   EXPECT_EQ(device.calls(device_call::Sync), 0) << "nothing is owed";
 }
 
+TEST_F(DeviceTest, ASaveWhoseLastLockStaysLasts) {
+  createTwo();
+  rfm_Database database = openFile(path, utl_FileAccess::Write);
+  device.start();
+  device.before(device_call::Delete, 1, [&] { device.refuseUnlocking(EIO); });
+  std::string const failure = failureOf([&] { saveMuch(database); });
+  device.stop();
+  EXPECT_EQ(failure, "Other: Database file '" + path +
+                         "': the changes are in the file, but it could not be unlocked (Input/output error). "
+                         "Close the database if others cannot use the file.");
+  device.refuseUnlocking(0);
+  EXPECT_EQ(contents(database), after);
+}
+
 TEST_F(DeviceTest, ASaveWhoseJournalStaysIsTakenBack) {
   createTwo();
   rfm_Database database = openFile(path, utl_FileAccess::Write);

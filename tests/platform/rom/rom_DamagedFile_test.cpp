@@ -103,6 +103,17 @@ TEST_F(rom_DamagedFile, ClassThatTheFileDoesNotList) {
   EXPECT_NE(text.find("0x777777"), std::string::npos) << text;
 }
 
+// Their bases lead from each to the other.
+TEST_F(rom_DamagedFile, ClassesThatThisProcessDoesNotKnowInACircle) {
+  runSql(path(),
+         "INSERT INTO ddr_class SELECT max(row) + 1, 'one', 'class_one', 7829367, 0, 7829368 FROM ddr_class;"
+         "INSERT INTO ddr_class SELECT max(row) + 1, 'other', NULL, 7829368, 0, 7829367 FROM ddr_class;"
+         "CREATE TABLE class_one(\"row\" INTEGER PRIMARY KEY, \"#uid\" BLOB);"
+         "INSERT INTO class_one VALUES(0, NULL)");
+  refer(ddr_Model::TypeId(), "instanceTable", 7829367, 0);
+  expectNames("class 'one', row 0", "class 0x777777 found where");
+}
+
 TEST_F(rom_DamagedFile, TextWhereANumberBelongs) {
   runSql(path(), "UPDATE " + tableOf(path(), ddr_Ddb::TypeId()) + " SET modifyTime = 'soon'");
   expectNames("ddr_Ddb", "modifyTime");

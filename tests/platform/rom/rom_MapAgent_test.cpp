@@ -76,6 +76,23 @@ TEST_F(rom_MapAgents, OnlyAKeyThatWasTakenOutIsBroughtBack) {
   EXPECT_FALSE(agent->IsStored("k9"));
 }
 
+TEST_F(rom_MapAgents, AKeyThatIsWrittenTwiceIntoAnEmptyCollectionLeadsWhereItWasLastLedTo) {
+  Branch const empty;
+  write(*file, empty);
+  cls_AgentHandle const full = agentOf(0);
+  cls_AgentWalk walk(*full);
+  cls_StoredReference const first = full->Reference();
+  walk.Next();
+  cls_StoredReference const second = full->Reference();
+  cls_AgentHandle const agent = agentOf(1);
+  agent->BeginWrite();
+  agent->WriteReference("k", first);
+  agent->WriteReference("k", second);
+  agent->EndWrite(nullptr);
+  EXPECT_EQ(read(*file, 1).map.Size(), 1);
+  EXPECT_EQ(read(*file, 1).map.ConstGet("k").number, 11);
+}
+
 TEST_F(rom_MapAgents, GivingUpAWriteThatWasNotBegunDoesNothing) {
   cls_AgentHandle const agent = agentOf(0);
   agent->AbandonWrite();

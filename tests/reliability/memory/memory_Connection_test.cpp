@@ -6,11 +6,14 @@
 #include "rfm_Exception.h"
 #include "rfm_ReadScope.h"
 #include "rfm_Rebuild.h"
+#include "rfm_Statement.h"
 #include "rfm_Transaction.h"
 
 #include <filesystem>
 #include <limits>
+#include <new>
 #include <optional>
+#include <sqlite3.h>
 
 namespace {
 
@@ -106,6 +109,26 @@ struct CopiedTables : OpenDatabase {
 std::vector<memory_call> const callsOnCopiedTables = memory_calls<CopiedTables>({
     {"rfm_Rebuild::CopyFurtherTables", [](CopiedTables& on) { on.copy(); }},
 });
+
+// SQLite makes a text of what is stored as bytes when it is asked for.
+TEST(Memory_Values, ATextForWhichThereIsNoMemoryIsNotTakenForAnEmptyOne) {
+  sqlite3* database = nullptr;
+  ASSERT_EQ(sqlite3_open(":memory:", &database), SQLITE_OK);
+  sqlite3_stmt* statement = nullptr;
+  ASSERT_EQ(sqlite3_prepare_v2(database, "SELECT zeroblob(100000)", -1, &statement, nullptr), SQLITE_OK);
+  ASSERT_EQ(sqlite3_step(statement), SQLITE_ROW);
+  failing_memory::start(1, failing_memory::Lasting::FromThenOn);
+  bool hasFailed = false;
+  try {
+    rfm_columnText(statement, 0);
+  } catch (std::bad_alloc const&) {
+    hasFailed = true;
+  }
+  failing_memory::stop();
+  EXPECT_TRUE(hasFailed);
+  sqlite3_finalize(statement);
+  sqlite3_close(database);
+}
 
 class Memory_DeletedFiles : public memory_world_test {};
 

@@ -564,6 +564,26 @@ TEST_F(DdrCheck, AFileThatStopsBeingReadableCannotBeJudged) {
   EXPECT_GT(failed, 10);
 }
 
+// What is kept of a file in memory has given way to other parts of it, and is read again.
+TEST_F(DdrCheck, ALargeFileThatStopsBeingReadableAtTheEndCannotBeJudged) {
+  save();
+  setInRecord("description = printf('%.*c', 20000, 'x')");
+  for (int number = 0; number < 4; ++number) {
+    sql("CREATE TABLE notes" + std::to_string(number) + "(" + std::string(900'000, 'a') + ")");
+  }
+  fault_device device(folder.path());
+  device.start();
+  EXPECT_EQ(check(Depth::Deep), "0\n");
+  device.stop();
+  int const reads = device.calls(device_call::Read);
+  for (int number = reads - 8; number <= reads; ++number) {
+    device.start({device_call::Read, number, device_fault::Effect::Error, EIO, true});
+    ddr_CheckResult const result = ddr_check(pathOf("a"), Depth::Deep);
+    device.stop();
+    EXPECT_EQ(result.status, ddr_CheckStatus::CannotTell) << "read " << number << " of " << reads;
+  }
+}
+
 TEST_F(DdrCheck, AMissingTableOfEntriesIsFound) {
   save();
   sql("DROP TABLE ddr_entry");
