@@ -9,7 +9,9 @@
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <optional>
+#include <sqlite3.h>
 #include <stdexcept>
+#include <utility>
 
 using testing::AllOf;
 using testing::ElementsAre;
@@ -233,6 +235,24 @@ TEST_F(RebuildTest, ADeviceThatFailsWhileATableOfOthersIsCopiedIsTold) {
     EXPECT_THAT(copyWith({device_call::Write, 1, device_fault::Effect::Error, failure.errorNumber, true}),
                 AllOf(StartsWith("Full: Database file '" + newPath + "'"), HasSubstr(failure.words)));
   }
+  EXPECT_FALSE(std::filesystem::exists(newPath));
+}
+
+// What is sorted for an index does not stay in memory.
+TEST_F(RebuildTest, AnIndexThatCannotBeSortedOnTheDeviceIsToldWithTheReason) {
+  runSql(oldPath, "CREATE TABLE notes(a); WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n "
+                  "WHERE i < 20) INSERT INTO notes SELECT zeroblob(1000000) FROM n;"
+                  "CREATE INDEX notesByA ON notes(a)");
+  char* const before = std::exchange(sqlite3_temp_directory, sqlite3_mprintf("%s", folder.path().c_str()));
+  std::string const failure = rebuild([&](rfm_Rebuild& rebuilding, rfm_Database&) {
+    device.start({device_call::Open, 1, device_fault::Effect::Error, EMFILE, true});
+    rebuilding.CopyFurtherTables([] {});
+  });
+  device.stop();
+  sqlite3_free(std::exchange(sqlite3_temp_directory, before));
+  EXPECT_GT(device.faults(), 0);
+  EXPECT_THAT(failure, AllOf(StartsWith("Other: Database file '" + newPath + "'"),
+                             HasSubstr("cannot be opened (Too many open files). Close other files")));
   EXPECT_FALSE(std::filesystem::exists(newPath));
 }
 

@@ -1,4 +1,5 @@
-// Tests of rfm_SchemaSize: which schemas are too large for their file, read from sound and from damaged pages.
+// Tests of rfm_SchemaSize: which schemas are too large for their file, read from sound and from damaged
+// pages.
 #include "rfm_SchemaSize.h"
 
 #include <algorithm>
@@ -27,7 +28,8 @@ private:
         return SQLITE_IOERR_READ;
       }
       auto const begin = std::min(static_cast<std::size_t>(place), self.bytes.size());
-      std::size_t const got = self.bytes.copy(static_cast<char*>(buffer), static_cast<std::size_t>(size), begin);
+      std::size_t const got =
+          self.bytes.copy(static_cast<char*>(buffer), static_cast<std::size_t>(size), begin);
       std::fill_n(static_cast<char*>(buffer) + got, static_cast<std::size_t>(size) - got, '\0');
       return got == static_cast<std::size_t>(size) ? SQLITE_OK : SQLITE_IOERR_SHORT_READ;
     };
@@ -80,7 +82,8 @@ TEST_P(rfm_SchemaSize, AViewThatIsStoredAsBytesMayNot) {
 
 TEST_P(rfm_SchemaSize, AThingWithoutATextMayHaveALongName) {
   for (char const* const text : {"NULL", "7", "''", "x''"}) {
-    EXPECT_EQ(check(fileOf(GetParam(), longView + changedTo + "name = sql, sql = " + text)), SQLITE_OK) << text;
+    EXPECT_EQ(check(fileOf(GetParam(), longView + changedTo + "name = sql, sql = " + text)), SQLITE_OK)
+        << text;
   }
 }
 
@@ -96,7 +99,8 @@ TEST(rfm_SchemaSizeOfPages, TextsOfEveryLengthAreReadAsTheyAre) {
   }
   std::string const bytes = fileOf(pageSize, sql);
   EXPECT_EQ(check(bytes), SQLITE_OK);
-  EXPECT_EQ(check(fileOf(pageSize, sql + changedTo + "sql = '-' || sql")), SQLITE_CORRUPT) << "they are not read";
+  EXPECT_EQ(check(fileOf(pageSize, sql + changedTo + "sql = '-' || sql")), SQLITE_CORRUPT)
+      << "they are not read";
 }
 
 TEST(rfm_SchemaSizeOfPages, ADeviceThatFailsIsTold) {
