@@ -250,6 +250,14 @@ damage_family every_cut(std::string const& sound) {
   return family;
 }
 
+damage_family part_of(damage_family const& whole, std::uint64_t part, std::uint64_t parts) {
+  damage_family family;
+  family.count = (whole.count + parts - 1 - part) / parts;
+  family.apply = [=](std::uint64_t number, std::string& bytes) { whole.apply(number * parts + part, bytes); };
+  family.describe = [=](std::uint64_t number) { return whole.describe(number * parts + part); };
+  return family;
+}
+
 std::string corpus_result::text() const {
   return std::to_string(looked) + " looked at, " + std::to_string(identical) + " identical, " +
          std::to_string(noticed) + " noticed, " + std::to_string(other) + " with other values, slowest " +

@@ -20,6 +20,9 @@ damage_family every_page(std::string const& sound, std::size_t pageSize);
 /// The file cut at every multiple of 512 bytes.
 damage_family every_cut(std::string const& sound);
 
+/// One of several parts of a family, which have equally many of it or one more.
+damage_family part_of(damage_family const& whole, std::uint64_t part, std::uint64_t parts);
+
 /// What came of looking over damaged copies.
 struct corpus_result {
   std::uint64_t looked = 0;
