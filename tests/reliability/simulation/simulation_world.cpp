@@ -231,8 +231,9 @@ void simulation_world::openFor(utl_FileAccess access, std::string const& newName
   Ending const ending = attempt(
       file, renames ? "open under a new name" : "open", !renames,
       [&]() -> std::optional<Texts> {
-        // What cannot be read of a file that is open is taken for another file.
-        bool const isDisturbed = hasChanged() || (isOpen && isShaken);
+        // What cannot be read of a file that is open is taken for another file; a lock of somebody in the
+        // middle of a call may keep the reader out.
+        bool const isDisturbed = hasChanged() || (isOpen && (isShaken || file.users > 0));
         return isDisturbed ? std::nullopt : std::optional(refusalToOpen(file, readOnly));
       },
       [&] {
