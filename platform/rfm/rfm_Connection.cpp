@@ -349,11 +349,11 @@ void rfm_Connection::Open(std::string const& file, Mode mode) {
   }
 }
 
-void rfm_Connection::OpenLater(std::string file, Mode mode) noexcept {
+void rfm_Connection::OpenLater(std::string file, rfm_FileHold wanted, Mode mode) noexcept {
   Close();
   path = std::move(file);
   openMode = mode;
-  opensLater = true;
+  opensLater = std::move(wanted);
 }
 
 // Reads through the descriptor that SQLite has, before SQLite looks at the file: another program's file is
@@ -834,9 +834,18 @@ int rfm_Connection::ReadDataVersion() {
 }
 
 void rfm_Connection::WantOpen() {
-  if (!database && opensLater) {
-    Open(std::string(path), openMode);
-    opensLater = false;
+  if (!database && opensLater.Holds()) {
+    if (opensLater.IsNamed(path)) {
+      Open(std::string(path), openMode);
+      if (!opensLater.IsNamed(path) || HasMoved()) {
+        Close(); // it has moved meanwhile
+      }
+    }
+    if (!database) {
+      Verdict const moved = judge(SQLITE_READONLY_DBMOVED, 0, {});
+      rfm_throw(moved.kind, name, {}, moved.what, moved.advice);
+    }
+    opensLater = rfm_FileHold();
   }
   if (!database) {
     rfm_throw(rfm_ErrorKind::Other, name, {}, "it is no longer open", "Open it anew");
@@ -899,9 +908,12 @@ void rfm_Connection::EndAnyhow() noexcept {
       sqlite3_exec(database, "ROLLBACK", nullptr, nullptr, nullptr) == SQLITE_OK || snapshot) {
     return;
   }
+  rfm_FileHold file(path);
   bool const stands = openMode == Mode::Build || !HasMoved();
   Close();
-  opensLater = stands;
+  if (stands) {
+    opensLater = std::move(file);
+  }
 }
 
 void rfm_Connection::EnterScope() {

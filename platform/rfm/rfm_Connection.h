@@ -3,6 +3,7 @@
 
 #include "cow_String.h"
 #include "rfm_Exception.h"
+#include "rfm_FileHold.h"
 #include "rfm_Statistics.h"
 
 #include <cerrno>
@@ -70,8 +71,10 @@ public:
   /// not checked. Nothing of a file of others is changed, nor is it locked.
   /// @param file absolute path, with links resolved
   void Open(std::string const& file, Mode mode);
-  /// Opens a file when it is next read or written. Needs no memory.
-  void OpenLater(std::string file, Mode mode) noexcept;
+  /// Opens a file when it is next read or written, which is refused when another file has its name by then.
+  /// Needs no memory.
+  /// @param wanted the file that has the name now
+  void OpenLater(std::string file, rfm_FileHold wanted, Mode mode) noexcept;
   /// Refuses a file that ends within a page: SQLite would take what is missing for zeros. Inside a read
   /// scope.
   void CheckWhole();
@@ -191,7 +194,7 @@ private:
   sqlite3_stmt* version = nullptr;
   Mode openMode = Mode::Read;
   std::string path;
-  bool opensLater = false;
+  rfm_FileHold opensLater; // the file that is opened when it is next needed
   unsigned generation = 0;
   std::uint64_t epoch = 0;
   std::uint64_t dataVersion = 0;

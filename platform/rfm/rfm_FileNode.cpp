@@ -467,6 +467,10 @@ void rfm_FileNode::Publish() {
     Refuse(rfm_ErrorKind::Locked, "other files are being made in its folder all the time", "Try again later");
   }
   rfm_Connection standing(name);
+  rfm_FileHold file(growing);
+  if (!file.Holds()) {
+    RefuseForErrno(errno, true);
+  }
   std::string published = path; // nothing behind the renaming needs memory
   for (int tries = 1;; ++tries) {
     bool const replaces = LockWhatStands(standing);
@@ -492,7 +496,7 @@ void rfm_FileNode::Publish() {
   int const unsynced = folder.Sync();
   standing.RollBack();
   standing.Close();
-  connection.OpenLater(std::move(published), rfm_Connection::Mode::Write);
+  connection.OpenLater(std::move(published), std::move(file), rfm_Connection::Mode::Write);
   if (unsynced != 0) {
     RefuseUnsynced(unsynced, "the file is there, but a power cut may take it");
   }

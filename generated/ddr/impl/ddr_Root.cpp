@@ -167,17 +167,22 @@ bool ddr_Root::WasOpenedReadOnly(cow_String const& persistentName) const {
   return found != nullptr && found->readOnly;
 }
 
-// All maps change or none does: each is changed as a copy, and taking a copy over cannot fail.
-void ddr_Root::Register(std::unique_ptr<ddr_Ddb> record, cow_String const& fileName, bool readOnly) {
+// All maps change or none does: each is changed as a copy, and taking a copy over cannot fail. A new file
+// takes its name in between, so that nothing can fail behind it that would leave the file without its record.
+void ddr_Root::Register(std::unique_ptr<ddr_Ddb> record, cow_String const& fileName, bool readOnly,
+                        bool publishes) {
   cow_String const name = record->GetName();
-  rom_CowBarn& cache = record->GetTransporter()->ObjectCache();
+  rom_Transporter& transporter = *record->GetTransporter();
   ddr_DdbContainer newDatabases = databases;
   FileNames newFileNames = fileNames;
   OpenRecords newOpenRecords = openRecords;
   newDatabases.Insert(name, record.release());
-  cache.Clear();
+  transporter.ObjectCache().Clear();
   newFileNames.Insert(fileName, name);
   newOpenRecords.Insert(name, OpenRecord{1, readOnly});
+  if (publishes) {
+    transporter.Database().Publish();
+  }
   databases = newDatabases;
   fileNames = newFileNames;
   openRecords = newOpenRecords;
@@ -188,19 +193,18 @@ void ddr_Root::CreateDdb(cow_String const& fileName, cow_String const& descripti
 }
 
 void ddr_Root::CreateDdb(cow_String const& fileName, cow_String const& description, utl_FileAccess access) {
-  Register(MakeFile(fileName, description, access, rom_Publishing::AtOnce), fileName, false);
+  Register(MakeFile(fileName, description, access), fileName, false, true);
 }
 
 void ddr_Root::CreateSavedDdb(cow_String const& fileName, cow_String const& description,
                               utl_FileAccess access) {
-  std::unique_ptr<ddr_Ddb> record = MakeFile(fileName, description, access, rom_Publishing::Later);
+  std::unique_ptr<ddr_Ddb> record = MakeFile(fileName, description, access);
   Write(*record, true);
-  record->GetTransporter()->Database().Publish();
-  Register(std::move(record), fileName, false);
+  Register(std::move(record), fileName, false, true);
 }
 
 std::unique_ptr<ddr_Ddb> ddr_Root::MakeFile(cow_String const& fileName, cow_String const& description,
-                                            utl_FileAccess access, rom_Publishing publishing) const {
+                                            utl_FileAccess access) const {
   if (registrar == nullptr) {
     refuse("Class registrar not initialized", 109);
   }
@@ -208,7 +212,8 @@ std::unique_ptr<ddr_Ddb> ddr_Root::MakeFile(cow_String const& fileName, cow_Stri
   auto record = std::make_unique<ddr_Ddb>(name, fileName, description);
   rfm_File const file = rfm_File::Open(fileName, access, true);
   record->SetTransporter(new rom_Transporter(registrar.get(), file, databaseName, description,
-                                             std::int64_t{record->GetCreationTime()}, -1, publishing));
+                                             std::int64_t{record->GetCreationTime()}, -1,
+                                             rom_Publishing::Later));
   return record;
 }
 
@@ -284,7 +289,7 @@ cow_String const& ddr_Root::OpenDdb(rfm_File const& given, cow_String const& per
   }
   record->SetTransporter(transporter.release());
   cow_String const name = record->GetName();
-  Register(std::move(record), file.FileName(), given.ReadOnly());
+  Register(std::move(record), file.FileName(), given.ReadOnly(), false);
   return databases.ConstGet(name).GetName();
 }
 

@@ -96,9 +96,9 @@ private:
 
   cow_String const& OpenAgain(rfm_File const& file);
   std::unique_ptr<ddr_Ddb> MakeFile(cow_String const& fileName, cow_String const& description,
-                                    utl_FileAccess access, rom_Publishing publishing) const;
+                                    utl_FileAccess access) const;
   static void Write(ddr_Ddb& record, bool updateModifyTime);
-  void Register(std::unique_ptr<ddr_Ddb> record, cow_String const& fileName, bool readOnly);
+  void Register(std::unique_ptr<ddr_Ddb> record, cow_String const& fileName, bool readOnly, bool publishes);
 
   // Destroyed from the bottom up; the destructor empties them in the order that records depend on.
   ddr_DdbContainer databases;

@@ -320,6 +320,24 @@ TEST_F(PublishTest, ADatabaseThatAppearsAtTheLastMomentKeepsItsNameWhereNothingI
   }
 }
 
+// It is opened when it is first used.
+TEST_F(PublishTest, AFileThatIsReplacedBeforeItIsUsedIsNotTakenForTheOther) {
+  std::string const other = folder.path("b.odb");
+  rfm_Database database = begin(path);
+  database.Publish();
+  saveModels(*std::make_unique<rfm_Database>(createFile(other)), {"other"});
+  std::string const found = contents(other);
+  std::filesystem::rename(other, path);
+  for (int tries = 0; tries < 2; ++tries) {
+    EXPECT_THAT(failureOf([&] { saveModels(database, {"lost"}); }),
+                StartsWith("Moved: Database file '" + path + "': it was replaced, renamed or deleted"));
+  }
+  EXPECT_EQ(contents(path), found);
+  std::filesystem::remove(path);
+  EXPECT_THAT(failureOf([&] { saveModels(database, {"lost"}); }), StartsWith("Moved: "));
+  EXPECT_THAT(folder.names(), testing::IsEmpty());
+}
+
 // What is locked must be what has the name.
 TEST_F(PublishTest, WhatTakesTheNameBeforeItIsLockedIsLookedAtAnew) {
   int moments = 0;

@@ -1,5 +1,6 @@
 // Records, their collections, shortcuts and the registry in small memory.
 #include "memory_World.h"
+#include "sanitized.h"
 
 #include "ddr_Check.h"
 #include "ddr_Result.h"
@@ -7,6 +8,7 @@
 #include "os_Runtime.h"
 #include "rfm_Exception.h"
 
+#include <limits>
 #include <optional>
 
 namespace {
@@ -41,6 +43,20 @@ std::string withoutIdentities(std::string const& text) {
     }
   }
   return plain;
+}
+
+/// All that the registry holds; loads it.
+std::string showRegistry(memory_world& world) {
+  std::string all;
+  for (mdl_ContainerIter<cow_String, ddr_Ddb> each(world.root().Fetch()); !each.AtEnd(); each.Next()) {
+    all += std::string(each.Key().Text()) + ":" + show(each.Value()) +
+           std::to_string(world.root().GetOpenCount(each.Key())) +
+           world.root().GetFileName(each.Key()).Text() +
+           (world.root().WasOpenedReadOnly(each.Key()) ? " read only" : "");
+  }
+  all += world.root().IsMember(world.pathOf("a")) ? " a" : "";
+  all += world.root().IsMember(world.pathOf("b")) ? " b" : "";
+  return withoutIdentities(all);
 }
 
 // ---- records in memory ----
@@ -287,18 +303,7 @@ struct Registry : memory_subject {
   std::string told;
 
   Registry() = default;
-  std::string look() const {
-    std::string all;
-    for (mdl_ContainerIter<cow_String, ddr_Ddb> each(world.root().Fetch()); !each.AtEnd(); each.Next()) {
-      all += std::string(each.Key().Text()) + ":" + show(each.Value()) +
-             std::to_string(world.root().GetOpenCount(each.Key())) +
-             world.root().GetFileName(each.Key()).Text() +
-             (world.root().WasOpenedReadOnly(each.Key()) ? " read only" : "");
-    }
-    all += world.root().IsMember(world.pathOf("a")) ? " a" : "";
-    all += world.root().IsMember(world.pathOf("b")) ? " b" : "";
-    return withoutIdentities(all) + told + world.traces();
-  }
+  std::string look() const { return showRegistry(world) + told + world.traces(); }
 };
 
 std::vector<memory_call> const registryCalls = memory_calls<Registry>({
@@ -389,6 +394,81 @@ std::vector<memory_call> const savingCalls = memory_calls<Saving>({
     {"ddr_Root::SaveDdb without a time", [](Saving& on) { on.world.root().SaveDdb(on.name, false); }},
 });
 
+// ---- the smallest file ----
+
+/// A database that holds nothing but its record.
+struct Smallest : memory_subject {
+  std::string told;
+
+  Smallest() { world.setImage(folderOf(world)); }
+  std::string look() const {
+    std::string all = showRegistry(world) + told;
+    for (mdl_ContainerIter<cow_String, ddr_Ddb> each(world.root().Fetch()); !each.AtEnd(); each.Next()) {
+      each.Value().GetTransporter()->GetTableSize(ddr_Ddb::TypeId()); // opens again what had to be closed
+    }
+    all += world.traces();
+    for (std::string const& name : world.folder.names()) {
+      all += " " + contentOf(world.folder.path(name));
+    }
+    return all;
+  }
+
+private:
+  static device_image const& folderOf(memory_world& world) {
+    static device_image const made = [&] {
+      world.setImage({});
+      world.root().CreateSavedDdb(world.pathOf("a"), "", utl_FileAccess::Create);
+      world.closeAll();
+      return world.image();
+    }();
+    return made;
+  }
+};
+
+/// It is open, and changed.
+struct SmallestOpened : Smallest {
+  cow_String name = world.open("a");
+
+  SmallestOpened() {
+    world.edit(name, [](ddr_Ddb& record) { record.SetDescription(longText); });
+  }
+};
+
+std::vector<memory_call> const smallestCalls = memory_calls<Smallest>({
+    {"ddr_Root::CreateDdb",
+     [](Smallest& on) {
+       on.world.root().CreateDdb(on.world.pathOf("b"), longText, utl_FileAccess::CreateNew);
+     }},
+    {"ddr_Root::OpenDdb", [](Smallest& on) { on.world.open("a"); }},
+});
+
+std::vector<memory_call> const longSmallestCalls = memory_calls<Smallest>({
+    {"ddr_Root::CreateSavedDdb",
+     [](Smallest& on) {
+       on.world.root().CreateSavedDdb(on.world.pathOf("b"), longText, utl_FileAccess::CreateNew);
+     }},
+    {"ddr_check, deep",
+     [](Smallest& on) {
+       ddr_CheckResult const found = ddr_check(on.world.pathOf("a"), ddr_CheckDepth::Deep);
+       on.told = std::to_string(static_cast<int>(found.status)) + std::to_string(found.rowsChecked);
+     }},
+});
+
+std::vector<memory_call> const smallestOpenedCalls = memory_calls<SmallestOpened>({
+    {"ddr_Root::SaveDdb", [](SmallestOpened& on) { on.world.root().SaveDdb(on.name, true); }},
+    {"ddr_Root::CloseDdb", [](SmallestOpened& on) { on.world.root().CloseDdb(on.name); }},
+});
+
+class Memory_Smallest : public memory_world_test {};
+
+// Each of their allocations, but for builds in which that takes minutes.
+TEST_P(Memory_Smallest, AreWhatTheyWereAfterAnyFailedAllocation) {
+  failEach(isSanitized ? 8 : std::numeric_limits<std::uint64_t>::max());
+}
+
+INSTANTIATE_TEST_SUITE_P(Closed, Memory_Smallest, testing::ValuesIn(smallestCalls), memory_testName);
+INSTANTIATE_TEST_SUITE_P(Opened, Memory_Smallest, testing::ValuesIn(smallestOpenedCalls), memory_testName);
+
 class Memory_Records : public memory_world_test {};
 
 TEST_P(Memory_Records, AreWhatTheyWereAfterAnyFailedAllocation) {
@@ -400,6 +480,7 @@ INSTANTIATE_TEST_SUITE_P(Plain, Memory_Records, testing::ValuesIn(plainCalls), m
 INSTANTIATE_TEST_SUITE_P(Opened, Memory_Records, testing::ValuesIn(openedCalls), memory_testName);
 INSTANTIATE_TEST_SUITE_P(Shortcuts, Memory_Records, testing::ValuesIn(shortcutCalls), memory_testName);
 INSTANTIATE_TEST_SUITE_P(Saving, Memory_Records, testing::ValuesIn(savingCalls), memory_testName);
+INSTANTIATE_TEST_SUITE_P(Smallest, Memory_Records, testing::ValuesIn(longSmallestCalls), memory_testName);
 INSTANTIATE_TEST_SUITE_P(Registry, Memory_Records, testing::ValuesIn(registryCalls), memory_testName);
 
 } // namespace

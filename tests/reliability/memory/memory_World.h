@@ -19,6 +19,7 @@ public:
   static memory_world& Instance() { return *current; }
 
   using reliability_test::closeAll;
+  using reliability_test::image;
   using reliability_test::setImage;
 
   /// Makes the folder as it is found, and the registry empty.

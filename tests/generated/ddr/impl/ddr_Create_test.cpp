@@ -230,6 +230,27 @@ TEST_F(DdrCreate, ReplacesADatabaseOfOurs) {
   EXPECT_EQ(modelNames(record(reopen(second, "a.odb"))), Texts());
 }
 
+TEST_F(DdrCreate, WhatHasReplacedANewDatabaseIsNotWrittenTo) {
+  for (bool const isSaved : {false, true}) {
+    if (isSaved) {
+      root().CreateSavedDdb(path("a.odb"), "first", utl_FileAccess::Create);
+    } else {
+      root().CreateDdb(path("a.odb"), "first");
+    }
+    cow_String const name = root().GetPersistentName(path("a.odb"));
+    cow_String const other = create("b.odb");
+    addModels(other, {"kept"});
+    save(other);
+    std::filesystem::rename(folder.path("b.odb"), folder.path("a.odb"));
+    auto const error = caught<rfm_Exception>([&] { save(name); });
+    EXPECT_EQ(error.Kind(), rfm_ErrorKind::Moved) << error.what();
+    close(name);
+    close(other);
+    EXPECT_EQ(modelNames(record(open("a.odb"))), Texts{"kept"});
+    close(root().GetPersistentName(path("a.odb")));
+  }
+}
+
 TEST_F(DdrCreate, ADatabaseThatIsStillOpenGoesOnReadingItsOldFile) {
   setClock(march);
   cow_String const first = create("a.odb");
