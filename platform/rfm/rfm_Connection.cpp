@@ -83,13 +83,18 @@ sqlite3_file* mainFile(sqlite3* database) {
   return file && file->pMethods ? file : nullptr;
 }
 
-// SQLite calls a page damaged that the device failed to deliver, but remembers the device's answer.
+// What the device answers when it fails to deliver a page, which SQLite calls damaged then.
+bool isRefusalToRead(int number) {
+  return number == EIO || number == ENXIO || number == ERANGE;
+}
+
+// SQLite remembers the device's answer.
 // @returns the answer; 0 when the device did deliver
 int refusalToRead(sqlite3* database, char const* schema = "main") {
   int number = 0;
   bool const isKnown =
       database && sqlite3_file_control(database, schema, SQLITE_FCNTL_LAST_ERRNO, &number) == SQLITE_OK;
-  return isKnown && (number == EIO || number == ENXIO || number == ERANGE) ? number : 0;
+  return isKnown && isRefusalToRead(number) ? number : 0;
 }
 
 // What SQLite may meet once it has removed the journal, which is what makes a commit. The rest of a commit
@@ -680,24 +685,23 @@ void rfm_Connection::Fail(int result, rfm_Subject const& subject) {
   rfm_throw(verdict.kind, isOfOrigin ? OriginName() : name, subject, verdict.what, verdict.advice);
 }
 
-// The other file has been read before, so what goes wrong now is not of its content.
+// The other file has been read before. Where it is called damaged now, the device may have failed.
 void rfm_Connection::Attach(std::string const& address, cow_String const& shownName) {
   sqlite3_limit(database, SQLITE_LIMIT_ATTACHED, 1);
-  int atAttaching = 0; // what the system said last: its answer, if SQLite takes that for damage
+  int refusal = 0; // of the device, which SQLite no longer remembers behind a failure
   try {
     rfm_Statement statement;
     rfm_Run attach(*this, statement, std::string("ATTACH ?1 AS ") + attachedSchema);
     attach.Bind(1, std::string_view(address));
     int const result = Advance(attach.Get());
-    atAttaching = errno;
+    refusal = isRefusalToRead(errno) ? errno : 0;
     if (result != SQLITE_DONE) {
       Fail(result);
     }
   } catch (rfm_Exception const& failure) {
-    bool const isDamage = failure.Kind() == rfm_ErrorKind::Damaged;
-    int const number = isDamage ? atAttaching : systemError;
+    int const number = refusal != 0 ? refusal : systemError;
     rfm_SystemError const error = rfm_systemError(number);
-    rfm_throw(isDamage ? error.kind : failure.Kind(), shownName, {},
+    rfm_throw(refusal != 0 ? error.kind : failure.Kind(), shownName, {},
               "it cannot be opened a second time to be copied (" +
                   (number == 0 ? failure.What() : error.words) + ")",
               number == 0 ? failure.Advice() : rfm_advice(error, "Check the device", tryAgain));

@@ -146,6 +146,15 @@ class Coverage(unittest.TestCase):
         self.function((HIGH, 0, 0), name="int rom_One<int>::sign<int>(int) const")
         self.refused_with("rom_One.cpp:2: rom_One::sign: 'value > 9'")
 
+    def test_that_no_case_fits_needs_no_row(self):
+        self.write(FILE, "int sign(int value) {\n  switch (value) {\n  case 1:\n    return 1;\n  }\n  return 0;\n}\n")
+        self.many_taken()
+        self.function(((2, 11, 2, 16), 0, 4), ((3, 3, 3, 9), 4, 0))
+        self.refused_with("rom_One.cpp:3: sign: 'case 1' is never false")
+        self.functions.pop()
+        self.function(((2, 11, 2, 16), 0, 4), ((3, 3, 3, 9), 4, 3))
+        self.accepted()
+
     def test_a_range_for_is_told_by_its_line(self):
         self.many_taken()
         self.function((LOOP, 0, 1))

@@ -15,6 +15,7 @@
 
 using testing::AllOf;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
@@ -307,6 +308,35 @@ TEST_F(RebuildTest, AFileThatIsNoDatabaseAnyMoreIsNotCopied) {
   EXPECT_EQ(failureOf([&] { rfm_Rebuild(source, made); }),
             "NotADatabase: Database file '" + oldPath +
                 "': it cannot be opened a second time to be copied (it is not a database). Check the name.");
+}
+
+TEST_F(RebuildTest, AFileThatCannotBeOpenedASecondTimeIsToldWithTheReason) {
+  rfm_Database const source = openFile(oldPath, utl_FileAccess::Read);
+  for (Failure const& failure :
+       {Failure{EMFILE, "Too many open files"}, Failure{EIO, "Input/output error"},
+        Failure{ENXIO, "No such device or address"}, Failure{ERANGE, "Numerical result out of range"}}) {
+    device_call const call = failure.errorNumber == EMFILE ? device_call::Open : device_call::Read;
+    rfm_Database made = begin();
+    device.start({call, 1, device_fault::Effect::Error, failure.errorNumber, true});
+    std::string const said = failureOf([&] { rfm_Rebuild(source, made); });
+    device.stop();
+    EXPECT_GT(device.faults(), 0);
+    EXPECT_THAT(said, AllOf(StartsWith("Other: Database file '" + oldPath + "'"),
+                            HasSubstr("a second time to be copied (" + std::string(failure.words) + ")")));
+  }
+}
+
+TEST_F(RebuildTest, AFileThatIsDamagedMeanwhileIsNotCopied) {
+  rfm_Database const source = openFile(oldPath, utl_FileAccess::Read);
+  rfm_Database made = begin();
+  std::string bytes = readFile(oldPath);
+  bytes[100] = '\x7f';
+  std::filesystem::remove(oldPath);
+  writeFile(oldPath, bytes);
+  EXPECT_THAT(failureOf([&] { rfm_Rebuild(source, made); }),
+              AllOf(StartsWith("Damaged: Database file '" + oldPath +
+                               "': it cannot be opened a second time to be copied (it is damaged"),
+                    EndsWith("Restore it from a backup.")));
 }
 
 TEST_F(RebuildTest, AClassTakesNoNameThatIsTooLong) {

@@ -110,24 +110,34 @@ std::vector<memory_call> const callsOnCopiedTables = memory_calls<CopiedTables>(
     {"rfm_Rebuild::CopyFurtherTables", [](CopiedTables& on) { on.copy(); }},
 });
 
-// SQLite makes a text of what is stored as bytes when it is asked for.
-TEST(Memory_Values, ATextForWhichThereIsNoMemoryIsNotTakenForAnEmptyOne) {
-  sqlite3* database = nullptr;
-  ASSERT_EQ(sqlite3_open(":memory:", &database), SQLITE_OK);
-  sqlite3_stmt* statement = nullptr;
-  ASSERT_EQ(sqlite3_prepare_v2(database, "SELECT zeroblob(100000)", -1, &statement, nullptr), SQLITE_OK);
-  ASSERT_EQ(sqlite3_step(statement), SQLITE_ROW);
-  failing_memory::start(1, failing_memory::Lasting::FromThenOn);
-  bool hasFailed = false;
-  try {
-    rfm_columnText(statement, 0);
-  } catch (std::bad_alloc const&) {
-    hasFailed = true;
+struct ConvertedValue {
+  char const* sql;
+  std::string_view (*read)(sqlite3_stmt*, int);
+};
+
+// SQLite makes a text of what is stored as something else when it is asked for.
+TEST(Memory_Values, OneForWhichThereIsNoMemoryIsNotTakenForAnEmptyOne) {
+  for (ConvertedValue const& value :
+       {ConvertedValue{"SELECT zeroblob(100000)", rfm_columnText},
+        ConvertedValue{"SELECT 12345", rfm_columnText}, ConvertedValue{"SELECT 12345", rfm_columnBytes}}) {
+    sqlite3* database = nullptr;
+    ASSERT_EQ(sqlite3_open(":memory:", &database), SQLITE_OK);
+    sqlite3_db_config(database, SQLITE_DBCONFIG_LOOKASIDE, nullptr, 0, 0); // memory of its own
+    sqlite3_stmt* statement = nullptr;
+    ASSERT_EQ(sqlite3_prepare_v2(database, value.sql, -1, &statement, nullptr), SQLITE_OK);
+    ASSERT_EQ(sqlite3_step(statement), SQLITE_ROW);
+    failing_memory::start(1, failing_memory::Lasting::FromThenOn);
+    bool hasFailed = false;
+    try {
+      value.read(statement, 0);
+    } catch (std::bad_alloc const&) {
+      hasFailed = true;
+    }
+    failing_memory::stop();
+    EXPECT_TRUE(hasFailed) << value.sql;
+    sqlite3_finalize(statement);
+    sqlite3_close(database);
   }
-  failing_memory::stop();
-  EXPECT_TRUE(hasFailed);
-  sqlite3_finalize(statement);
-  sqlite3_close(database);
 }
 
 class Memory_DeletedFiles : public memory_world_test {};
