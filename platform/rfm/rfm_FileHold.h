@@ -14,7 +14,8 @@ public:
   /// Holds nothing.
   rfm_FileHold() = default;
   /// Errors: holds nothing, and errno tells why.
-  explicit rfm_FileHold(std::string const& path) noexcept : descriptor(open(path.c_str(), O_PATH | O_CLOEXEC)) {}
+  explicit rfm_FileHold(std::string const& path) noexcept
+      : descriptor(open(path.c_str(), O_PATH | O_CLOEXEC)) {}
   rfm_FileHold(rfm_FileHold&& other) noexcept : descriptor(std::exchange(other.descriptor, -1)) {}
   rfm_FileHold& operator=(rfm_FileHold&& other) noexcept {
     std::swap(descriptor, other.descriptor);

@@ -365,6 +365,20 @@ TEST_F(PublishTest, WhatTakesTheNameBeforeItIsLockedIsLookedAtAnew) {
   EXPECT_GT(moments, 2);
 }
 
+// Between the look at the name and SQLite's opening.
+TEST_F(PublishTest, ANewFileWhoseNameIsTakenWhileItIsOpenedIsNotMistaken) {
+  std::string const other = folder.path("b.odb");
+  saveModels(*std::make_unique<rfm_Database>(createFile(other)), {"other"});
+  rfm_Database database = createFile(path);
+  fault_device device(folder.path());
+  device.start();
+  device.before(device_call::Open, 1, [&] { std::filesystem::rename(other, path); });
+  EXPECT_THAT(failureOf([&] { contents(database); }), StartsWith("Moved: Database file '" + path + "'"));
+  device.stop();
+  EXPECT_THAT(failureOf([&] { saveModels(database, {"a"}); }), StartsWith("Moved: "));
+  EXPECT_EQ(contents(path), "other=0 | other");
+}
+
 // Else the journal of a database that another one has just made could be taken for a stray one.
 TEST_F(PublishTest, OthersThatMakeFilesInTheFolderWait) {
   for (device_call const moment : {device_call::Delete, device_call::Rename}) {
