@@ -277,7 +277,7 @@ TEST_F(FileTest, ALockedFileIsRefusedAfterAWhile) {
   child_process other([&](child_process& self) -> std::string {
     sqlite3* database = nullptr;
     sqlite3_open(path.c_str(), &database);
-    sqlite3_exec(database, "BEGIN EXCLUSIVE", nullptr, nullptr, nullptr);
+    sqlite3_exec(database, "BEGIN EXCLUSIVE; CREATE TABLE notes(a)", nullptr, nullptr, nullptr);
     self.ready();
     self.wait_for_go();
     sqlite3_close(database);

@@ -1,4 +1,5 @@
 // Tests of journals beside a file: those that a save has left are played back, others are refused.
+#include "rfm_Journal.h"
 #include "rfm_TestFiles.h"
 
 #include <cstdint>
@@ -65,6 +66,15 @@ struct JournalTest : rfm_Test {
     EXPECT_EQ(readFile(path), before) << what;
   }
 };
+
+TEST_F(JournalTest, AJournalThatIsGoneIsNoTrouble) {
+  std::string const bytes = readFile(path);
+  rfm_JournalVerdict const verdict =
+      rfm_judgeJournal(path + "-journal", {reinterpret_cast<unsigned char const*>(bytes.data()),
+                                           static_cast<std::int64_t>(bytes.size())});
+  EXPECT_FALSE(verdict.isForeign);
+  EXPECT_EQ(verdict.errorNumber, 0);
+}
 
 TEST_F(JournalTest, AJournalOfAnotherLengthIsRefused) {
   expectRefused(journal(1, 0) + record(1, firstPage()), "of an empty file");
