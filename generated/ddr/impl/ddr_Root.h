@@ -98,6 +98,7 @@ private:
   std::unique_ptr<ddr_Ddb> MakeFile(cow_String const& fileName, cow_String const& description,
                                     utl_FileAccess access) const;
   static void Write(ddr_Ddb& record, bool updateModifyTime);
+  /// @param publishes whether the file is new, and takes its name with this
   void Register(std::unique_ptr<ddr_Ddb> record, cow_String const& fileName, bool readOnly, bool publishes);
 
   // Destroyed from the bottom up; the destructor empties them in the order that records depend on.

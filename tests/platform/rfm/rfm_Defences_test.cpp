@@ -233,6 +233,18 @@ protected:
     database.Entries().Clear(1);
     transaction.Commit();
   }
+  /// What is said to a copy of the file into a new one.
+  template <class Copy>
+  std::string failureToCopy(Copy const& copy) {
+    rfm_Database const source = openFile(path, utl_FileAccess::Read);
+    rfm_Database made =
+        rfm_Database::Create(rfm_File::Open(cow_String(folder.path("new.odb")), utl_FileAccess::Create, true),
+                             "D0", "", creationTime);
+    rfm_Rebuild rebuild(source, made);
+    rfm_ReadScope const scope(source);
+    rfm_Transaction const transaction(made);
+    return failureOf([&] { copy(rebuild, source, made); });
+  }
   std::size_t number(std::size_t place, std::size_t size) const {
     std::size_t value = 0;
     for (std::size_t byte = 0; byte < size; ++byte) {
@@ -319,31 +331,20 @@ TEST_F(PagesTest, AWalkThatWouldNeverEndIsStopped) {
 
 TEST_F(PagesTest, ACopyOfRowsThatNeverEndIsRefused) {
   nest("class_ddr_Model");
-  rfm_Database const source = openFile(path, utl_FileAccess::Read);
-  rfm_Database made =
-      rfm_Database::Create(rfm_File::Open(cow_String(folder.path("new.odb")), utl_FileAccess::Create, true),
-                           "D0", "", creationTime);
-  rfm_Rebuild rebuild(source, made);
-  rfm_ReadScope const scope(source);
-  rfm_Transaction const transaction(made);
-  for (rfm_ClassEntry const& entry : source.Classes()) {
-    made.AddClass(entry);
-  }
-  EXPECT_THAT(failureOf([&] { rebuild.CopyRows(modelType, {}); }),
+  EXPECT_THAT(failureToCopy([](rfm_Rebuild& rebuild, rfm_Database const& source, rfm_Database& made) {
+                for (rfm_ClassEntry const& entry : source.Classes()) {
+                  made.AddClass(entry);
+                }
+                rebuild.CopyRows(modelType, {});
+              }),
               AllOf(StartsWith("Damaged: Database file '" + path + "', class 'ddr_Model', row "),
                     HasSubstr("its rows are not in order")));
 }
 
 TEST_F(PagesTest, ACopyOfEntriesThatNeverEndIsRefused) {
   nest("ddr_entry");
-  rfm_Database const source = openFile(path, utl_FileAccess::Read);
-  rfm_Database made =
-      rfm_Database::Create(rfm_File::Open(cow_String(folder.path("new.odb")), utl_FileAccess::Create, true),
-                           "D0", "", creationTime);
-  rfm_Rebuild rebuild(source, made);
-  rfm_ReadScope const scope(source);
-  rfm_Transaction const transaction(made);
-  EXPECT_THAT(failureOf([&] { rebuild.CopyEntries({}); }),
+  EXPECT_THAT(failureToCopy(
+                  [](rfm_Rebuild& rebuild, rfm_Database const&, rfm_Database&) { rebuild.CopyEntries({}); }),
               AllOf(StartsWith("Damaged: Database file '" + path + "': "),
                     HasSubstr("its entries are not in order")));
 }
