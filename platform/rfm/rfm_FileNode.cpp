@@ -4,11 +4,14 @@
 #include "rfm_SystemError.h"
 #include "utl_Utf8.h"
 
+#include <algorithm>
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <charconv>
 #include <climits>
 #include <csignal>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -33,6 +36,37 @@ constexpr std::string_view adviceNotToReplace = "It is not replaced; choose anot
 
 // Numbers the files that this process creates.
 std::atomic<unsigned> nextCreation{0};
+
+/// Growing files of this process that the system did not delete, by their numbers. There is room for some;
+/// the others stay until the process has ended. Needs no memory, and threads may use it at the same time.
+class Undeleted {
+public:
+  void Add(unsigned number) noexcept {
+    for (std::atomic<std::uint64_t>& place : places) {
+      std::uint64_t free = 0;
+      if (place.compare_exchange_strong(free, Kept(number))) {
+        return;
+      }
+    }
+  }
+  bool Has(unsigned number) const noexcept {
+    return std::any_of(places.begin(), places.end(),
+                       [number](auto const& place) { return place == Kept(number); });
+  }
+  void Remove(unsigned number) noexcept {
+    for (std::atomic<std::uint64_t>& place : places) {
+      std::uint64_t kept = Kept(number);
+      place.compare_exchange_strong(kept, 0);
+    }
+  }
+
+private:
+  static std::uint64_t Kept(unsigned number) noexcept { return std::uint64_t{number} + 1; }
+
+  std::array<std::atomic<std::uint64_t>, 16> places{};
+};
+
+constinit Undeleted undeleted;
 
 std::optional<std::string> resolve(std::string const& path) {
   std::unique_ptr<char, void (*)(void*)> const resolved(realpath(path.c_str(), nullptr), std::free);
@@ -85,7 +119,8 @@ std::optional<Leftover> parseLeftover(std::string_view entry, std::string_view b
 
 bool isAbandoned(Leftover const& found) {
   if (found.process == static_cast<long>(getpid())) {
-    return found.number >= nextCreation; // of an earlier process that had this number
+    return undeleted.Has(found.number) ||
+           found.number >= nextCreation; // of an earlier process that had this number
   }
   return found.process <= INT_MAX && kill(static_cast<pid_t>(found.process), 0) != 0 && errno == ESRCH;
 }
@@ -144,7 +179,7 @@ rfm_FileNode::~rfm_FileNode() {
   creationTimeStatement.Finalize();
   connection.Close();
   if (IsUnpublished() && creator == getpid()) {
-    unlink(growing.c_str());
+    DeleteGrowing();
   }
 }
 
@@ -270,20 +305,27 @@ void rfm_FileNode::BeginCreating() {
   std::string candidate;
   struct stat status {};
   do {
-    candidate =
-        path + std::string(growingMark) + std::to_string(getpid()) + "-" + std::to_string(nextCreation++);
+    creation = nextCreation++;
+    candidate = path + std::string(growingMark) + std::to_string(getpid()) + "-" + std::to_string(creation);
   } while (lstat(candidate.c_str(), &status) == 0);
   growing = candidate;
   creator = getpid();
   try {
     connection.Open(growing, rfm_Connection::Mode::Build);
   } catch (...) {
-    unlink(growing.c_str());
+    DeleteGrowing();
     throw;
   }
 }
 
-// Files that grew when their process died.
+void rfm_FileNode::DeleteGrowing() const noexcept {
+  struct stat status {};
+  if (unlink(growing.c_str()) != 0 && lstat(growing.c_str(), &status) == 0) {
+    undeleted.Add(creation);
+  }
+}
+
+// Files that grew when their process died, or that it could not delete.
 void rfm_FileNode::RemoveLeftovers() const {
   std::string const folder = Folder();
   std::string const base = lastPartOf(path);
@@ -293,8 +335,9 @@ void rfm_FileNode::RemoveLeftovers() const {
   }
   while (dirent const* const entry = readdir(entries.get())) {
     std::optional<Leftover> const found = parseLeftover(entry->d_name, base);
-    if (found && isAbandoned(*found)) {
-      unlink((folder + "/" + entry->d_name).c_str());
+    if (found && isAbandoned(*found) && unlink((folder + "/" + entry->d_name).c_str()) == 0 &&
+        found->process == static_cast<long>(getpid())) {
+      undeleted.Remove(found->number);
     }
   }
 }
@@ -404,7 +447,7 @@ bool rfm_FileNode::MoveToName(bool replaces) const {
   // A file system that cannot refuse to replace in a renaming refuses it for a second name. A process that
   // ends between the two leaves both, and the next one that makes the file removes the first.
   if (link(growing.c_str(), path.c_str()) == 0) {
-    unlink(growing.c_str());
+    DeleteGrowing();
     return true;
   }
   if (errno != EPERM && errno != EOPNOTSUPP && errno != ENOSYS) {
@@ -431,7 +474,7 @@ bool rfm_FileNode::TakeName(bool replaces) const {
   struct stat named {};
   if (isKnown && lstat(path.c_str(), &named) == 0 && named.st_dev == grown.st_dev &&
       named.st_ino == grown.st_ino) {
-    unlink(growing.c_str());
+    DeleteGrowing();
     return true;
   }
   errno = number;

@@ -35,6 +35,7 @@ private:
   void OpenExisting();
   void BeginCreating();
   void RemoveLeftovers() const;
+  void DeleteGrowing() const noexcept;
   bool RemoveStrayJournals() const;
   bool OpenWhatStands(rfm_Connection& standing) const;
   bool LockWhatStands(rfm_Connection& standing) const;
@@ -48,8 +49,9 @@ private:
 
   cow_String name;
   utl_FileAccess access;
-  std::string path;    // absolute, links resolved
-  std::string growing; // where an unpublished file stands; empty otherwise
-  pid_t creator = 0;   // the process that removes it
+  std::string path;      // absolute, links resolved
+  std::string growing;   // where an unpublished file stands; empty otherwise
+  unsigned creation = 0; // its number in that name
+  pid_t creator = 0;     // the process that removes it
   rfm_Connection connection;
 };

@@ -38,6 +38,14 @@ struct FileNodeTest : rfm_Test {
     return rfm_Database::Create(rfm_File::Open(cow_String(name), utl_FileAccess::CreateNew, true), "D0", "",
                                 1);
   }
+  // Begins a file and gives it up while the system refuses to delete it, or says so.
+  void giveUpUndeleted(device_fault::Effect effect) const {
+    std::optional<rfm_Database> database = begin(path);
+    fault_device device(folder.path());
+    device.start({device_call::Delete, 1, effect, EIO, true});
+    database.reset();
+    EXPECT_EQ(device.faults(), 1);
+  }
   // The name of the only file in the folder, which grows there.
   std::string growing() const {
     std::vector<std::string> const names = folder.names();
@@ -128,6 +136,72 @@ TEST_F(FileNodeTest, ANameThatIsTakenIsNotGrownUnder) {
   std::filesystem::create_directory(folder.path(next));
   EXPECT_EQ(create(path), "nothing");
   EXPECT_THAT(folder.names(), ElementsAre("a.odb", next));
+}
+
+TEST_F(FileNodeTest, AGrowingFileThatCouldNotBeDeletedGoesWithTheNextOfItsName) {
+  giveUpUndeleted(device_fault::Effect::Error);
+  std::string const left = growing();
+  ASSERT_NE(left, "none");
+  rfm_Database const another = begin(path); // grows, and stays
+  std::string const grows = growing();
+  EXPECT_NE(grows, left);
+  createFile(path);
+  EXPECT_THAT(folder.names(), ElementsAre("a.odb", grows));
+}
+
+TEST_F(FileNodeTest, AGrowingFileThatCannotBeDeletedIsTriedAgainUntilItIsGone) {
+  giveUpUndeleted(device_fault::Effect::Error);
+  {
+    fault_device device(folder.path());
+    device.start({device_call::Delete, 1, device_fault::Effect::Error, EIO, false});
+    rfm_Database const another = begin(path);
+    EXPECT_EQ(device.faults(), 1);
+  }
+  EXPECT_EQ(folder.names().size(), 1U);
+  createFile(path);
+  EXPECT_THAT(folder.names(), ElementsAre("a.odb"));
+}
+
+// Else there would be no room for one that is there.
+TEST_F(FileNodeTest, AGrowingFileIsForgottenThatWasDeletedAndReportedAsNot) {
+  for (int tries = 0; tries < 20; ++tries) {
+    giveUpUndeleted(device_fault::Effect::LateError);
+    EXPECT_THAT(folder.names(), ElementsAre());
+  }
+  giveUpUndeleted(device_fault::Effect::Error);
+  createFile(path);
+  EXPECT_THAT(folder.names(), ElementsAre("a.odb"));
+}
+
+TEST_F(FileNodeTest, OfManyGrowingFilesThatCouldNotBeDeletedTheNextOneTakesSomeAway) {
+  std::vector<rfm_Database> many;
+  for (int number = 0; number < 20; ++number) {
+    many.push_back(begin(path));
+  }
+  {
+    fault_device device(folder.path());
+    device.start({device_call::Delete, 1, device_fault::Effect::Error, EIO, true});
+    many.clear();
+  }
+  ASSERT_EQ(folder.names().size(), 20U);
+  createFile(path);
+  EXPECT_EQ(folder.names().size(), 1U + 4U);
+  EXPECT_EQ(folder.names().front(), "a.odb");
+}
+
+TEST_F(FileNodeTest, ASecondNameThatCouldNotBeDeletedGoesWithTheNextFile) {
+  {
+    rfm_Database database = beginNew(path);
+    fault_device device(folder.path());
+    device.lackNoReplace();
+    constexpr int behindThoseOfJournals = 4;
+    device.start({device_call::Delete, behindThoseOfJournals, device_fault::Effect::Error, EIO, false});
+    database.Publish();
+    EXPECT_EQ(device.faults(), 1);
+  }
+  ASSERT_EQ(folder.names().size(), 2U);
+  createFile(path);
+  EXPECT_THAT(folder.names(), ElementsAre("a.odb"));
 }
 
 // Its names could not be synced.
