@@ -16,9 +16,9 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <map>
+#include <set>
 #include <sqlite3.h>
 #include <stdexcept>
 #include <unistd.h>
@@ -376,9 +376,7 @@ std::vector<Workflow> const& workflows() {
 }
 
 torture_share::torture_share() : start(std::chrono::steady_clock::now()) {
-  if (char const* const given = std::getenv("DDR_TORTURE_MINUTES")) {
-    minutes = std::strtod(given, nullptr);
-  }
+  minutes = decimalSetting("DDR_TORTURE_MINUTES", 0);
   images = setting("DDR_TORTURE_IMAGES", 0);
   chosenSeed = static_cast<std::uint64_t>(setting("DDR_TORTURE_SEED", 1));
 }
@@ -462,6 +460,7 @@ std::vector<std::string> const& reliability_test::states() {
     GetParam().act(*this);
     knownRegistries.push_back(registry());
     collecting = false;
+    requireStates();
     startOver();
     GetParam().begin(*this);
     device.start();
@@ -473,6 +472,21 @@ std::vector<std::string> const& reliability_test::states() {
     closeAll();
   }
   return known;
+}
+
+void reliability_test::requireStates() const {
+  std::set<std::string> different;
+  for (std::string const& state : known) {
+    bool const isSound = !state.empty() && state.find_first_not_of("0123456789") == std::string::npos;
+    if (!isSound && state != "missing") {
+      throw std::logic_error("no state of a sound file: " + state);
+    }
+    different.insert(state);
+  }
+  if (known.size() != static_cast<std::size_t>(workflow().steps) + 1 || different.size() != known.size()) {
+    throw std::logic_error(std::to_string(known.size()) + " states, " + std::to_string(different.size()) +
+                           " of them different, in " + std::to_string(workflow().steps) + " steps");
+  }
 }
 
 void reliability_test::startOver() {

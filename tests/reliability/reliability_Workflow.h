@@ -34,7 +34,7 @@ struct Workflow {
   /// What things go wrong in. Says step() behind each call that has brought the file into its next state, and
   /// pause() where the registry alone has changed. Can be repeated after a failure.
   void (*act)(reliability_test& test);
-  int steps;
+  int steps;                ///< how often it says step() when nothing goes wrong
   bool savesRecord = false; ///< the file afterwards holds what the registry has
   bool isReading = false;   ///< nothing is written
   std::string layout = {};  ///< of the file "old"
@@ -108,6 +108,7 @@ protected:
   /// Makes the folder hold what prepare left, and registers nothing.
   void startOver();
   /// The states of the file, from before the work to behind it, as contentOf tells; "missing" for no file.
+  /// Throws when the work does not take its steps, when two states are alike, or one is no sound file.
   std::vector<std::string> const& states();
   /// How many calls of a kind the work makes when nothing goes wrong.
   int callsOf(device_call call) const { return knownCalls.at(static_cast<std::size_t>(call)); }
@@ -134,6 +135,8 @@ protected:
   void closeAll();
 
 private:
+  void requireStates() const;
+
   device_image prepared;
   std::vector<std::string> known;
   std::vector<std::string> knownRegistries;
