@@ -55,7 +55,7 @@ TEST_P(Reliability_PowerCut, LeavesAStateBeforeOrAfter) {
   power_cut cut = record();
   std::mt19937_64 random(share.seed());
   for (std::size_t event = 0; event <= cut.length(); ++event) {
-    if (event < cut.length() && !share.takes(static_cast<long long>(event), GetParam().stride)) {
+    if (event < cut.length() && !takes(static_cast<long long>(event), GetParam().stride)) {
       continue;
     }
     SCOPED_TRACE(numbered("power gone before event ", static_cast<long long>(event)));
