@@ -32,7 +32,6 @@ private:
 
   static memory_world* current;
   device_image found;
-  device_image last;
 };
 
 /// What the calls of a world are made on.
