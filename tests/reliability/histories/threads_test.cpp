@@ -36,6 +36,13 @@ public:
     }
   }
 
+  /// What the last life has saved is there.
+  void ExpectSaved() const {
+    cow_String const name = module_client::open(path, utl_FileAccess::Read);
+    EXPECT_EQ(contentsOf(module_client::record(name)), saved) << path;
+    module_client::close(name);
+  }
+
   std::string const& Path() const noexcept { return path; }
 
 private:
@@ -94,9 +101,12 @@ protected:
 
 TEST_F(ThreadsTest, EachThreadFindsWhatItSavedWhileOthersStartStopAndEnd) {
   int const descriptors = openDescriptors();
-  std::atomic<int> finished{0};
+  std::vector<Worker> workers;
+  for (int number = 0; number < threadCount; ++number) {
+    workers.emplace_back(fileOf(number));
+  }
   onThreads([&](int number) {
-    Worker worker(fileOf(number));
+    Worker& worker = workers.at(static_cast<std::size_t>(number));
     for (int life = 0; life < lives(); ++life) {
       // A thread of its own each time: its registry goes with it, with the database still open or not.
       std::thread([&] {
@@ -107,9 +117,13 @@ TEST_F(ThreadsTest, EachThreadFindsWhatItSavedWhileOthersStartStopAndEnd) {
         }
       }).join();
     }
-    ++finished;
   });
-  EXPECT_EQ(finished, threadCount);
+  {
+    module_client const client;
+    for (Worker const& worker : workers) {
+      worker.ExpectSaved();
+    }
+  }
   addToCount("threads", "with a registry of their own", static_cast<long long>(lives()) * threadCount);
   EXPECT_EQ(thr_ThreadSingletonBase<ddr_Root>::SlotState().liveCount, 0U);
   EXPECT_EQ(openDescriptors(), descriptors);
