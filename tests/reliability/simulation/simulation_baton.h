@@ -16,7 +16,7 @@ public:
 
   /// Gives the baton to one of the runners.
   void start();
-  /// Waits for the baton, at the begin of a thread.
+  /// Waits for the baton, at the beginning of a thread.
   void join(unsigned runner);
   /// Gives it to one of those that have not left, and waits until it comes back.
   void pass(unsigned runner);

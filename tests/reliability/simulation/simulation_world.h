@@ -29,9 +29,10 @@ private:
   using Expected = std::function<std::optional<Texts>()>;
 
   // One call of the module on a file, with a fault or in turns with other worlds, or with a fault once others
-  // have had their turn.
+  // have had their turn. A failure that is not expected names the file, or the one that the work reads, if
+  // any.
   Ending attempt(plain_file& file, std::string const& what, bool inTurns, Expected const& expected,
-                 std::function<void()> const& work);
+                 std::function<void()> const& work, std::string const& source = {});
   device_fault drawFault();
   // Whether a call that failed has reached the file all the same; the file is what it was before, or `after`.
   bool hasLanded(plain_file const& file, std::optional<plain_record> const& after);
