@@ -3,10 +3,12 @@
 import json
 import os
 import pathlib
+import re
 import shutil
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 
 TORTURE = pathlib.Path(sys.argv.pop(1))
@@ -84,6 +86,38 @@ class Torture(unittest.TestCase):
         done, _ = self.counts("--part", "fuzz-file")
         self.assertEqual(done.returncode, 1)
 
+    def again(self, done):
+        return re.search(r"again: (.*)", done.stdout).group(1)
+
+    def test_a_finding_is_repeated_by_itself(self):
+        self.program("build/fuzz/fuzz/ddr_fuzz_file",
+                     FUZZING + "echo 'Test unit written to findings/crash-1'\nexit 1\n")
+        again = self.again(self.run_script("--part", "fuzz-file"))
+        self.assertRegex(again, r"ddr_fuzz_file -timeout=\S+ \S+ \S+ findings/crash-1$")
+
+    def test_what_a_fuzzer_does_again_writes_nothing_into_the_corpus(self):
+        self.program("build/fuzz/fuzz/ddr_fuzz_file", FUZZING + "exit 1\n")
+        again = self.again(self.run_script("--part", "fuzz-file", "--seed", "5"))
+        repeated = subprocess.run(["sh", "-c", again], cwd=self.root, env=os.environ | {"TMPDIR": str(self.root)},
+                                  check=False, capture_output=True, text=True)
+        words = repeated.stdout.split("\n")[0].split()
+        self.assertIn("-seed=5", words)
+        written_to, read = (pathlib.Path(word) for word in words if not word.startswith("-"))
+        self.assertEqual(list(written_to.iterdir()), [])
+        self.assertEqual(read, self.root / "fuzz/corpus/file")
+
+    def test_a_part_that_hangs_is_ended_and_told_with_the_command_that_repeats_it(self):
+        self.program("build/release/tests/hostile/ddr_test_hostile",
+                     "#!/bin/sh\necho begun\nsleep 300 &\nsleep 300\n")
+        begun = time.monotonic()
+        done, counts = self.counts("--part", "hostile", "--seed", "9", "--patience", "0.05")
+        self.assertLess(time.monotonic() - begun, 200)
+        self.assertEqual(done.returncode, 1)
+        self.assertIn("begun\n", done.stdout)
+        self.assertRegex(done.stdout, r"FAILED hostile .* did not end in 0\.05 minutes\n")
+        self.assertRegex(self.again(done), r"DDR_HOSTILE_SEED=9 .*tests/hostile/ddr_test_hostile")
+        self.assertTrue(counts["parts"]["hostile"]["failed"])
+
     def test_a_full_run_fuzzes_by_count_and_another_by_time(self):
         self.program("build/fuzz/fuzz/ddr_fuzz_file", FUZZING + "exit 1\n")
         self.assertIn("-runs=20000000", self.run_script("--part", "fuzz-file", "--full").stdout)
@@ -96,6 +130,7 @@ class Torture(unittest.TestCase):
 
     def test_no_time_is_refused(self):
         self.assertIn("--minutes wants a number above 0", self.run_script("--minutes", "0").stderr)
+        self.assertIn("--patience wants a number above 0", self.run_script("--patience", "0").stderr)
 
 
 if __name__ == "__main__":
