@@ -73,7 +73,7 @@ struct dbc_Progress {
   std::int64_t total = 0; ///< rows that the phase has [rows]
 };
 
-/// Asked every few thousand rows, at the begin and at the end of each phase, and between classes.
+/// Asked every few thousand rows, at the beginning and at the end of each phase, and between classes.
 /// @returns whether to go on; false cancels the conversion
 using dbc_ProgressCallback = std::function<bool(dbc_Progress const&)>;
 

@@ -3,6 +3,10 @@
 
 #include <cstdint>
 
+/// Take this where what SQLite writes shall meet an error or the end of the process, in any folder. Take
+/// fault_device where our own calls to files count too, or reading, locking and renaming, where a call shall
+/// do half of its work, or where the changes of a folder are to be recorded.
+///
 /// Between construction and destruction, every SQLite connection that is opened goes through it. One at a
 /// time. Connections opened through it must be closed before it goes.
 class fault_vfs {
