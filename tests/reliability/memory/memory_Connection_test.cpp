@@ -8,12 +8,19 @@
 #include "rfm_Rebuild.h"
 #include "rfm_Statement.h"
 #include "rfm_Transaction.h"
+#include "temporary_folder.h"
 
+#include <fcntl.h>
 #include <filesystem>
+#include <functional>
+#include <gmock/gmock.h>
 #include <limits>
 #include <new>
 #include <optional>
 #include <sqlite3.h>
+#include <system_error>
+
+using testing::HasSubstr;
 
 namespace {
 
@@ -148,6 +155,66 @@ TEST_P(Memory_DeletedFiles, AreWhatTheyWereAfterAnyFailedAllocation) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Each, Memory_DeletedFiles, testing::ValuesIn(callsOnDeletedFiles), memory_testName);
+
+// A file is closed where a save cannot even be rolled back, and opened again when it is next used.
+class Memory_ClosedFiles : public memory_world_test {
+protected:
+  static void closeForWantOfMemory(OpenDatabase& on) {
+    {
+      rfm_Transaction const abandoned(on.database);
+      failing_memory::start(1, failing_memory::Lasting::FromThenOn);
+    }
+    failing_memory::stop();
+    ASSERT_FALSE(isOpen(on.path));
+  }
+
+  static std::string row(OpenDatabase const& on) {
+    return on.database.Table(ddr_Model::TypeId()).ReadRow(2).ReadFieldString("modelName").Text();
+  }
+
+  static std::string failureOf(std::function<void()> const& call) {
+    try {
+      call();
+    } catch (rfm_Exception const& failure) {
+      return failure.what();
+    }
+    return "";
+  }
+
+private:
+  // Whether SQLite has it open: what only holds on to a file cannot be read.
+  static bool isOpen(std::string const& path) {
+    bool open = false;
+    for (auto const& descriptor : std::filesystem::directory_iterator("/proc/self/fd")) {
+      std::error_code gone;
+      int const flags = fcntl(std::stoi(descriptor.path().filename()), F_GETFL);
+      open = open || (std::filesystem::read_symlink(descriptor, gone) == path && (flags & O_PATH) == 0);
+    }
+    return open;
+  }
+};
+
+TEST_F(Memory_ClosedFiles, AreOpenedAgain) {
+  OpenDatabase on;
+  std::string const held = row(on);
+  closeForWantOfMemory(on);
+  EXPECT_EQ(row(on), held);
+  closeForWantOfMemory(on);
+  EXPECT_NO_THROW(rfm_Transaction(on.database).Commit());
+}
+
+TEST_F(Memory_ClosedFiles, AreNotTakenForWhatHasReplacedThem) {
+  OpenDatabase on;
+  closeForWantOfMemory(on);
+  std::filesystem::rename(on.world.pathOf("b").Text(), on.path);
+  std::string const found = readFile(on.path);
+  for (int tries = 0; tries < 2; ++tries) {
+    EXPECT_THAT(failureOf([&] { rfm_Transaction(on.database).Commit(); }),
+                HasSubstr("'" + on.path + "': it was replaced, renamed or deleted since it was opened"));
+    EXPECT_THAT(failureOf([&] { row(on); }), HasSubstr("it was replaced, renamed or deleted"));
+  }
+  EXPECT_EQ(readFile(on.path), found);
+}
 
 class Memory_Connections : public memory_world_test {};
 
