@@ -1,4 +1,4 @@
-// hasty_files.cpp: the system's file layer with one function exchanged.
+// hasty_files.cpp: the system's file layer with all that syncs exchanged.
 #include "hasty_files.h"
 
 #include <sqlite3.h>

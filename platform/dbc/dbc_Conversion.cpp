@@ -131,11 +131,13 @@ void dbc_Run::Carry(rfm_Rebuild& rebuild) {
       continue;
     }
     Ask(dbc_Progress::Phase::Copying, 0, reported.name, done, total);
-    reported.rowsOut = rebuild.CopyRows(reported.typeId, watch(reported.name));
+    rebuild.CopyRows(reported.typeId, reported.rowsIn, watch(reported.name));
+    reported.rowsOut = reported.rowsIn;
     done += reported.rowsOut;
   }
   Ask(dbc_Progress::Phase::Copying, 0, cow_String(), done, total);
-  report.entriesOut = rebuild.CopyEntries(watch(cow_String()));
+  rebuild.CopyEntries(report.entriesIn, watch(cow_String()));
+  report.entriesOut = report.entriesIn;
   auto const ask = [&] {
     Ask(dbc_Progress::Phase::Copying, 0, cow_String(), done + report.entriesOut, total);
   };

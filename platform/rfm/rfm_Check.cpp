@@ -4,6 +4,7 @@
 #include "rfm_DatabaseNode.h"
 #include "rfm_FileNode.h"
 
+#include <limits>
 #include <utility>
 
 namespace {
@@ -86,7 +87,9 @@ std::vector<std::int64_t> rfm_Database::EntryHandles() const {
   rfm_Run run(connection, node->entryHandles,
               std::string_view("SELECT DISTINCT handle FROM ddr_entry ORDER BY handle"));
   while (run.Step()) {
-    handles.push_back(sqlite3_column_int64(run.Get(), 0));
+    handles.push_back(node->CheckedInteger(run.Get(), 0, std::numeric_limits<std::int64_t>::min(),
+                                           std::numeric_limits<std::int64_t>::max(),
+                                           "an entry belongs to a collection whose handle is no integer"));
   }
   return handles;
 }

@@ -112,7 +112,8 @@ bool rfm_EntryCursor::Next() {
   rfm_DatabaseNode& database = scan->Database();
   ++database.Connection().statistics.rowsRead;
   std::int64_t const stored = sqlite3_column_int64(statement, 0);
-  if (stored < 0 || stored >= mostInt || stored <= scan->position) { // pages that lead in circles
+  if (sqlite3_column_type(statement, 0) != SQLITE_INTEGER || stored < 0 || stored >= mostInt ||
+      stored <= scan->position) { // pages that lead in circles
     database.ThrowDamagedEntry(scan->Handle(), stored, " has no valid place");
   }
   position = static_cast<int>(stored);

@@ -311,11 +311,11 @@ bool rfm_Rebuild::TryToExecute(std::string const& sql) {
   }
 }
 
-std::int64_t rfm_Rebuild::CopyRows(unsigned typeId, Watch const& watch) {
+void rfm_Rebuild::CopyRows(unsigned typeId, std::int64_t rows, Watch const& watch) {
   to->Connection().WantTransaction();
   std::shared_ptr<rfm_TableShape> const source = from->ShapeOf(typeId);
   if (!source->Exists()) {
-    return 0;
+    return;
   }
   source->WantColumns();
   CheckRowNumbers(*source);
@@ -334,7 +334,7 @@ std::int64_t rfm_Rebuild::CopyRows(unsigned typeId, Watch const& watch) {
                 rowColumn + " > ?1 ORDER BY " + rowColumn + " LIMIT ?2";
   move.last = "SELECT max(" + rowColumn + ") FROM main." + rfm_quote(target->table.View());
   move.walk = "SELECT " + columns + " FROM " + rfm_quote(source->table.View()) + " ORDER BY " + rowColumn;
-  return Copy(move, watch);
+  Copy(move, rows, watch);
 }
 
 // SQLite finds the first and the last row without a walk.
@@ -353,16 +353,17 @@ void rfm_Rebuild::CheckRowNumbers(rfm_TableShape const& shape) const {
   }
 }
 
-std::int64_t rfm_Rebuild::CopyEntries(Watch const& watch) {
+void rfm_Rebuild::CopyEntries(std::int64_t entries, Watch const& watch) {
   to->Connection().WantTransaction();
   Move move;
   move.keys = 2;
   move.insert = "INSERT OR ABORT INTO main.ddr_entry SELECT handle, position, Key, ClassID, OID FROM " +
                 std::string(attachedName) +
-                "ddr_entry WHERE (handle, position) > (?1, ?2) ORDER BY handle, position LIMIT ?3";
+                "ddr_entry WHERE (handle, position) > (?1, ?2) AND typeof(handle) = 'integer' "
+                "AND typeof(position) = 'integer' ORDER BY handle, position LIMIT ?3";
   move.last = "SELECT handle, position FROM main.ddr_entry ORDER BY handle DESC, position DESC LIMIT 1";
   move.walk = "SELECT handle, position, Key, ClassID, OID FROM ddr_entry ORDER BY handle, position";
-  std::int64_t const copied = Copy(move, watch);
+  Copy(move, entries, watch);
   rfm_Statement readStatement;
   rfm_Run read(from->Connection(), readStatement, std::string_view("SELECT next_handle FROM ddr_header"));
   if (read.Step()) {
@@ -373,12 +374,11 @@ std::int64_t rfm_Rebuild::CopyEntries(Watch const& watch) {
                                        "the next collection handle in its header is not valid"));
     write.Change();
   }
-  to->entriesAppended = to->entriesAppended || copied > 0;
-  return copied;
+  to->entriesAppended = to->entriesAppended || entries > 0;
 }
 
 // Portion by portion inside SQLite. The key of the last row of one portion begins the next.
-std::int64_t rfm_Rebuild::Copy(Move const& move, Watch const& watch) {
+void rfm_Rebuild::Copy(Move const& move, std::int64_t rows, Watch const& watch) {
   rfm_Connection& connection = to->Connection();
   rfm_Statement insertStatement;
   rfm_Statement lastStatement;
@@ -410,7 +410,12 @@ std::int64_t rfm_Rebuild::Copy(Move const& move, Watch const& watch) {
       watch(copied);
     }
   }
-  return copied;
+  if (copied != rows) {
+    BlameSource(move);
+    from->ThrowDamaged(std::to_string(rows) + " of its " + (move.className ? "rows" : "entries") +
+                           " are counted, and " + std::to_string(copied) + " are found",
+                       subject);
+  }
 }
 
 // The failure of a copy does not tell which of the two files is damaged: walks over what was to be read.
@@ -425,6 +430,13 @@ void rfm_Rebuild::BlameSource(Move const& move) const {
   while ((result = from->Connection().Advance(statement.Get())) == SQLITE_ROW) {
     row = sqlite3_column_int64(statement.Get(), 0);
     rfm_Subject const subject{move.className, move.className ? row : -1};
+    bool isPlace = true;
+    for (int key = 0; key < move.keys; ++key) {
+      isPlace = isPlace && sqlite3_column_type(statement.Get(), key) == SQLITE_INTEGER;
+    }
+    if (!isPlace) {
+      from->ThrowDamaged("an entry has no valid place in a collection", subject);
+    }
     std::pair<std::int64_t, std::int64_t> const place(
         row, move.keys > 1 ? sqlite3_column_int64(statement.Get(), 1) : 0);
     if (before && place <= *before) { // pages that lead in circles

@@ -51,11 +51,12 @@ public:
 
   /// Copies the rows of a class that both class lists have: all columns of the stored table, values,
   /// identities and row numbers as they are.
-  /// @returns how many rows there were
-  std::int64_t CopyRows(unsigned typeId, Watch const& watch);
+  /// @param rows that there are, from CountRows. What is counted but not found, or the other way round, is
+  ///             damage.
+  void CopyRows(unsigned typeId, std::int64_t rows, Watch const& watch);
   /// Copies the entries of all collections, and sees to it that handles go on behind those of the old file.
-  /// @returns how many entries there were
-  std::int64_t CopyEntries(Watch const& watch);
+  /// @param entries that there are, from CountEntries; as with CopyRows
+  void CopyEntries(std::int64_t entries, Watch const& watch);
 
   /// Copies the tables that the format does not know, with their indexes and row numbers.
   /// @param alive asked again and again; may throw to stop
@@ -102,7 +103,7 @@ private:
   bool CopyFurtherTable(std::string const& name);
   bool TryToExecute(std::string const& sql);
   void CheckRowNumbers(rfm_TableShape const& shape) const;
-  std::int64_t Copy(Move const& move, Watch const& watch);
+  void Copy(Move const& move, std::int64_t rows, Watch const& watch);
   void BlameSource(Move const& move) const;
 
   std::shared_ptr<rfm_DatabaseNode> from;

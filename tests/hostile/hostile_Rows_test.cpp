@@ -1,6 +1,7 @@
 // Files made to do harm, row by row: the answer names file, class and row, and comes soon and in little
 // memory.
 #include "damage_corpus.h"
+#include "damage_judgement.h"
 #include "measured_probe.h"
 #include "shared_pages.h"
 #include "stored_file.h"
@@ -10,6 +11,7 @@
 #include <gtest/gtest.h>
 
 using testing::AllOf;
+using testing::AnyOf;
 using testing::Contains;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -22,10 +24,21 @@ protected:
     make_small_database(path, 512);
     sound = probe.look(path).contents;
   }
-  /// What is found in the file after SQL has changed it.
+  /// What is found in the file after SQL has changed it. There is nothing in it to upgrade.
   probe_result after(std::string const& sql) {
     change_stored_file(path, sql);
+    EXPECT_THAT(checked(probe.upgrade(path)).contents, AnyOf("current", "refused")) << sql;
     return checked(probe.look(path));
+  }
+  /// Expects, of a file made anew, that what SQL has changed is read as SQLite reads it, or refused with
+  /// words about the file and the class.
+  void expectAnswered(std::string const& sql) {
+    make_small_database(path, 512);
+    probe_result const found = after(sql);
+    if (found.contents != sound) {
+      EXPECT_THAT(found.refusals, Contains(AllOf(HasSubstr("'" + path + "', class '")))) << sql;
+    }
+    EXPECT_THAT(words_from_nowhere(found.contents, sound, everything_in(path).value()), IsEmpty()) << sql;
   }
   static probe_result checked(probe_result found) {
     EXPECT_THAT(found.faults, IsEmpty());
@@ -64,14 +77,12 @@ TEST_F(hostile_Rows, EntryToARowThatIsNotThere) {
 }
 
 TEST_F(hostile_Rows, BaseClassThatIsItsOwnBase) {
-  change_stored_file(path, R"(UPDATE ddr_class SET "Base Type Id" = "Type Id")");
-  EXPECT_NE(checked(probe.look(path)).contents, "");
+  expectAnswered(R"(UPDATE ddr_class SET "Base Type Id" = "Type Id")");
 }
 
 TEST_F(hostile_Rows, BaseClassesInACircle) {
-  change_stored_file(path, R"(UPDATE ddr_class SET "Base Type Id" = (SELECT other."Type Id" FROM ddr_class
+  expectAnswered(R"(UPDATE ddr_class SET "Base Type Id" = (SELECT other."Type Id" FROM ddr_class
     AS other WHERE other."row" = (ddr_class."row" + 1) % (SELECT count(*) FROM ddr_class)))");
-  EXPECT_NE(checked(probe.look(path)).contents, "");
 }
 
 TEST_F(hostile_Rows, ShortcutThatLeadsThroughItself) {
@@ -104,12 +115,17 @@ TEST_F(hostile_Rows, EntriesSharedByTwoCollections) {
 TEST_F(hostile_Rows, NegativeAndHugeReferences) {
   for (char const* const row : {"-5", "2147483647", "2147483648", "-2147483649", "9223372036854775807",
                                 "-9223372036854775808", "1.5", "'one'", "x'01'", "NULL"}) {
-    make_small_database(path, 512);
     for (char const* const column : {"models", "results", "userData", "diagnosticData", "productAddOns"}) {
-      after(std::string("UPDATE class_ddr_Ddb SET \"").append(column).append("#OID\" = ").append(row));
-      after(std::string("UPDATE class_ddr_Ddb SET \"").append(column).append("#ClassID\" = ").append(row));
+      for (char const* const half : {"OID", "ClassID"}) {
+        expectAnswered(std::string("UPDATE class_ddr_Ddb SET \"")
+                           .append(column)
+                           .append("#")
+                           .append(half)
+                           .append("\" = ")
+                           .append(row));
+      }
     }
-    after(std::string("UPDATE class_note_Extension SET \"##BaseClassOID\" = ").append(row));
+    expectAnswered(std::string("UPDATE class_note_Extension SET \"##BaseClassOID\" = ").append(row));
   }
 }
 
@@ -131,11 +147,22 @@ TEST_F(hostile_Rows, NegativeAndHugeRowNumbers) {
 }
 
 TEST_F(hostile_Rows, NegativeAndHugePlacesOfEntries) {
-  for (char const* const place : {"-1", "2147483647", "9223372036854775807", "-9223372036854775808"}) {
+  for (char const* const place : {"-1", "2147483647", "9223372036854775807", "-9223372036854775808", "0.5"}) {
     make_small_database(path, 512);
     expectRefused(std::string("UPDATE ddr_entry SET position = ") + place + " WHERE Key = 'Beam'",
                   "collection", "no valid place");
   }
+}
+
+TEST_F(hostile_Rows, EntryOfACollectionThatCannotBe) {
+  for (char const* const handle : {"-1", "4711", "9223372036854775807"}) {
+    make_small_database(path, 512);
+    expectRefused(std::string("UPDATE ddr_entry SET handle = ") + handle + " WHERE Key = 'Beam'", "",
+                  std::string("the entries of collection ") + handle + " belong to no collection");
+  }
+  make_small_database(path, 512);
+  expectRefused("UPDATE ddr_entry SET handle = handle + 0.5 WHERE Key = 'Beam'", "",
+                "an entry belongs to a collection whose handle is no integer");
 }
 
 // The index is taken out of the schema while a key changes, and put back.

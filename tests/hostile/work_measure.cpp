@@ -1,6 +1,8 @@
 // work_measure.cpp: asks the system.
 #include "work_measure.h"
 
+#include "sanitized.h"
+
 #include <ctime>
 #include <fcntl.h>
 #include <malloc.h>
@@ -9,21 +11,8 @@
 
 namespace {
 
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define DDR_MEMORY_IS_NOT_MEASURED
-#endif
-#endif
-#if defined(__SANITIZE_ADDRESS__)
-#define DDR_MEMORY_IS_NOT_MEASURED
-#endif
-#ifdef DDR_MEMORY_IS_NOT_MEASURED
-constexpr bool memoryIsMeasured = false;
-constexpr double slowness = 4; // of a sanitizer
-#else
-constexpr bool memoryIsMeasured = true;
-constexpr double slowness = 1;
-#endif
+constexpr bool memoryIsMeasured = !isSanitized;
+constexpr double slowness = isSanitized ? 4 : 1;
 
 constexpr double mebibyte = 1024.0 * 1024.0;
 constexpr double longestWork = 1.0;         // [processor seconds]

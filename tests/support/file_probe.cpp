@@ -9,6 +9,7 @@
 #include "ddr_Library.h"
 #include "nex_Exception.h"
 #include "omu_Exceptions.h"
+#include "rfm_Exception.h"
 #include "rfm_ReadScope.h"
 #include "rfm_Table.h"
 #include "rom_Memento.h"
@@ -166,6 +167,8 @@ private:
   static std::string Memory(Text const& text) {
     try {
       return text();
+    } catch (rfm_Exception const&) {
+      throw; // that does
     } catch (nex_TextException const& refusal) {
       return std::string("refused: ") + refusal.what();
     }

@@ -221,9 +221,14 @@ std::string stored_file::everything() const {
   add("attributes", "SELECT * FROM ddr_attribute ORDER BY class, position");
   for (std::string const& name : classes()) {
     text += name + "\n";
-    for (auto const& [row, fields] : rows(name)) {
-      text += "  " + std::to_string(row);
-      for (auto const& [field, value] : fields) {
+    std::string const table = tableOf(name);
+    if (table.empty()) {
+      continue;
+    }
+    // A damaged table may have several rows of one number.
+    for (auto const& row : run("SELECT * FROM " + table + R"( ORDER BY "row")")) {
+      text += " ";
+      for (auto const& [field, value] : stored_fields(row.begin(), row.end())) {
         text += " " + field + "=" + value;
       }
       text += "\n";

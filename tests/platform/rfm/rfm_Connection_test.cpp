@@ -11,6 +11,7 @@
 #include <new>
 #include <sqlite3.h>
 #include <unistd.h>
+#include <utility>
 
 using testing::AllOf;
 using testing::HasSubstr;
@@ -127,6 +128,36 @@ struct ConnectionTest : rfm_Test {
   }
   fault_device device{folder.path()};
 };
+
+// What a file defines is not trusted, and its pages are looked at before they are used.
+TEST_F(ConnectionTest, FilesAreOpenedDefensively) {
+  for (rfm_Connection::Mode const mode : {rfm_Connection::Mode::Read, rfm_Connection::Mode::Write}) {
+    rfm_Connection connection{cow_String("shown.odb")};
+    connection.Open(path, mode);
+    for (auto const& [setting, value] :
+         {std::pair{SQLITE_DBCONFIG_DEFENSIVE, 1}, std::pair{SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0},
+          std::pair{SQLITE_DBCONFIG_ENABLE_TRIGGER, 0}, std::pair{SQLITE_DBCONFIG_ENABLE_VIEW, 0},
+          std::pair{SQLITE_DBCONFIG_ENABLE_LOAD_EXTENSION, 0}}) {
+      int set = -1;
+      ASSERT_EQ(sqlite3_db_config(connection.Database(), setting, -1, &set), SQLITE_OK);
+      EXPECT_EQ(set, value) << setting;
+    }
+    for (auto const& [pragma, value] :
+         {std::pair{"PRAGMA cell_size_check", 1}, std::pair{"PRAGMA mmap_size", 0}}) {
+      sqlite3_stmt* statement = nullptr;
+      ASSERT_EQ(sqlite3_prepare_v2(connection.Database(), pragma, -1, &statement, nullptr), SQLITE_OK);
+      EXPECT_EQ(sqlite3_step(statement), SQLITE_ROW) << pragma;
+      EXPECT_EQ(sqlite3_column_int(statement, 0), value) << pragma;
+      sqlite3_finalize(statement);
+    }
+    for (int const limit : {SQLITE_LIMIT_ATTACHED, SQLITE_LIMIT_TRIGGER_DEPTH, SQLITE_LIMIT_LENGTH}) {
+      sqlite3* usual = nullptr;
+      ASSERT_EQ(sqlite3_open(":memory:", &usual), SQLITE_OK);
+      EXPECT_LT(sqlite3_limit(connection.Database(), limit, -1), sqlite3_limit(usual, limit, -1)) << limit;
+      sqlite3_close(usual);
+    }
+  }
+}
 
 TEST_F(ConnectionTest, AFileThatSqliteCannotOpenIsNamedWithTheReason) {
   for (bool const lasts : {false, true}) { // once, SQLite opens it for reading

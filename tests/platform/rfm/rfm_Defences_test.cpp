@@ -335,7 +335,7 @@ TEST_F(PagesTest, ACopyOfRowsThatNeverEndIsRefused) {
                 for (rfm_ClassEntry const& entry : source.Classes()) {
                   made.AddClass(entry);
                 }
-                rebuild.CopyRows(modelType, {});
+                rebuild.CopyRows(modelType, 1, {});
               }),
               AllOf(StartsWith("Damaged: Database file '" + path + "', class 'ddr_Model', row "),
                     HasSubstr("its rows are not in order")));
@@ -343,8 +343,9 @@ TEST_F(PagesTest, ACopyOfRowsThatNeverEndIsRefused) {
 
 TEST_F(PagesTest, ACopyOfEntriesThatNeverEndIsRefused) {
   nest("ddr_entry");
-  EXPECT_THAT(failureToCopy(
-                  [](rfm_Rebuild& rebuild, rfm_Database const&, rfm_Database&) { rebuild.CopyEntries({}); }),
+  EXPECT_THAT(failureToCopy([](rfm_Rebuild& rebuild, rfm_Database const&, rfm_Database&) {
+                rebuild.CopyEntries(1, {});
+              }),
               AllOf(StartsWith("Damaged: Database file '" + path + "': "),
                     HasSubstr("its entries are not in order")));
 }
