@@ -899,10 +899,9 @@ std::int64_t rfm_DatabaseNode::HighestHandle(char const* rows) {
 std::int64_t rfm_DatabaseNode::NewHandle() {
   connection.WantTransaction();
   if (connection.nextHandle == 0) {
-    rfm_Run run(
-        connection, readNextHandle,
-        std::string_view("SELECT max(next_handle, (SELECT coalesce(max(handle), 0) + 1 FROM ddr_entry)) "
-                         "FROM ddr_header"));
+    rfm_Run run(connection, readNextHandle,
+                std::string_view("SELECT max(next_handle, coalesce((SELECT handle + 1 FROM ddr_entry "
+                                 "ORDER BY handle DESC, position DESC LIMIT 1), 1)) FROM ddr_header"));
     if (!run.Step()) {
       ThrowDamaged("its header is missing");
     }

@@ -205,8 +205,9 @@ std::optional<rfm_Entry> rfm_Entries::FindListed(std::int64_t handle, std::strin
 int rfm_Entries::Count(std::int64_t handle) const {
   rfm_Connection& connection = database.Connection();
   rfm_ScopeGuard const scope(connection);
+  // A column that the index of keys does not have: a damaged index has other entries than the walk.
   rfm_Run run(connection, database.countEntries,
-              std::string_view("SELECT count(*) FROM ddr_entry WHERE handle = ?1"));
+              std::string_view("SELECT count(ClassID) FROM ddr_entry WHERE handle = ?1"));
   run.Bind(1, handle);
   run.Step();
   return static_cast<int>(

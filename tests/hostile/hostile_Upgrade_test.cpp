@@ -226,6 +226,15 @@ TEST_P(hostile_EachUpgrade, ViewsAndTriggersAreNotRun) {
             usual);
 }
 
+// All of them are that of the first class.
+TEST_P(hostile_EachUpgrade, IndexesWithOtherRowsHideNone) {
+  std::string const usual = after("").contents;
+  probe_result const found =
+      after("PRAGMA writable_schema = on; UPDATE sqlite_schema SET rootpage = (SELECT "
+            "min(rootpage) FROM sqlite_schema WHERE name LIKE '%#uid') WHERE type = 'index'");
+  EXPECT_EQ(found.contents, usual);
+}
+
 TEST_P(hostile_EachUpgrade, AValueThatIsMadeWhenItIsRead) {
   probe_result const found = after("ALTER TABLE class_ddr_Model ADD COLUMN more AS (zeroblob(250000000))");
   EXPECT_EQ(found.contents, "refused");
