@@ -183,11 +183,11 @@ public:
 
   bool HasWork() const { return shared->next < numbers.size(); }
   void Start(damage_family const& family, std::string const& sound, corpus_work work) {
+    before = shared->next;
     child = std::make_unique<child_process>(
         [&](child_process&) { return Worker(family, sound, path, work, *shared).Run(numbers); });
   }
   void Finish(damage_family const& family) {
-    std::uint64_t const before = shared->next;
     std::string const answer = child->result();
     child.reset();
     if (!answer.empty()) {
@@ -214,6 +214,7 @@ private:
   std::vector<std::uint64_t> numbers;
   std::string path;
   SharedHolder shared;
+  std::uint64_t before = 0; // the child that is at work began there
   std::unique_ptr<child_process> child;
 };
 

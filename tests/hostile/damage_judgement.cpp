@@ -5,34 +5,49 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <exception>
 #include <sstream>
+#include <string_view>
 
 namespace {
 
-/// The words in a listing that are stored as they are printed: not times and the name of a version, not
-/// paths, where names are quoted, and not what is refused, which is told in words of ours.
+/// What a line of a listing tells that is stored as it is printed: not the name of the file, times and the
+/// name of a version, not paths, where names are quoted, and not what is refused, which is told in words of
+/// ours.
+std::string storedPart(std::string const& line) {
+  if (line.find("refused") != std::string::npos) {
+    return "";
+  }
+  for (char const* const title : {"model ", "result ", "user data ", "messages: "}) {
+    if (line.starts_with(title)) {
+      return line.substr(std::strlen(title));
+    }
+  }
+  constexpr std::string_view title = "record: ";
+  if (!line.starts_with(title)) {
+    return "";
+  }
+  constexpr std::string_view isStored = "y.y.yy.."; // of its fields
+  std::istringstream fields(line.substr(title.size()));
+  std::string part;
+  std::string field;
+  for (std::size_t index = 0; index < isStored.size() && std::getline(fields, field, '|'); ++index) {
+    part += isStored[index] == 'y' ? field + " " : "";
+  }
+  return part;
+}
+
 std::vector<std::string> storedWords(std::string const& listing) {
   std::vector<std::string> words;
   std::istringstream lines(listing);
   for (std::string line; std::getline(lines, line);) {
-    if (line.starts_with("path of ") || line.starts_with("add-ons") ||
-        line.find("refused") != std::string::npos) {
-      continue;
-    }
-    if (line.starts_with("record: ")) {
-      std::istringstream fields(line);
-      line.clear();
-      std::string field;
-      for (int index = 0; std::getline(fields, field, '|') && index < 6; ++index) {
-        line += index == 3 ? "" : field + " ";
-      }
-    }
+    std::string const part = storedPart(line);
     constexpr char const* separators = " /|,:";
-    for (std::size_t end = 0, begin = line.find_first_not_of(separators); begin != std::string::npos;
-         begin = line.find_first_not_of(separators, end)) {
-      end = std::min(line.find_first_of(separators, begin), line.size());
-      words.push_back(line.substr(begin, end - begin));
+    for (std::size_t end = 0, begin = part.find_first_not_of(separators); begin != std::string::npos;
+         begin = part.find_first_not_of(separators, end)) {
+      end = std::min(part.find_first_of(separators, begin), part.size());
+      words.push_back(part.substr(begin, end - begin));
     }
   }
   return words;
