@@ -899,6 +899,7 @@ std::int64_t rfm_DatabaseNode::HighestHandle(char const* rows) {
 std::int64_t rfm_DatabaseNode::NewHandle() {
   connection.WantTransaction();
   if (connection.nextHandle == 0) {
+    // In the order of the table: a damaged index of keys may end with a lower handle.
     rfm_Run run(connection, readNextHandle,
                 std::string_view("SELECT max(next_handle, coalesce((SELECT handle + 1 FROM ddr_entry "
                                  "ORDER BY handle DESC, position DESC LIMIT 1), 1)) FROM ddr_header"));

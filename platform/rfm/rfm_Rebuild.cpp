@@ -420,7 +420,7 @@ void rfm_Rebuild::Copy(Move const& move, std::int64_t rows, Watch const& watch) 
   }
 }
 
-// The failure of a copy does not tell which of the two files is damaged: walks over what was to be read.
+// What is wrong with a copy does not tell which of the two files is damaged: walks over what was to be read.
 void rfm_Rebuild::BlameSource(Move const& move) const {
   rfm_Statement statement;
   statement.Prepare(from->Connection(), move.walk);

@@ -6,6 +6,7 @@
 #include "file_probe.h"
 #include "long_run.h"
 #include "quick_sqlite.h"
+#include "shared_memory.h"
 #include "temporary_folder.h"
 #include "work_measure.h"
 
@@ -17,8 +18,6 @@
 #include <optional>
 #include <random>
 #include <sstream>
-#include <stdexcept>
-#include <sys/mman.h>
 #include <thread>
 #include <unistd.h>
 
@@ -46,19 +45,6 @@ struct Shared {
     }
   }
 };
-
-struct Unmap {
-  void operator()(Shared* shared) const { munmap(shared, sizeof(Shared)); }
-};
-using SharedHolder = std::unique_ptr<Shared, Unmap>;
-
-SharedHolder share() {
-  void* const made = mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-  if (made == MAP_FAILED) {
-    throw std::runtime_error("no memory to share");
-  }
-  return SharedHolder(new (made) Shared{});
-}
 
 /// The work of one process: the numbers from `shared.next` on.
 class Worker {
@@ -179,7 +165,7 @@ private:
 class Strand {
 public:
   Strand(std::vector<std::uint64_t> itsNumbers, std::string filePath)
-      : numbers(std::move(itsNumbers)), path(std::move(filePath)), shared(share()) {}
+      : numbers(std::move(itsNumbers)), path(std::move(filePath)), shared(share_memory<Shared>()) {}
 
   bool HasWork() const { return shared->next < numbers.size(); }
   void Start(damage_family const& family, std::string const& sound, corpus_work work) {
@@ -213,7 +199,7 @@ public:
 private:
   std::vector<std::uint64_t> numbers;
   std::string path;
-  SharedHolder shared;
+  shared_memory<Shared> shared;
   std::uint64_t before = 0; // the child that is at work began there
   std::unique_ptr<child_process> child;
 };

@@ -28,7 +28,7 @@ std::string storedPart(std::string const& line) {
   if (!line.starts_with(title)) {
     return "";
   }
-  constexpr std::string_view isStored = "y.y.yy.."; // of its fields
+  constexpr std::string_view isStored = "y.y.yy.."; // name, description, sequence data, version
   std::istringstream fields(line.substr(title.size()));
   std::string part;
   std::string field;
@@ -53,7 +53,7 @@ std::vector<std::string> storedWords(std::string const& listing) {
   return words;
 }
 
-/// The bytes of which a text tells the digits; of others nothing that is sought.
+/// The bytes that hexadecimal digits tell; of another text some that nobody looks for.
 std::string bytesOf(std::string const& digits) {
   std::string bytes;
   for (std::size_t place = 0; place + 1 < digits.size(); place += 2) {

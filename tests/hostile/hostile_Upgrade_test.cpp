@@ -178,14 +178,12 @@ TEST_P(hostile_EachUpgrade, TableThatIsMissing) {
 }
 
 TEST_P(hostile_EachUpgrade, ReferencesToAnObjectOfAnotherClass) {
-  for (
-      char const* const change :
-      {R"(class_ddr_Ddb SET "models#ClassID" = (SELECT "Type Id" FROM ddr_class WHERE "Class Name" = 'ddr_Model'),
-           "models#OID" = 0)",
-       R"(ddr_entry SET ClassID = (SELECT "Type Id" FROM ddr_class WHERE "Class Name" = 'ddr_Ddb'), OID = 0
-           WHERE Key = 'Beam')"}) {
-    probe_result const found = after(std::string("UPDATE ") + change);
-    expectTold(found, change);
+  std::string const models = R"(UPDATE class_ddr_Ddb SET "models#OID" = 0, "models#ClassID" =
+      (SELECT "Type Id" FROM ddr_class WHERE "Class Name" = 'ddr_Model'))";
+  std::string const entry = R"(UPDATE ddr_entry SET OID = 0, ClassID =
+      (SELECT "Type Id" FROM ddr_class WHERE "Class Name" = 'ddr_Ddb') WHERE Key = 'Beam')";
+  for (std::string const& change : {models, entry}) {
+    expectTold(after(change), change);
   }
 }
 

@@ -168,7 +168,7 @@ private:
     try {
       return text();
     } catch (rfm_Exception const&) {
-      throw; // that does
+      throw; // which concerns the file
     } catch (nex_TextException const& refusal) {
       return std::string("refused: ") + refusal.what();
     }

@@ -78,7 +78,7 @@ int failEveryCopy(Tree const& tree, int copies, auto&& write) {
   return failed;
 }
 
-// What is wanted happens in one of them at the latest.
+// Among so many random trees there is one that rebalances in the way that a test is about.
 constexpr int mostRounds = 30000;
 
 class BtreeFailure : public testing::Test {

@@ -35,6 +35,19 @@ TEST_F(EntriesTest, AnIndexOfThatNameIsNotMissing) {
   EXPECT_TRUE(openFile(path, utl_FileAccess::Read).MissingIndexes().empty());
 }
 
+// The index is that of an empty table.
+TEST_F(EntriesTest, ADamagedIndexChangesNeitherTheNumberOfEntriesNorTheNextHandle) {
+  runSql(path,
+         "INSERT INTO ddr_entry VALUES(50, 0, 'x', 1, 0); UPDATE ddr_header SET next_handle = 2;"
+         "CREATE TABLE notes(a); CREATE INDEX notes_a ON notes(a); PRAGMA writable_schema = on;"
+         "UPDATE sqlite_schema SET rootpage = (SELECT rootpage FROM sqlite_schema WHERE name = 'notes_a') "
+         "WHERE name = 'ddr_entry_key'");
+  rfm_Database damaged = openFile(path, utl_FileAccess::Write);
+  EXPECT_EQ(damaged.Entries().Count(1), 2);
+  rfm_Transaction const transaction(damaged);
+  EXPECT_EQ(damaged.NewHandle(), 51);
+}
+
 TEST_F(EntriesTest, AChangeOfAnEntryWhereNoneIsStoredChangesNothing) {
   std::string const empty = folder.path("b.odb");
   rfm_Database other = createFile(empty);

@@ -9,17 +9,15 @@
 #include "rfm_ReadScope.h"
 #include "rfm_Transaction.h"
 #include "rom_Memento.h"
+#include "shared_memory.h"
 
 #include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <gmock/gmock.h>
-#include <new>
 #include <random>
 #include <sched.h>
 #include <sstream>
-#include <stdexcept>
-#include <sys/mman.h>
 #include <unistd.h>
 
 using testing::HasSubstr;
@@ -45,31 +43,8 @@ std::string counterOf(int writer) {
   return numbered("W", writer);
 }
 
-/// A count that processes share, from 0: a process that is killed cannot tell what it did, but has counted
-/// it.
-class SharedCount {
-public:
-  SharedCount() {
-    void* const made =
-        mmap(nullptr, sizeof(Number), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-    if (made == MAP_FAILED) {
-      throw std::runtime_error("no memory to share");
-    }
-    number = new (made) Number(0);
-  }
-  ~SharedCount() { munmap(number, sizeof(Number)); }
-  SharedCount(SharedCount const&) = delete;
-  SharedCount& operator=(SharedCount const&) = delete;
-
-  void add() { ++*number; }
-  long long value() const { return *number; }
-
-private:
-  using Number = std::atomic<long long>;
-  static_assert(Number::is_always_lock_free);
-
-  Number* number;
-};
+using Count = std::atomic<long long>;
+static_assert(Count::is_always_lock_free);
 
 /// What one process has met, as it tells the test: counts by name, and the first thing that was wrong.
 struct Report {
@@ -242,7 +217,7 @@ protected:
 TEST_F(ProcessesTest, NoReadIsTornAndNoSaveIsLost) {
   createFile();
   constexpr std::chrono::seconds longEnough(60); // for writers to meet, however busy the machine is
-  SharedCount met;                               // above 0 once a save was refused because of another one
+  auto const met = share_memory<Count>();        // above 0 once a save was refused because of another one
   std::vector<std::unique_ptr<child_process>> writers;
   std::vector<std::unique_ptr<child_process>> readers;
   for (int writer = 0; writer < writerCount; ++writer) {
@@ -250,11 +225,11 @@ TEST_F(ProcessesTest, NoReadIsTornAndNoSaveIsLost) {
       module_client const client;
       auto const hasTime = within(runTime());
       auto const canMeet = within(longEnough);
-      auto const goesOn = [&] { return hasTime() || (met.value() == 0 && canMeet()); };
+      auto const goesOn = [&] { return hasTime() || (*met == 0 && canMeet()); };
       return repeat(path, goesOn,
                     [&](Report& report) {
                       if (report.locked + report.overtaken > 0) {
-                        met.add();
+                        ++*met;
                       }
                       countUp(path, writer);
                     })
@@ -342,13 +317,13 @@ TEST_F(ProcessesTest, WhatAKilledProcessSavedIsWholeForTheOthers) {
   long long interrupted = 0;
   long long landed = 0; // saves that were there before they returned
   for (long long kill = 0; kill < kills; ++kill) {
-    SharedCount returned; // saves of the process that is killed
+    auto const returned = share_memory<Count>(); // saves of the process that is killed
     {
       child_process writer([&](child_process& self) {
         module_client const other;
         auto const saveOne = [&] {
           countUp(path, 0);
-          returned.add();
+          ++*returned;
         };
         saveOne();
         self.ready();
@@ -362,9 +337,9 @@ TEST_F(ProcessesTest, WhatAKilledProcessSavedIsWholeForTheOthers) {
     { Opening const recovered(path, utl_FileAccess::Write); }
     long long const now = readAtOnce(path, report);
     EXPECT_EQ(report.wrong, "nothing");
-    ASSERT_GE(now, seen + returned.value()) << "a save that had returned is lost";
-    ASSERT_LE(now, seen + returned.value() + 1) << "more than the one save that was under way";
-    landed += now - seen - returned.value();
+    ASSERT_GE(now, seen + *returned) << "a save that had returned is lost";
+    ASSERT_LE(now, seen + *returned + 1) << "more than the one save that was under way";
+    landed += now - seen - *returned;
     seen = now;
   }
   EXPECT_EQ(ddr_check(cow_String(path.c_str()), ddr_CheckDepth::Deep).status, ddr_CheckStatus::Sound);

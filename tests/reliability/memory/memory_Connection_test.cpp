@@ -1,4 +1,5 @@
 // What happens to an open file meanwhile, met in small memory.
+#include "database_test.h"
 #include "memory_World.h"
 #include "sanitized.h"
 
@@ -12,7 +13,6 @@
 
 #include <fcntl.h>
 #include <filesystem>
-#include <functional>
 #include <gmock/gmock.h>
 #include <limits>
 #include <new>
@@ -170,15 +170,6 @@ protected:
 
   static std::string row(OpenDatabase const& on) {
     return on.database.Table(ddr_Model::TypeId()).ReadRow(2).ReadFieldString("modelName").Text();
-  }
-
-  static std::string failureOf(std::function<void()> const& call) {
-    try {
-      call();
-    } catch (rfm_Exception const& failure) {
-      return failure.what();
-    }
-    return "";
   }
 
 private:
