@@ -3,6 +3,7 @@
 
 #include "rfm_Format.h"
 #include "rfm_Journal.h"
+#include "rfm_JournalSync.h"
 #include "rfm_LockHolder.h"
 #include "rfm_SchemaSize.h"
 #include "rfm_Statement.h"
@@ -319,11 +320,12 @@ void rfm_Connection::Open(std::string const& file, Mode mode) {
   int const access = mode == Mode::Read    ? SQLITE_OPEN_READONLY
                      : mode == Mode::Write ? SQLITE_OPEN_READWRITE
                                            : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_URI;
+  char const* const vfs = mode == Mode::Write ? rfm_journalSyncVfs() : nullptr;
   auto const openFile = [&] {
     errno = 0;
     return sqlite3_open_v2(path.c_str(), &database,
                            access | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE | SQLITE_OPEN_EXRESCODE,
-                           nullptr);
+                           vfs);
   };
   int result = openFile();
   if ((result & 0xff) == SQLITE_CANTOPEN && mode == Mode::Build && errno == ENOENT &&
@@ -869,8 +871,8 @@ void rfm_Connection::BeginReading() {
   LimitValues();
   for (;;) {
     int result = SQLITE_OK;
-    if (sqlite3_get_autocommit(database) !=
-        0) { // otherwise it goes on with what EndAnyhow left of a snapshot
+    // Otherwise it goes on with what EndAnyhow left of a snapshot.
+    if (sqlite3_get_autocommit(database) != 0) {
       result = Step(beginRead, "BEGIN");
     }
     if (result == SQLITE_OK) {
