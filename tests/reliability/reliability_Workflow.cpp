@@ -423,6 +423,7 @@ void reliability_test::pause() {
 }
 
 void reliability_test::closeAll() {
+  kept.reset();
   while (root().Fetch().Size() > 0) {
     cow_String const name = mdl_ContainerIter<cow_String, ddr_Ddb>(root().Fetch()).Key();
     close(name);

@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <unordered_map>
@@ -100,6 +101,8 @@ public:
 
   /// The database that a workflow has open.
   cow_String opened;
+  /// A copy of the container that a workflow has taken.
+  std::optional<ddr_DdbContainer> kept;
 
 protected:
   fault_device device;
