@@ -6,6 +6,7 @@
 #include "nex_Exception.h"
 #include "rom_Memento.h"
 
+#include <algorithm>
 #include <sqlite3.h>
 #include <stdexcept>
 
@@ -103,6 +104,14 @@ std::string tableOf(std::string const& path, unsigned typeId) {
   std::string const table =
       runSql(path, "SELECT \"Class Table\" FROM ddr_class WHERE \"Type Id\" = " + std::to_string(typeId));
   return std::string("\"").append(table).append("\"");
+}
+
+std::string databaseOf(std::string const& file) {
+  std::size_t end = file.size();
+  for (char const* const mark : {"-journal", "-wal", "-shm", ".new-"}) {
+    end = std::min(end, file.find(mark));
+  }
+  return file.substr(0, end);
 }
 
 std::string contentsOf(ddr_Ddb const& record) {

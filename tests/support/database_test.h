@@ -61,6 +61,10 @@ std::string runSql(std::string const& path, std::string const& sql);
 /// The name of the SQL table of a class in a file.
 std::string tableOf(std::string const& path, unsigned typeId);
 
+/// The database to which a file of a folder belongs: that file, or one that stands beside it or grows to take
+/// its name.
+std::string databaseOf(std::string const& file);
+
 /// All that a record holds, as text: "M1=note/note M2=- | R1#uid | U1#uid | description | messages". Loads
 /// every model.
 std::string contentsOf(ddr_Ddb const& record);

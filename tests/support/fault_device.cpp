@@ -8,10 +8,12 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <map>
+#include <set>
 #include <stdexcept>
 #include <sys/file.h>
 #include <sys/types.h>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -32,11 +34,15 @@ struct Watch {
   device_call interludeCall = device_call::Open;
   int interludeNumber = 0;
   std::array<int, device_callKinds> calls{};
-  int faults = 0;
+  std::vector<device_failure> failures;
   std::vector<device_event> events;
   std::map<std::string, int> fileOfName;
+  std::map<int, std::string> nameOfFile; // the last that it had
   int nextFile = 0;
   std::map<int, int> fileOfDescriptor; // -1: the folder, or not known by number
+  std::set<int> unsyncedFiles;
+  std::set<std::pair<int, off_t>> locks; // of files, from a byte on
+  bool hasUnsyncedNames = false;
 };
 
 Watch* watch = nullptr;
@@ -67,6 +73,15 @@ bool concerns(int descriptor) {
   return watch && !watch->resting && watch->fileOfDescriptor.contains(descriptor);
 }
 
+// To close any descriptor of a file ends all locks that the process has on it.
+void forget(int descriptor) {
+  auto const found = watch->fileOfDescriptor.find(descriptor);
+  if (found != watch->fileOfDescriptor.end()) {
+    std::erase_if(watch->locks, [&](auto const& one) { return one.first == found->second; });
+    watch->fileOfDescriptor.erase(found);
+  }
+}
+
 bool happensNow(device_call call) {
   int const number = ++watch->calls[static_cast<std::size_t>(call)];
   device_fault const& fault = watch->fault;
@@ -85,7 +100,31 @@ void letOthersAct(device_call call) {
   }
 }
 
-Fate fateOf(device_call call) {
+std::string inFolder(std::string_view path) {
+  return path.size() > watch->folder.size() ? std::string(path.substr(watch->folder.size() + 1))
+                                            : std::string();
+}
+
+// What a call is about.
+struct Subject {
+  char const* path = nullptr; // else there is a descriptor
+  int descriptor = -1;
+  bool isNeeded = true;
+  off_t place = 0;
+  std::size_t size = 0;
+};
+
+device_failure failureOf(device_call call, Subject const& subject) {
+  std::string name;
+  if (subject.path) {
+    name = inFolder(subject.path);
+  } else if (int const file = watch->fileOfDescriptor[subject.descriptor]; file >= 0) {
+    name = watch->nameOfFile[file];
+  }
+  return {call, name, subject.isNeeded, static_cast<std::uint64_t>(subject.place), subject.size};
+}
+
+Fate fateOf(device_call call, Subject const& subject) {
   if (!watch->counting) {
     return Fate::Pass;
   }
@@ -94,7 +133,7 @@ Fate fateOf(device_call call) {
   if (!isFaulty) {
     return Fate::Pass;
   }
-  ++watch->faults;
+  watch->failures.push_back(failureOf(call, subject));
   switch (watch->fault.effect) {
   case Effect::Stop:
     die();
@@ -129,11 +168,6 @@ Result after(Fate fate, Result result) {
   return result;
 }
 
-std::string inFolder(std::string_view path) {
-  return path.size() > watch->folder.size() ? std::string(path.substr(watch->folder.size() + 1))
-                                            : std::string();
-}
-
 void note(device_event event) {
   if (watch->recording) {
     int const number = errno;
@@ -142,12 +176,33 @@ void note(device_event event) {
   }
 }
 
+int numberFor(std::string const& name, bool isNew) {
+  auto const known = watch->fileOfName.find(name);
+  int const file = isNew || known == watch->fileOfName.end() ? watch->nextFile++ : known->second;
+  watch->fileOfName[name] = file;
+  watch->nameOfFile[file] = name;
+  return file;
+}
+
+// Something was written to a file, or it was cut off.
+void noteContent(int descriptor, device_event event) {
+  event.file = watch->fileOfDescriptor[descriptor];
+  watch->unsyncedFiles.insert(event.file);
+  note(std::move(event));
+}
+
+// A name was made, changed or deleted.
+void noteName(device_event event) {
+  watch->hasUnsyncedNames = true;
+  note(std::move(event));
+}
+
 int openWatched(char const* path, int flags, mode_t mode, int (*pass)(char const*, int, ...)) {
   if (!concerns(path)) {
     return pass(path, flags, mode);
   }
   bool const counts = !watch->hasFault || !watch->fault.creating || (flags & O_CREAT) != 0;
-  Fate const fate = counts ? fateOf(device_call::Open) : Fate::Pass;
+  Fate const fate = counts ? fateOf(device_call::Open, {.path = path}) : Fate::Pass;
   if (fate == Fate::Fail) {
     return -1;
   }
@@ -157,14 +212,9 @@ int openWatched(char const* path, int flags, mode_t mode, int (*pass)(char const
   if (descriptor < 0) {
     return descriptor;
   }
-  int file = -1;
-  if (!name.empty()) {
-    auto const known = watch->fileOfName.find(name);
-    file = isNew || known == watch->fileOfName.end() ? watch->nextFile++ : known->second;
-    watch->fileOfName[name] = file;
-  }
+  int const file = name.empty() ? -1 : numberFor(name, isNew);
   if (isNew) {
-    note({Kind::Create, file, name, {}, 0, {}});
+    noteName({Kind::Create, file, name, {}, 0, {}});
   }
   if (after(fate, descriptor) < 0) {
     int const number = errno;
@@ -177,11 +227,11 @@ int openWatched(char const* path, int flags, mode_t mode, int (*pass)(char const
 }
 
 template <class Call>
-ssize_t readWatched(int descriptor, std::size_t size, Call const& pass) {
+ssize_t readWatched(int descriptor, std::size_t size, off_t place, Call const& pass) {
   if (!concerns(descriptor)) {
     return pass(size);
   }
-  Fate const fate = fateOf(device_call::Read);
+  Fate const fate = fateOf(device_call::Read, {.descriptor = descriptor, .place = place, .size = size});
   if (fate == Fate::Fail) {
     return -1;
   }
@@ -193,7 +243,7 @@ ssize_t writeWatched(int descriptor, void const* bytes, std::size_t size, off_t 
   if (!concerns(descriptor)) {
     return pass(size);
   }
-  Fate const fate = fateOf(device_call::Write);
+  Fate const fate = fateOf(device_call::Write, {.descriptor = descriptor, .place = place, .size = size});
   if (fate == Fate::Fail) {
     return -1;
   }
@@ -202,12 +252,13 @@ ssize_t writeWatched(int descriptor, void const* bytes, std::size_t size, off_t 
     die();
   }
   if (written > 0) {
-    note({Kind::Write,
-          watch->fileOfDescriptor[descriptor],
-          {},
-          {},
-          static_cast<std::uint64_t>(place),
-          std::string(static_cast<char const*>(bytes), static_cast<std::size_t>(written))});
+    noteContent(descriptor,
+                {Kind::Write,
+                 -1,
+                 {},
+                 {},
+                 static_cast<std::uint64_t>(place),
+                 std::string(static_cast<char const*>(bytes), static_cast<std::size_t>(written))});
   }
   return after(fate, written);
 }
@@ -219,11 +270,17 @@ int syncWatched(int descriptor, int (*pass)(int)) {
   if (!concerns(descriptor)) {
     return pass(descriptor);
   }
-  Fate const fate = fateOf(device_call::Sync);
+  int const file = watch->fileOfDescriptor[descriptor];
+  bool const isNeeded = file < 0 ? watch->hasUnsyncedNames : watch->unsyncedFiles.contains(file);
+  Fate const fate = fateOf(device_call::Sync, {.descriptor = descriptor, .isNeeded = isNeeded});
   if (fate == Fate::Fail) {
     return -1;
   }
-  int const file = watch->fileOfDescriptor[descriptor];
+  if (file < 0) {
+    watch->hasUnsyncedNames = false;
+  } else {
+    watch->unsyncedFiles.erase(file);
+  }
   note({file < 0 ? Kind::SyncFolder : Kind::SyncFile, file, {}, {}, 0, {}});
   return after(fate, 0);
 }
@@ -232,12 +289,12 @@ int truncateWatched(int descriptor, off_t size, int (*pass)(int, off_t)) {
   if (!concerns(descriptor)) {
     return pass(descriptor, size);
   }
-  Fate const fate = fateOf(device_call::Truncate);
+  Fate const fate = fateOf(device_call::Truncate, {.descriptor = descriptor});
   if (fate == Fate::Fail) {
     return -1;
   }
   int const result = pass(descriptor, size);
-  note({Kind::Truncate, watch->fileOfDescriptor[descriptor], {}, {}, static_cast<std::uint64_t>(size), {}});
+  noteContent(descriptor, {Kind::Truncate, -1, {}, {}, static_cast<std::uint64_t>(size), {}});
   return after(fate, result);
 }
 
@@ -246,14 +303,16 @@ int nameWatched(Kind kind, char const* from, char const* to, Call const& pass) {
   if (!concerns(from)) {
     return pass();
   }
-  Fate const fate = fateOf(device_call::Rename);
+  Fate const fate = fateOf(device_call::Rename, {.path = from});
   if (fate == Fate::Fail) {
     return -1;
   }
   int const result = pass();
   if (result == 0) {
-    note({kind, -1, inFolder(from), inFolder(to), 0, {}});
-    watch->fileOfName[inFolder(to)] = watch->fileOfName[inFolder(from)];
+    noteName({kind, -1, inFolder(from), inFolder(to), 0, {}});
+    int const file = watch->fileOfName[inFolder(from)];
+    watch->fileOfName[inFolder(to)] = file;
+    watch->nameOfFile[file] = inFolder(to);
     if (kind == Kind::Rename) {
       watch->fileOfName.erase(inFolder(from));
     }
@@ -265,26 +324,37 @@ bool isOfLocks(int command, void const* argument) {
   return (command == F_SETLK || command == F_SETLKW) && argument;
 }
 
-bool isUnlocking(void const* argument) {
-  return static_cast<struct flock const*>(argument)->l_type == F_UNLCK;
+// Whether a lock that ends lies in a part of a file.
+bool isWithin(struct flock const& part, off_t start) {
+  return start >= part.l_start && (part.l_len == 0 || start < part.l_start + part.l_len);
 }
 
 int controlWatched(int descriptor, int command, void* argument, int (*pass)(int, int, ...)) {
   if (!concerns(descriptor) || !isOfLocks(command, argument)) {
     return pass(descriptor, command, argument);
   }
-  if (isUnlocking(argument)) {
+  struct flock const& lock = *static_cast<struct flock const*>(argument);
+  int const file = watch->fileOfDescriptor[descriptor];
+  if (lock.l_type == F_UNLCK) {
     if (watch->unlockingError == 0) {
+      std::erase_if(watch->locks,
+                    [&](auto const& one) { return one.first == file && isWithin(lock, one.second); });
       return pass(descriptor, command, argument);
     }
     errno = watch->unlockingError;
     return -1;
   }
-  Fate const fate = fateOf(device_call::Lock);
+  std::pair<int, off_t> const wanted(file, lock.l_start);
+  bool const isNeeded = lock.l_type == F_WRLCK || !watch->locks.contains(wanted);
+  Fate const fate = fateOf(device_call::Lock, {.descriptor = descriptor, .isNeeded = isNeeded});
   if (fate == Fate::Fail) {
     return -1;
   }
-  return after(fate, pass(descriptor, command, argument));
+  int const result = pass(descriptor, command, argument);
+  if (result == 0) {
+    watch->locks.insert(wanted);
+  }
+  return after(fate, result);
 }
 
 } // namespace
@@ -314,19 +384,19 @@ int open64(char const* path, int flags, ...) {
 int close(int descriptor) {
   static auto const pass = real<int (*)(int)>("close");
   if (watch) {
-    watch->fileOfDescriptor.erase(descriptor);
+    forget(descriptor);
   }
   return pass(descriptor);
 }
 
 ssize_t read(int descriptor, void* bytes, std::size_t size) {
   static auto const pass = real<ssize_t (*)(int, void*, std::size_t)>("read");
-  return readWatched(descriptor, size, [&](std::size_t part) { return pass(descriptor, bytes, part); });
+  return readWatched(descriptor, size, 0, [&](std::size_t part) { return pass(descriptor, bytes, part); });
 }
 
 ssize_t pread(int descriptor, void* bytes, std::size_t size, off_t place) {
   static auto const pass = real<ssize_t (*)(int, void*, std::size_t, off_t)>("pread");
-  return readWatched(descriptor, size,
+  return readWatched(descriptor, size, place,
                      [&](std::size_t part) { return pass(descriptor, bytes, part, place); });
 }
 
@@ -383,11 +453,21 @@ int fcntl64(int descriptor, int command, ...) {
 
 int flock(int descriptor, int operation) noexcept {
   static auto const pass = real<int (*)(int, int)>("flock");
-  if (concerns(descriptor) && watch->lacksFolderLocks && watch->fileOfDescriptor[descriptor] < 0) {
+  if (!concerns(descriptor)) {
+    return pass(descriptor, operation);
+  }
+  if (watch->lacksFolderLocks && watch->fileOfDescriptor[descriptor] < 0) {
     errno = EOPNOTSUPP;
     return -1;
   }
-  return pass(descriptor, operation);
+  if ((operation & LOCK_UN) != 0) {
+    return pass(descriptor, operation);
+  }
+  Fate const fate = fateOf(device_call::Lock, {.descriptor = descriptor});
+  if (fate == Fate::Fail) {
+    return -1;
+  }
+  return after(fate, pass(descriptor, operation));
 }
 
 int unlink(char const* path) noexcept {
@@ -395,13 +475,13 @@ int unlink(char const* path) noexcept {
   if (!concerns(path)) {
     return pass(path);
   }
-  Fate const fate = fateOf(device_call::Delete);
+  Fate const fate = fateOf(device_call::Delete, {.path = path});
   if (fate == Fate::Fail) {
     return -1;
   }
   int const result = pass(path);
   if (result == 0) {
-    note({Kind::Delete, -1, inFolder(path), {}, 0, {}});
+    noteName({Kind::Delete, -1, inFolder(path), {}, 0, {}});
     watch->fileOfName.erase(inFolder(path));
   }
   return after(fate, result);
@@ -451,7 +531,9 @@ fault_device::~fault_device() {
 
 void fault_device::start() {
   watch->calls = {};
-  watch->faults = 0;
+  watch->failures.clear();
+  watch->unsyncedFiles.clear();
+  watch->hasUnsyncedNames = false;
   watch->hasFault = false;
   watch->interlude = nullptr;
   watch->recording = false;
@@ -469,9 +551,7 @@ std::map<std::string, int> fault_device::record(std::vector<std::string> const& 
   watch->events.clear();
   std::map<std::string, int> numbers;
   for (std::string const& name : files) {
-    auto const known = watch->fileOfName.find(name);
-    numbers[name] = known == watch->fileOfName.end() ? watch->nextFile++ : known->second;
-    watch->fileOfName[name] = numbers[name];
+    numbers[name] = numberFor(name, false);
   }
   watch->recording = true;
   return numbers;
@@ -514,7 +594,24 @@ int fault_device::calls(device_call call) const noexcept {
 }
 
 int fault_device::faults() const noexcept {
-  return watch->faults;
+  return static_cast<int>(watch->failures.size());
+}
+
+std::vector<device_failure> const& fault_device::failures() const noexcept {
+  return watch->failures;
+}
+
+std::vector<std::string> fault_device::unsynced() const {
+  std::vector<std::string> names;
+  if (watch->hasUnsyncedNames) {
+    names.emplace_back();
+  }
+  for (auto const& [name, file] : watch->fileOfName) {
+    if (watch->unsyncedFiles.contains(file)) {
+      names.push_back(name);
+    }
+  }
+  return names;
 }
 
 std::vector<device_event> const& fault_device::events() const noexcept {

@@ -35,6 +35,17 @@ struct device_fault {
 /// The exit status of a process that was stopped.
 inline constexpr int device_stopped = 77;
 
+/// A call that was made to fail.
+struct device_failure {
+  device_call call;
+  std::string name; ///< of the file, in the folder; empty for the folder itself
+  /// Of a sync: whether anything had changed since the last one that succeeded. Of locking: whether the
+  /// process lacked what it asked for, and did not give a part of it back.
+  bool wasNeeded = true;
+  std::uint64_t place = 0; ///< of a read or write [byte]
+  std::size_t size = 0;    ///< of a read or write [byte]
+};
+
 /// One thing that happened to the folder, in order.
 struct device_event {
   enum class Kind {
@@ -99,5 +110,10 @@ public:
   int calls(device_call call) const noexcept;
   /// How often the fault happened.
   int faults() const noexcept;
+  /// What it happened to, in order.
+  std::vector<device_failure> const& failures() const noexcept;
+  /// What a power cut may take of the changes since the start: names of files that were written and are
+  /// there, and an empty one where names of the folder have changed. Goes on when the counts stay.
+  std::vector<std::string> unsynced() const;
   std::vector<device_event> const& events() const noexcept;
 };

@@ -130,14 +130,25 @@ simulation_world::Ending simulation_world::attempt(plain_file& file, std::string
     return Ending::Done;
   }
   bool const isExpected = !wanted || saysOneOf(said, *wanted);
-  require(isExpected || saysOneOf(said, source.empty() ? Texts{file.path} : Texts{file.path, source}),
+  bool const isInUse = said.find(inUse) != std::string::npos;
+  require(isExpected || saysOneOf(said, metFault && !isInUse ? filesThatFailed(file)
+                                        : source.empty()     ? Texts{file.path}
+                                                             : Texts{file.path, source}),
           "a failure names the file");
   if (isShaken) {
     return Ending::Failed;
   }
-  bool const isContended = file.users > 0 && said.find(inUse) != std::string::npos;
+  bool const isContended = file.users > 0 && isInUse;
   require(isExpected || isContended, "a call succeeds, or is refused for the right reason");
   return Ending::Refused;
+}
+
+simulation_world::Texts simulation_world::filesThatFailed(plain_file const& file) const {
+  Texts texts;
+  for (device_failure const& one : ground.device.failures()) {
+    texts.push_back("'" + (one.name.empty() ? file.path : ground.folder.path(databaseOf(one.name))) + "'");
+  }
+  return texts;
 }
 
 device_fault simulation_world::drawFault() {

@@ -34,6 +34,9 @@ private:
   Ending attempt(plain_file& file, std::string const& what, bool inTurns, Expected const& expected,
                  std::function<void()> const& work, std::string const& source = {});
   device_fault drawFault();
+  // The files, as messages name them, whose calls have just failed; the folder belongs to the one of the
+  // call.
+  Texts filesThatFailed(plain_file const& file) const;
   // Whether a call that failed has reached the file all the same; the file is what it was before, or `after`.
   bool hasLanded(plain_file const& file, std::optional<plain_record> const& after);
   void replaced(plain_file& file, std::optional<plain_record> const& record);
