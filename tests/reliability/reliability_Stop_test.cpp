@@ -18,8 +18,9 @@ constexpr device_call changingCalls[] = {device_call::Write, device_call::Sync, 
 
 // What an ordinary run takes one in so many of: folders whose recovery is stopped, behind the first one,
 // which differ in a page or two, and calls that change nothing, at which the folder is as the change before
-// left it.
+// left it. A whole run takes more of the folders that a save leaves, and all of those of a first save.
 constexpr int recoveryStride = 40;
+constexpr int saveStride = 8;
 constexpr int unchangedStride = 5;
 
 bool changesTheFolder(device_call call) {
@@ -87,7 +88,7 @@ protected:
       return;
     }
     bool const isFirst = recoveriesStoppedInWrites == 0 && image().at("a") != left.at("a");
-    if (!isFirst && !share.takes(static_cast<long long>(tried.size()), recoveryStride)) {
+    if (!isFirst && !takesRecovery()) {
       return;
     }
     for (device_call const call : changingCalls) {
@@ -96,6 +97,14 @@ protected:
         }
       }
     }
+  }
+
+  /// Whether this run takes one of the other folders whose recovery can be stopped.
+  bool takesRecovery() const {
+    bool const isFirstSave = GetParam().name == "CreateAndSave";
+    bool const isSave = GetParam().name == "SaveChanges";
+    int const stride = !isWhole() ? recoveryStride : isFirstSave ? 1 : isSave ? saveStride : recoveryStride;
+    return share.takes(static_cast<long long>(tried.size()), stride);
   }
 
   void expectAState() {
