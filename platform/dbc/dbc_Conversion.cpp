@@ -202,7 +202,8 @@ void dbc_Run::CompleteReport(rfm_Database const& made, dbc_OutputDatabase const&
   report.entriesOut += output.EntriesAdded();
 }
 
-// Makes the indexes.
+// Makes the indexes. What the old file does not show of its rows any more is looked for last, so that damage
+// that can be told by class and row is told so.
 void dbc_Run::Finish(rfm_Transaction& transaction, rfm_Rebuild& rebuild) {
   std::int64_t rows = report.entriesOut;
   for (dbc_ClassReport const& reported : report.classes) {
@@ -211,6 +212,7 @@ void dbc_Run::Finish(rfm_Transaction& transaction, rfm_Rebuild& rebuild) {
   Ask(dbc_Progress::Phase::Finishing, 0, cow_String(), 0, rows);
   rebuild.WhileAsking([&] { transaction.Commit(); },
                       [&] { Ask(dbc_Progress::Phase::Finishing, 0, cow_String(), 0, rows); });
+  source.WantSoundPages();
   Ask(dbc_Progress::Phase::Finishing, 0, cow_String(), rows, rows);
 }
 

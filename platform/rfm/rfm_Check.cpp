@@ -3,6 +3,7 @@
 
 #include "rfm_DatabaseNode.h"
 #include "rfm_FileNode.h"
+#include "utl_Utf8.h"
 
 #include <limits>
 #include <utility>
@@ -12,23 +13,29 @@ namespace {
 // More would say no more about a file that is damaged.
 constexpr std::size_t mostPageFaults = 50;
 
-std::vector<std::string> pageFaults(rfm_DatabaseNode& node) {
+/// One of SQLite's checks over all that this process can use.
+/// @param pragma "integrity_check", or "quick_check", which does not compare indexes with their tables
+std::vector<std::string> pageFaults(rfm_DatabaseNode& node, std::string const& pragma, std::size_t most) {
+  constexpr std::string_view title = "*** in database main ***\n";
   std::vector<std::string> faults;
   auto const check = [&](std::string const& part) {
     rfm_Statement statement;
-    rfm_Run run(node.Connection(), statement, "PRAGMA integrity_check(" + part + ")");
+    rfm_Run run(node.Connection(), statement, "PRAGMA " + pragma + "(" + part + ")");
     while (run.Step()) {
-      std::string fault(rfm_columnText(run.Get(), 0));
+      std::string_view fault = rfm_columnText(run.Get(), 0);
+      if (fault.starts_with(title)) {
+        fault.remove_prefix(title.size());
+      }
       if (fault != "ok") {
-        faults.push_back(std::move(fault));
+        faults.emplace_back(fault);
       }
     }
   };
   if (node.AllTablesArePlain()) {
-    check(std::to_string(mostPageFaults));
+    check(std::to_string(most));
   } else { // the others would be computed with what the file says
     for (cow_String const& table : node.PlainTables()) {
-      if (faults.size() < mostPageFaults) {
+      if (faults.size() < most) {
         check(rfm_quote(table.View()));
       }
     }
@@ -36,18 +43,30 @@ std::vector<std::string> pageFaults(rfm_DatabaseNode& node) {
   return faults;
 }
 
+// SQLite's check lists a page that it had no memory for, or that was not delivered, like a damaged one.
+// What is damaged is so again.
+std::vector<std::string> lastingPageFaults(rfm_DatabaseNode& node, std::string const& pragma,
+                                           std::size_t most) {
+  rfm_ScopeGuard const scope(node.Connection());
+  std::vector<std::string> faults = pageFaults(node, pragma, most);
+  for (std::vector<std::string> before; !faults.empty() && faults != before;) {
+    node.Connection().CheckDevice();
+    before = std::exchange(faults, pageFaults(node, pragma, most));
+  }
+  return faults;
+}
+
 } // namespace
 
 std::vector<std::string> rfm_Database::CheckPages() const {
-  rfm_ScopeGuard const scope(node->Connection());
-  std::vector<std::string> faults = pageFaults(*node);
-  // SQLite's check lists a page that it had no memory for, or that was not delivered, like a damaged one.
-  // What is damaged is so again.
-  for (std::vector<std::string> before; !faults.empty() && faults != before;) {
-    node->Connection().CheckDevice();
-    before = std::exchange(faults, pageFaults(*node));
+  return lastingPageFaults(*node, "integrity_check", mostPageFaults);
+}
+
+void rfm_Database::WantSoundPages() const {
+  std::vector<std::string> const faults = lastingPageFaults(*node, "quick_check", 1);
+  if (!faults.empty()) {
+    node->ThrowDamaged("its pages are damaged: " + utl_PrintableStart(faults.front()));
   }
-  return faults;
 }
 
 std::vector<rfm_MissingIndex> rfm_Database::MissingIndexes() const {

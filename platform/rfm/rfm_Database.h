@@ -106,6 +106,9 @@ public:
   /// What SQLite finds wrong with the pages and indexes of the file, a sentence each; empty for a sound file.
   /// O(file).
   std::vector<std::string> CheckPages() const;
+  /// Throws (Damaged) when SQLite finds anything wrong with the pages of the file; indexes are not compared
+  /// with their tables. Without it, rows that a damaged page does not show any more are not missed. O(file).
+  void WantSoundPages() const;
   /// The indexes that the file should have and has not. Without them look-ups walk over whole tables.
   std::vector<rfm_MissingIndex> MissingIndexes() const;
   /// The handles that entries are stored under, ascending. O(number of handles) look-ups.

@@ -420,6 +420,17 @@ void rfm_Rebuild::Copy(Move const& move, std::int64_t rows, Watch const& watch) 
   }
 }
 
+// An entry that the new file does not take.
+void rfm_Rebuild::BlameEntry(sqlite3_stmt* entry) const {
+  if (sqlite3_column_type(entry, 0) != SQLITE_INTEGER || sqlite3_column_type(entry, 1) != SQLITE_INTEGER) {
+    from->ThrowDamaged("an entry has no valid place in a collection");
+  }
+  if (sqlite3_column_type(entry, 3) == SQLITE_NULL || sqlite3_column_type(entry, 4) == SQLITE_NULL) {
+    from->ThrowDamagedEntry(sqlite3_column_int64(entry, 0), sqlite3_column_int64(entry, 1),
+                            " refers to nothing that can be");
+  }
+}
+
 // What is wrong with a copy does not tell which of the two files is damaged: walks over what was to be read.
 void rfm_Rebuild::BlameSource(Move const& move) const {
   rfm_Statement statement;
@@ -432,12 +443,8 @@ void rfm_Rebuild::BlameSource(Move const& move) const {
   while ((result = from->Connection().Advance(statement.Get())) == SQLITE_ROW) {
     row = sqlite3_column_int64(statement.Get(), 0);
     rfm_Subject const subject{move.className, move.className ? row : -1};
-    bool isPlace = true;
-    for (int key = 0; key < move.keys; ++key) {
-      isPlace = isPlace && sqlite3_column_type(statement.Get(), key) == SQLITE_INTEGER;
-    }
-    if (!isPlace) {
-      from->ThrowDamaged("an entry has no valid place in a collection", subject);
+    if (!move.className) {
+      BlameEntry(statement.Get());
     }
     std::pair<std::int64_t, std::int64_t> const place(
         row, move.keys > 1 ? sqlite3_column_int64(statement.Get(), 1) : 0);

@@ -18,6 +18,7 @@
 
 class rfm_DatabaseNode;
 class rfm_TableShape;
+struct sqlite3_stmt;
 
 /// Fills a database that is being created from one that is read: tables whole, as they are stored, and class
 /// layouts that change on the way.
@@ -104,6 +105,7 @@ private:
   bool TryToExecute(std::string const& sql);
   void CheckRowNumbers(rfm_TableShape const& shape) const;
   void Copy(Move const& move, std::int64_t rows, Watch const& watch);
+  void BlameEntry(sqlite3_stmt* entry) const;
   void BlameSource(Move const& move) const;
 
   std::shared_ptr<rfm_DatabaseNode> from;

@@ -128,7 +128,10 @@ private:
       Fault(number, "other contents are read without a word than " +
                         std::string(inFile ? "the file holds: " : "SQLite can read: ") + found.contents);
     }
-    if (work != corpus_work::Upgrade && inFile) {
+    if (!isNoticed && work == corpus_work::Upgrade && !pages_are_sound(path)) {
+      Fault(number, "other contents are made of damaged pages without a word: " + found.contents);
+    }
+    if (inFile) {
       WantWordsOf(*inFile, number, found);
     }
   }
@@ -229,6 +232,17 @@ damage_family every_page(std::string const& sound, std::size_t pageSize) {
     bytes.replace(number * pageSize, pageSize, pageSize, '\0');
   };
   family.describe = [](std::uint64_t number) { return "zeroed page " + std::to_string(number + 1); };
+  return family;
+}
+
+damage_family every_emptied_page(std::string const& sound, std::size_t pageSize) {
+  constexpr std::size_t place = 3; // of the number of rows, in two bytes
+  damage_family family;
+  family.count = sound.size() / pageSize - 1; // the first page begins with the header of the file
+  family.apply = [pageSize](std::uint64_t number, std::string& bytes) {
+    bytes.replace((number + 1) * pageSize + place, 2, 2, '\0');
+  };
+  family.describe = [](std::uint64_t number) { return "emptied page " + std::to_string(number + 2); };
   return family;
 }
 

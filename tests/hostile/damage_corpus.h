@@ -17,6 +17,8 @@ struct damage_family {
 damage_family every_byte(std::string const& sound);
 /// Every page filled with zeros.
 damage_family every_page(std::string const& sound, std::size_t pageSize);
+/// Every page but the first claiming that it holds no rows, which SQLite reads without a word.
+damage_family every_emptied_page(std::string const& sound, std::size_t pageSize);
 /// The file cut at every multiple of 512 bytes.
 damage_family every_cut(std::string const& sound);
 

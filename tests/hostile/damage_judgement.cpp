@@ -81,6 +81,14 @@ std::optional<std::string> everything_in(std::string const& path) {
   }
 }
 
+bool pages_are_sound(std::string const& path) {
+  try {
+    return stored_file(path).value("PRAGMA quick_check(1)") == "'ok'";
+  } catch (std::exception const&) {
+    return false;
+  }
+}
+
 std::vector<std::string> words_from_nowhere(std::string const& listing, std::string const& sound,
                                             std::string const& inFile) {
   std::vector<std::string> words = storedWords(listing);

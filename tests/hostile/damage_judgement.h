@@ -8,6 +8,9 @@
 /// What SQLite reads in a file; nothing where it refuses any of it.
 std::optional<std::string> everything_in(std::string const& path);
 
+/// Whether SQLite finds nothing wrong with the pages of a file.
+bool pages_are_sound(std::string const& path);
+
 /// The words of a listing that neither the listing of the sound file has nor the file holds: there are none
 /// but where something is read wrongly. Words are names, keys, notes, messages and identities; what the
 /// program words itself, such as times, paths and refusals, is none.

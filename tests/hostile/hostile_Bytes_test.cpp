@@ -68,6 +68,11 @@ TEST_F(hostile_Bytes, EveryPageZeroed) {
   expectNoFaults(every_page(sound, smallPage), sound, 0, corpus_work::LookAndChange);
 }
 
+TEST_F(hostile_Bytes, EveryPageEmptied) {
+  std::string const sound = soundFile(smallPage);
+  expectNoFaults(every_emptied_page(sound, smallPage), sound, 0, corpus_work::LookAndChange);
+}
+
 TEST_F(hostile_Bytes, EveryCut) {
   std::string const sound = soundFile(usualPage);
   corpus_result const result = expectNoFaults(every_cut(sound), sound, 0, corpus_work::LookAndChange);
@@ -110,6 +115,11 @@ TEST_P(hostile_OldBytes, EveryByteBeforeAnUpgrade) {
 TEST_P(hostile_OldBytes, EveryPageZeroedBeforeAnUpgrade) {
   std::string const sound = oldFile();
   expectNoFaults(every_page(sound, smallPage), sound, 15, corpus_work::Upgrade);
+}
+
+TEST_P(hostile_OldBytes, EveryPageEmptiedBeforeAnUpgrade) {
+  std::string const sound = oldFile();
+  expectNoFaults(every_emptied_page(sound, smallPage), sound, 15, corpus_work::Upgrade);
 }
 
 TEST_P(hostile_OldBytes, EveryCutBeforeAnUpgrade) {

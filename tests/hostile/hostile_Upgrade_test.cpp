@@ -209,6 +209,20 @@ TEST_P(hostile_EachUpgrade, ColumnOfAnotherType) {
   expectAnswered("UPDATE class_ddr_Ddb SET description = 1.5");
 }
 
+TEST_P(hostile_EachUpgrade, EntriesOfATableThatTakesAnything) {
+  for (char const* const column : {"ClassID", "OID"}) {
+    probe_result const found = after(
+        std::string("ALTER TABLE ddr_entry RENAME TO kept; CREATE TABLE ddr_entry(handle, position, Key, "
+                    "ClassID, OID, PRIMARY KEY(handle, position)) WITHOUT ROWID; INSERT INTO ddr_entry "
+                    "SELECT * FROM kept; DROP TABLE kept; UPDATE ddr_entry SET ")
+            .append(column)
+            .append(" = NULL WHERE Key = 'Beam'"));
+    EXPECT_EQ(found.contents, "refused") << column;
+    EXPECT_THAT(found.refusals, Contains(AllOf(HasSubstr("'" + path + "', class 'cls_MapHeader', row "),
+                                               HasSubstr(" refers to nothing that can be"))));
+  }
+}
+
 TEST_P(hostile_EachUpgrade, BaseClassesInACircle) {
   expectAnswered(R"(UPDATE ddr_class SET "Base Type Id" = (SELECT other."Type Id" FROM ddr_class
     AS other WHERE other."row" = (ddr_class."row" + 1) % (SELECT count(*) FROM ddr_class)))");
@@ -224,13 +238,48 @@ TEST_P(hostile_EachUpgrade, ViewsAndTriggersAreNotRun) {
             usual);
 }
 
-// All of them are that of the first class.
-TEST_P(hostile_EachUpgrade, IndexesWithOtherRowsHideNone) {
+TEST_P(hostile_EachUpgrade, IndexesThatLackRowsHideNone) {
   std::string const usual = after("").contents;
+  probe_result const found = after(
+      "PRAGMA writable_schema = on; UPDATE sqlite_schema SET sql = sql || ' WHERE 0' WHERE type = 'index' "
+      "AND sql IS NOT NULL; PRAGMA writable_schema = reset; REINDEX; PRAGMA writable_schema = on; UPDATE "
+      "sqlite_schema SET sql = substr(sql, 1, length(sql) - 8) WHERE type = 'index' AND sql IS NOT NULL");
+  EXPECT_EQ(found.contents, usual);
+}
+
+// All of them are that of the first class.
+TEST_P(hostile_EachUpgrade, IndexesThatShareTheirPages) {
   probe_result const found =
       after("PRAGMA writable_schema = on; UPDATE sqlite_schema SET rootpage = (SELECT "
             "min(rootpage) FROM sqlite_schema WHERE name LIKE '%#uid') WHERE type = 'index'");
-  EXPECT_EQ(found.contents, usual);
+  EXPECT_EQ(found.contents, "refused");
+  EXPECT_THAT(found.refusals,
+              Contains(AllOf(HasSubstr("'" + path + "': it is damaged: its pages are damaged: "),
+                             HasSubstr("2nd reference to page"))));
+}
+
+// To SQLite, which goes by the number of rows on a page, it is an empty page.
+TEST_P(hostile_EachUpgrade, APageThatDoesNotShowItsRowsIsMissed) {
+  constexpr std::size_t pageSize = 512;
+  after("");
+  std::string const whole = readFile(path);
+  damage_family const emptied = every_emptied_page(whole, pageSize);
+  int leaves = 0;
+  for (std::uint64_t number = 0; number < emptied.count; ++number) {
+    char const kind = whole[(number + 1) * pageSize];
+    std::string damaged = whole;
+    emptied.apply(number, damaged);
+    if ((kind != 10 && kind != 13) || damaged == whole) { // leaves of indexes and of tables
+      continue;
+    }
+    ++leaves;
+    writeFile(path, damaged);
+    probe_result const found = probe.upgrade(path);
+    EXPECT_THAT(found.faults, IsEmpty());
+    EXPECT_EQ(found.contents, "refused") << emptied.describe(number);
+    EXPECT_THAT(found.refusals, Contains(HasSubstr("'" + path + "'")));
+  }
+  EXPECT_GT(leaves, 20);
 }
 
 TEST_P(hostile_EachUpgrade, AValueThatIsMadeWhenItIsRead) {

@@ -5,7 +5,9 @@
 
 #include <ctime>
 #include <fcntl.h>
+#include <fstream>
 #include <malloc.h>
+#include <optional>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -15,17 +17,32 @@ constexpr bool memoryIsMeasured = !isSanitized;
 constexpr double slowness = isSanitized ? 4 : 1;
 
 constexpr double mebibyte = 1024.0 * 1024.0;
-constexpr double longestWork = 1.0;         // [processor seconds]
+constexpr double longestWork = 1.0;         // [s]
 constexpr double longestForAMebibyte = 0.1; // and this for each MiB of the file, which is read more than once
 constexpr long long smallestMemory = 64LL * 1024 * 1024;
 constexpr long long memoryForAByte = 16;
 constexpr unsigned longestWait = 60; // [seconds] until work that never ends is stopped
 constexpr rlim_t mostAddresses = rlim_t{4} << 30U;
 
-double processorSeconds() {
+double secondsOf(clockid_t clock) {
   timespec now{};
-  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+  clock_gettime(clock, &now);
   return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+}
+
+double processorSeconds() {
+  return secondsOf(CLOCK_PROCESS_CPUTIME_ID);
+}
+
+// How long this thread has worked or waited for its turn. Nothing where the system does not tell.
+std::optional<double> secondsAwake() {
+  std::ifstream file("/proc/thread-self/schedstat");
+  double worked = 0;
+  double waited = 0;
+  if (!(file >> worked >> waited)) {
+    return std::nullopt;
+  }
+  return (worked + waited) * 1e-9;
 }
 
 long long largestResidentSize() {
@@ -54,6 +71,8 @@ work_measure::work_measure() {
   residentBefore = largestResidentSize();
   alarm(longestWait);
   secondsBefore = processorSeconds();
+  awakeBefore = secondsAwake().value_or(0);
+  wallBefore = secondsOf(CLOCK_MONOTONIC);
 }
 
 work_measure::~work_measure() {
@@ -64,15 +83,25 @@ double work_measure::seconds() const {
   return processorSeconds() - secondsBefore;
 }
 
+double work_measure::asleep() const {
+  double const wall = secondsOf(CLOCK_MONOTONIC) - wallBefore;
+  std::optional<double> const awake = secondsAwake();
+  return awake ? wall - (*awake - awakeBefore) : 0;
+}
+
 long long work_measure::memory() const {
   return memoryIsMeasured ? largestResidentSize() - residentBefore : 0;
 }
 
 std::vector<std::string> work_measure::faults(std::size_t fileSize) const {
   std::vector<std::string> found;
-  double const taken = seconds();
-  if (taken > slowness * (longestWork + longestForAMebibyte * static_cast<double>(fileSize) / mebibyte)) {
+  double const most =
+      slowness * (longestWork + longestForAMebibyte * static_cast<double>(fileSize) / mebibyte);
+  if (double const taken = seconds(); taken > most) {
     found.push_back("it took " + std::to_string(taken) + " processor seconds");
+  }
+  if (double const slept = asleep(); slept > most) {
+    found.push_back("it was asleep for " + std::to_string(slept) + " seconds");
   }
   long long const grown = memory();
   if (grown > smallestMemory + memoryForAByte * static_cast<long long>(fileSize)) {

@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-/// Measures one piece of work of this process, from its construction on: processor time, and how far memory
-/// grows. Under a sanitizer, which is slow and keeps what was freed, four times the time may be taken and
-/// memory is not measured. One that never ends is killed with its process.
+/// Measures one piece of work of this process, from its construction on: processor time, time asleep, and how
+/// far memory grows. Under a sanitizer, which is slow and keeps what was freed, four times the time may be
+/// taken and memory is not measured. One that never ends is killed with its process.
 class work_measure {
 public:
   work_measure();
@@ -17,15 +17,19 @@ public:
 
   /// [processor seconds]
   double seconds() const;
+  /// How long the thread neither worked nor waited for a processor [s]; 0 where the system does not tell.
+  double asleep() const;
   /// The most that the process grew by [byte].
   long long memory() const;
-  /// What of it is more than may be: a sentence each. More than a second, and more for a large file; more
-  /// than 64 MiB and 16 times the file.
+  /// What of it is more than may be: a sentence each. More than a second, and more for a large file, at work
+  /// or asleep; more than 64 MiB and 16 times the file.
   /// @param fileSize [byte]
   std::vector<std::string> faults(std::size_t fileSize) const;
 
 private:
   double secondsBefore;
+  double awakeBefore;
+  double wallBefore;
   long long residentBefore;
 };
 

@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <ctime>
 #include <vector>
 
 using testing::ElementsAre;
@@ -28,6 +29,14 @@ TEST(work_measure, MoreThanASecondIsAFault) {
   EXPECT_GT(measure.seconds(), 1.0);
   EXPECT_THAT(measure.faults(0), ElementsAre(HasSubstr("processor seconds")));
   EXPECT_THAT(measure.faults(100 * mebibyte), IsEmpty());
+}
+
+TEST(work_measure, MoreThanASecondAsleepIsAFault) {
+  work_measure const measure;
+  timespec const nap{isSanitized ? 4 : 1, 100'000'000};
+  nanosleep(&nap, nullptr);
+  EXPECT_LT(measure.seconds(), 1.0);
+  EXPECT_THAT(measure.faults(0), ElementsAre(HasSubstr("asleep")));
 }
 
 TEST(work_measure, MoreMemoryThanTheFileAllowsIsAFaultAlsoWhenItWasGivenBack) {

@@ -6,6 +6,7 @@
 #include "pnt_DebugPrint.h"
 #include "rfm_ReadScope.h"
 #include "rom_Memento.h"
+#include "rom_Transporter.h"
 #include "typ_DebugFlags.h"
 #include "utl_UrlParser.h"
 

@@ -7,7 +7,6 @@
 #include "ddr_Ddb.h"
 #include "os_Export.h"
 #include "rfm_File.h"
-#include "rom_Transporter.h"
 #include "thr_ThreadSingleton.h"
 
 #include <memory>

@@ -2,12 +2,15 @@
 #include "rfm_Rebuild.h"
 #include "rfm_TestFiles.h"
 #include "shared_pages.h"
+#include "temporary_folder.h"
 
 #include <gmock/gmock.h>
 
 using testing::AllOf;
 using testing::Each;
+using testing::EndsWith;
 using testing::HasSubstr;
+using testing::Not;
 using testing::SizeIs;
 using testing::StartsWith;
 
@@ -57,6 +60,31 @@ TEST_F(DefencesTest, ACheckOfPagesEndsWhenItHasFoundEnough) {
                    "'CREATE TABLE ' || name || '(a NOT NULL)' WHERE name IN ('many', 'more')");
   EXPECT_THAT(openFile(path, utl_FileAccess::Read).CheckPages(),
               AllOf(SizeIs(60), Each("NULL value in many.a")));
+}
+
+// SQLite reads it without a word.
+TEST_F(DefencesTest, APageThatDoesNotShowItsRowsIsNotSound) {
+  openFile(path, utl_FileAccess::Read).WantSoundPages();
+  std::string bytes = readFile(path);
+  std::size_t const page =
+      (std::stoul(runSql(path, "SELECT rootpage FROM sqlite_schema WHERE name = 'ddr_entry'")) - 1) * 4096;
+  bytes.replace(page + 3, 2, 2, '\0'); // the number of rows on it
+  writeFile(path, bytes);
+  ASSERT_EQ(runSql(path, "SELECT count(*) FROM ddr_entry NOT INDEXED"), "0");
+  EXPECT_THAT(
+      failureOf([&] { openFile(path, utl_FileAccess::Read).WantSoundPages(); }),
+      AllOf(StartsWith("Damaged: Database file '" + path + "': it is damaged: its pages are damaged: "),
+            EndsWith(". Restore it from a backup.")));
+}
+
+TEST_F(DefencesTest, AnIndexThatLacksRowsIsNoDamageOfPages) {
+  runSql(path,
+         "PRAGMA writable_schema = on; UPDATE sqlite_schema SET sql = sql || ' WHERE 0' WHERE name = "
+         "'ddr_entry_key'; PRAGMA writable_schema = reset; REINDEX; PRAGMA writable_schema = on; UPDATE "
+         "sqlite_schema SET sql = substr(sql, 1, length(sql) - 8) WHERE name = 'ddr_entry_key'");
+  rfm_Database const database = openFile(path, utl_FileAccess::Read);
+  EXPECT_THAT(database.CheckPages(), Not(SizeIs(0)));
+  database.WantSoundPages();
 }
 
 TEST_F(DefencesTest, ATableOfAModuleIsDamage) {
