@@ -17,7 +17,7 @@
 
 namespace {
 
-/// SQLite's access to files with another way to open them. SQLite knows it by its name.
+/// SQLite's access to files with another way to open and delete them. SQLite knows it by its name.
 struct Layer : sqlite3_vfs {
   Layer(sqlite3_vfs& below, std::string name);
 
@@ -84,12 +84,23 @@ int openFile(sqlite3_vfs* vfs, char const* name, sqlite3_file* file, int flags, 
   return result;
 }
 
+// SQLite leaves the sync of the folder out, and says nothing, where the folder cannot be opened.
+int deleteFile(sqlite3_vfs* vfs, char const* name, int wantsSync) {
+  sqlite3_vfs& ordinary = *static_cast<Layer*>(vfs)->ordinary;
+  int const result = ordinary.xDelete(&ordinary, name, 0);
+  if (result == SQLITE_OK && wantsSync != 0 && syncFolder(name) != SQLITE_OK) {
+    return SQLITE_IOERR_DIR_FSYNC;
+  }
+  return result;
+}
+
 Layer::Layer(sqlite3_vfs& below, std::string name)
     : sqlite3_vfs(below), ordinary(&below), ownName(std::move(name)) {
   szOsFile = sizeOfOrdinary(below) + static_cast<int>(sizeof(Journal));
   pNext = nullptr;
   zName = ownName.c_str();
   xOpen = openFile;
+  xDelete = deleteFile;
 }
 
 } // namespace

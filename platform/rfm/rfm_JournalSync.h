@@ -6,7 +6,9 @@
 /// fails: a power cut could then leave a file that is changed in part, without its journal.
 ///
 /// A save whose folder cannot be synced fails with SQLITE_IOERR_FSYNC, and errno tells why. Nothing has been
-/// changed then, whether it is at its commit or so large that it writes before.
+/// changed then, whether it is at its commit or so large that it writes before. Where the folder cannot be
+/// synced behind the removal of the journal, or not be opened for it, which SQLite alone passes over, the
+/// commit fails with SQLITE_IOERR_DIR_FSYNC: its changes are in the file.
 ///
 /// Threads may call this at the same time.
 /// @returns the name to open a file with, which stays; null, which is SQLite's own way, where SQLite has none

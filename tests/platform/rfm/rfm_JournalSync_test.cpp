@@ -92,6 +92,28 @@ TEST_F(JournalSyncTest, NoSyncOfTheFolderFailsUnheardButTheSecondOfTwo) {
   EXPECT_GE(told, 4) << syncs;
 }
 
+// SQLite does not mind that, and the removal of the journal could be undone by a power cut.
+TEST_F(JournalSyncTest, ASaveWhoseFolderCannotBeOpenedForTheLastSyncSaysThatItMayNotLast) {
+  rfm_Database database = openFile(path, utl_FileAccess::Write);
+  device.start();
+  saveLittle(database);
+  int const opens = device.calls(device_call::Open);
+  for (bool const lasting : {false, true}) {
+    device.start({device_call::Open, opens, device_fault::Effect::Error, EMFILE, lasting});
+    EXPECT_EQ(
+        failureOf([&] { saveModels(database, {"c"}); }),
+        "Full: Database file '" + path +
+            "': the changes are in the file, but its folder could not be synced (Too many open files), so "
+            "a power cut may still take them back. Close other files, then save again.");
+    device.stop();
+    EXPECT_EQ(device.faults(), 1);
+    EXPECT_EQ(device.unsynced(), std::vector<std::string>{""});
+    saveModels(database, {});
+    EXPECT_EQ(device.unsynced(), std::vector<std::string>());
+  }
+  EXPECT_EQ(contents(path), contents(database));
+}
+
 TEST_F(JournalSyncTest, ALargeSaveWhoseFolderCannotBeSyncedChangesNothingAndSaysSo) {
   rfm_Database database = openFile(path, utl_FileAccess::Write);
   {

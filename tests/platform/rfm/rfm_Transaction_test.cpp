@@ -292,7 +292,7 @@ TEST_F(TransactionTest, ASaveCostsTheSyncsOfAPlainCommit) {
   run("PRAGMA synchronous = extra; PRAGMA journal_mode = delete; SELECT * FROM class_ddr_Model");
   device.reset();
   run("BEGIN IMMEDIATE; UPDATE class_ddr_Model SET modelName = 'y' WHERE row = 0; COMMIT");
-  EXPECT_EQ(syncs, device.syncs());
+  EXPECT_EQ(syncs + 1, device.syncs()) << "the last one, of the folder, is ours, and is not seen here";
   EXPECT_EQ(writes, device.writes());
   EXPECT_GT(syncs, 1);
   sqlite3_close(plain);
