@@ -110,6 +110,9 @@ void rfm_TableShape::WantColumns() {
       found->columns.emplace_back(name);
     }
   }
+  if (!hasRow || (!isClassList && !foundUid)) {
+    database.ThrowDamaged("its table lacks a column that every table has", subject);
+  }
   char const* type = nullptr;
   int isPrimaryKey = 0;
   int const result = sqlite3_table_column_metadata(database.Connection().Database(), "main", table.Text(),
@@ -118,9 +121,8 @@ void rfm_TableShape::WantColumns() {
   if ((result & 0xff) == SQLITE_NOMEM) {
     database.Connection().Fail(result, subject);
   }
-  if (!hasRow || (!isClassList && !foundUid) || isPrimaryKey == 0 || !type ||
-      sqlite3_stricmp(type, "INTEGER") != 0) {
-    database.ThrowDamaged("its table lacks a column that every table has", subject);
+  if (isPrimaryKey == 0 || !type || sqlite3_stricmp(type, "INTEGER") != 0) {
+    database.ThrowDamaged("the column 'row' of its table is not an integer primary key", subject);
   }
   hasUid = foundUid;
   if (found->columns != layout->columns) {

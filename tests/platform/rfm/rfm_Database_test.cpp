@@ -334,7 +334,7 @@ TEST_F(DatabaseTest, ATableThatIsMissingOrNotATableIsDamage) {
   runSql(path, "DROP VIEW class_ddr_Model");
   EXPECT_THAT(readTable(), AllOf(StartsWith("Damaged: "), HasSubstr("table is missing")));
   runSql(path, "CREATE TABLE class_ddr_Model(row TEXT, \"#uid\")");
-  EXPECT_THAT(readTable(), AllOf(StartsWith("Damaged: "), HasSubstr("lacks a column")));
+  EXPECT_THAT(readTable(), AllOf(StartsWith("Damaged: "), HasSubstr("not an integer primary key")));
 }
 
 TEST_F(DatabaseTest, RowNumbersThatCannotBeAreDamage) {

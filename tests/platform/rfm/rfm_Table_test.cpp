@@ -124,15 +124,18 @@ TEST_F(TableTest, ATableOfAHandleBeyondAllTypesIsEmpty) {
 
 TEST_F(TableTest, ATableWithoutItsOwnColumnsIsDamage) {
   saveModels(database, {"a"});
-  for (char const* const columns :
-       {"row INTEGER PRIMARY KEY", "\"#uid\" INTEGER PRIMARY KEY", "row, \"#uid\"",
-        "row PRIMARY KEY, \"#uid\"", "row TEXT PRIMARY KEY, \"#uid\""}) {
+  std::string const missing = "its table lacks a column that every table has";
+  std::string const differs = "the column 'row' of its table is not an integer primary key";
+  for (auto const& [columns, what] :
+       {std::pair{"row INTEGER PRIMARY KEY", missing}, std::pair{"\"#uid\" INTEGER PRIMARY KEY", missing},
+        std::pair{"row, \"#uid\"", differs}, std::pair{"row PRIMARY KEY, \"#uid\"", differs},
+        std::pair{"row TEXT PRIMARY KEY, \"#uid\"", differs}}) {
     EXPECT_EQ(runSql(path, std::string("DROP TABLE class_ddr_Model; CREATE TABLE class_ddr_Model(") +
                                columns + ", modelName)"),
               "");
-    EXPECT_THAT(failureOf([&] { openFile(path, utl_FileAccess::Read).Table(modelType); }),
-                AllOf(StartsWith("Damaged: Database file '" + path + "', class 'ddr_Model'"),
-                      HasSubstr("lacks a column")))
+    EXPECT_THAT(
+        failureOf([&] { openFile(path, utl_FileAccess::Read).Table(modelType); }),
+        StartsWith("Damaged: Database file '" + path + "', class 'ddr_Model': it is damaged: " + what))
         << columns;
   }
 }
