@@ -28,12 +28,12 @@ public:
   }
 
   bool Holds() const noexcept { return descriptor >= 0; }
-  /// Whether the file that is held has this name. It may have others beside.
+  /// Whether the file that is held, and one must be, has this name. It may have others beside.
   bool IsNamed(std::string const& path) const noexcept {
     struct stat held {};
     struct stat named {};
-    return Holds() && fstat(descriptor, &held) == 0 && stat(path.c_str(), &named) == 0 &&
-           held.st_dev == named.st_dev && held.st_ino == named.st_ino;
+    return fstat(descriptor, &held) == 0 && stat(path.c_str(), &named) == 0 && held.st_dev == named.st_dev &&
+           held.st_ino == named.st_ino;
   }
 
 private:
