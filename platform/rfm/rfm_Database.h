@@ -44,8 +44,8 @@ public:
   /// Makes a created file appear under its name, whole and safe from a power cut; with utl_FileAccess::Create
   /// in place of a database of ours that stands there. From then on saves are as durable as those of an
   /// opened file. Until then the file is nobody's, and goes away with its last handle.
-  /// @throws rfm_Exception when something else stands there by now, or cannot be replaced; still unpublished
-  /// then
+  /// @throws rfm_Exception when something else stands there by now, or cannot be replaced: still unpublished
+  /// then; or when only its name could not be synced, which the next save makes up for
   void Publish();
   /// Reads the class list into memory and checks it.
   /// @throws rfm_Exception Damaged

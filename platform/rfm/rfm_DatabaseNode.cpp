@@ -377,7 +377,7 @@ void rfm_DatabaseNode::Commit() {
   }
   try {
     connection.Commit();
-  } catch (rfm_Exception const&) {
+  } catch (...) {
     if (connection.CommitEnd().fate == rfm_CommitEnd::Fate::TakenBack) {
       throw;
     }
@@ -392,7 +392,7 @@ void rfm_DatabaseNode::Commit() {
 // are in the file, they are ours, and what memory knows of them stays.
 void rfm_DatabaseNode::EndDoubtfulCommit() {
   rfm_CommitEnd const end = connection.CommitEnd();
-  rfm_SystemError const error = rfm_systemError(end.number);
+  rfm_SystemError const error = rfm_errorOfDone(end.number);
   std::string const trouble = end.trouble + (end.number == 0 ? "" : " (" + error.words + ")");
   bool const lasts = end.fate == rfm_CommitEnd::Fate::Lasts;
   commitStands = lasts || end.fate == rfm_CommitEnd::Fate::Stands;
@@ -401,7 +401,7 @@ void rfm_DatabaseNode::EndDoubtfulCommit() {
   if (!commitStands) {
     try {
       commitStands = CommitCount() != commitsBefore;
-    } catch (rfm_Exception const&) {
+    } catch (...) {
       what = trouble + ", and it cannot be read now; whether the changes are in it shows when it can";
     }
   }

@@ -1,7 +1,6 @@
 // rfm_FileNode.cpp: opening, creating and publishing files.
 #include "rfm_FileNode.h"
 
-#include "rfm_SystemError.h"
 #include "utl_Utf8.h"
 
 #include <algorithm>
@@ -141,23 +140,33 @@ public:
 
   bool IsOpen() const noexcept { return descriptor >= 0; }
   /// Waits for its turn. A file system without such locks gives it at once.
-  /// @returns whether it has come
-  bool Lock() const {
-    for (int waited = 0; flock(descriptor, LOCK_EX | LOCK_NB) != 0; waited += pause) {
+  /// @returns 0 when it has come, EWOULDBLOCK when it has not for long; else why the folder cannot be locked,
+  /// as errno has it
+  int Lock() const {
+    int waited = 0;
+    while (flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
+      if (errno == EINTR) {
+        continue;
+      }
       if (errno != EWOULDBLOCK) {
-        return true;
+        return hasNoLocks(errno) ? 0 : errno;
       }
       if (waited >= longestWait) {
-        return false;
+        return EWOULDBLOCK;
       }
       sqlite3_sleep(pause);
+      waited += pause;
     }
-    return true;
+    return 0;
   }
   /// @returns 0, or why it could not be synced, as errno has it
   int Sync() const { return fsync(descriptor) == 0 ? 0 : errno; }
 
 private:
+  static bool hasNoLocks(int number) noexcept {
+    return number == EOPNOTSUPP || number == ENOSYS || number == EINVAL || number == ENOLCK;
+  }
+
   static constexpr int pause = 5;           // [ms]
   static constexpr int longestWait = 10000; // [ms] more than a turn takes that waits for a save
   int descriptor;
@@ -212,10 +221,19 @@ void rfm_FileNode::RefuseForErrno(int number, bool folder) const {
   }
 }
 
-void rfm_FileNode::RefuseUnsynced(int number, std::string_view state) const {
+void rfm_FileNode::RefuseUnlocked(int number) const {
+  if (number == EWOULDBLOCK) {
+    Refuse(rfm_ErrorKind::Locked, "other files are being made in its folder all the time", "Try again later");
+  }
   rfm_SystemError const error = rfm_systemError(number);
-  Refuse(rfm_ErrorKind::Full, "the folder could not be synced (" + error.words + "); " + std::string(state),
-         error.remedy ? error.remedy : "Check the device and its free space");
+  Refuse(rfm_ErrorKind::Locked, "its folder cannot be locked (" + error.words + "); nothing was changed",
+         rfm_advice(error, "Check the device", "then try again"));
+}
+
+void rfm_FileNode::RefuseUnsynced(rfm_SystemError const& error, std::string_view state,
+                                  char const* next) const {
+  Refuse(rfm_ErrorKind::Full, "its folder could not be synced (" + error.words + "); " + std::string(state),
+         rfm_advice(error, "Check the device and its free space", next));
 }
 
 void rfm_FileNode::CheckName() const {
@@ -343,17 +361,17 @@ void rfm_FileNode::RemoveLeftovers() const {
 }
 
 // The journal of a database that is gone would be played back into the new one.
-// @returns whether there was one
-bool rfm_FileNode::RemoveStrayJournals() const {
-  bool removed = false;
+void rfm_FileNode::RemoveStrayJournals() {
   for (char const* const ending : {"-journal", "-wal", "-shm"}) {
-    if (unlink((path + ending).c_str()) == 0) {
-      removed = true;
-    } else if (errno != ENOENT) {
-      RefuseForErrno(errno, true);
+    int const number = unlink((path + ending).c_str()) == 0 ? 0 : errno;
+    if (number == ENOENT) {
+      continue;
+    }
+    journalMayComeBack = true; // also where it is reported as kept
+    if (number != 0) {
+      RefuseForErrno(number, true);
     }
   }
-  return removed;
 }
 
 // Checks that nothing stands under the name, or a database of ours, and opens that one.
@@ -376,8 +394,7 @@ bool rfm_FileNode::OpenWhatStands(rfm_Connection& standing) const {
     Refuse(rfm_ErrorKind::Empty, "an empty file stands there", adviceNotToReplace);
   }
   if (!mayAccess(path, R_OK | W_OK)) {
-    Refuse(errno == EROFS ? rfm_ErrorKind::ReadOnly : rfm_ErrorKind::NoPermission,
-           "a file that you cannot write stands there", adviceNotToReplace);
+    Refuse(rfm_systemError(errno).kind, "a file that you cannot write stands there", adviceNotToReplace);
   }
   try {
     standing.Open(path, rfm_Connection::Mode::Write);
@@ -506,8 +523,8 @@ void rfm_FileNode::Publish() {
   if (!folder.IsOpen()) {
     RefuseForErrno(errno, true);
   }
-  if (!folder.Lock()) {
-    Refuse(rfm_ErrorKind::Locked, "other files are being made in its folder all the time", "Try again later");
+  if (int const number = folder.Lock(); number != 0) {
+    RefuseUnlocked(number);
   }
   rfm_Connection standing(name);
   rfm_FileHold file(growing);
@@ -517,10 +534,14 @@ void rfm_FileNode::Publish() {
   std::string published = path; // nothing behind the renaming needs memory
   for (int tries = 1;; ++tries) {
     bool const replaces = LockWhatStands(standing);
-    if (!replaces && RemoveStrayJournals()) {
+    if (!replaces) {
+      RemoveStrayJournals();
+    }
+    if (journalMayComeBack) {
       if (int const number = folder.Sync(); number != 0) {
-        RefuseUnsynced(number, "nothing was changed");
+        RefuseUnsynced(rfm_systemError(number), "nothing was changed", "then try again");
       }
+      journalMayComeBack = false;
     }
     connection.Close();
     if (TakeName(replaces)) {
@@ -540,7 +561,9 @@ void rfm_FileNode::Publish() {
   standing.RollBack();
   standing.Close();
   connection.OpenLater(std::move(published), std::move(file), rfm_Connection::Mode::Write);
+  connection.owesSync = unsynced != 0;
   if (unsynced != 0) {
-    RefuseUnsynced(unsynced, "the file is there, but a power cut may take it");
+    RefuseUnsynced(rfm_errorOfDone(unsynced), "the file is there, but a power cut may take it",
+                   "then save a change to it, or remove it and try again");
   }
 }

@@ -4,6 +4,7 @@
 #include "rfm_Connection.h"
 #include "rfm_File.h"
 #include "rfm_Statement.h"
+#include "rfm_SystemError.h"
 
 #include <memory>
 #include <string>
@@ -36,7 +37,7 @@ private:
   void BeginCreating();
   void RemoveLeftovers() const;
   void DeleteGrowing() const noexcept;
-  bool RemoveStrayJournals() const;
+  void RemoveStrayJournals();
   bool OpenWhatStands(rfm_Connection& standing) const;
   bool LockWhatStands(rfm_Connection& standing) const;
   bool TakeName(bool replaces) const;
@@ -44,14 +45,17 @@ private:
   [[noreturn]] void RefuseToReplace() const;
   [[noreturn]] void Refuse(rfm_ErrorKind kind, std::string_view what, std::string_view advice) const;
   [[noreturn]] void RefuseForErrno(int number, bool folder) const;
-  [[noreturn]] void RefuseUnsynced(int number, std::string_view state) const;
+  [[noreturn]] void RefuseUnlocked(int number) const;
+  [[noreturn]] void RefuseUnsynced(rfm_SystemError const& error, std::string_view state,
+                                   char const* next) const;
   std::string Folder() const;
 
   cow_String name;
   utl_FileAccess access;
-  std::string path;      // absolute, links resolved
-  std::string growing;   // where an unpublished file stands; empty otherwise
-  unsigned creation = 0; // its number in that name
-  pid_t creator = 0;     // the process that removes it
+  std::string path;                // absolute, links resolved
+  std::string growing;             // where an unpublished file stands; empty otherwise
+  unsigned creation = 0;           // its number in that name
+  pid_t creator = 0;               // the process that removes it
+  bool journalMayComeBack = false; // the removal of a stray one is not synced
   rfm_Connection connection;
 };

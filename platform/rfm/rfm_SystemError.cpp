@@ -2,9 +2,17 @@
 #include "rfm_SystemError.h"
 
 #include <cerrno>
+#include <new>
 #include <system_error>
 
 rfm_SystemError rfm_systemError(int number) {
+  if (number == ENOMEM) {
+    throw std::bad_alloc();
+  }
+  return rfm_errorOfDone(number);
+}
+
+rfm_SystemError rfm_errorOfDone(int number) {
   rfm_SystemError error{rfm_ErrorKind::Other, std::generic_category().message(number), nullptr};
   switch (number) {
   case ENOSPC:

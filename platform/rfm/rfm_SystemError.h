@@ -15,7 +15,10 @@ struct rfm_SystemError {
 };
 
 /// @param number as errno has it; 0 when the system gave no reason
+/// @throws std::bad_alloc for want of memory, which is no failure of the file
 rfm_SystemError rfm_systemError(int number);
+/// The same where what was asked for is done, or may be, and words must say so: want of memory too.
+rfm_SystemError rfm_errorOfDone(int number);
 
 /// The remedy with what to do after it.
 /// @param usual the remedy of an error without one

@@ -6,6 +6,8 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <filesystem>
 #include <gmock/gmock.h>
@@ -17,10 +19,27 @@
 #include <unistd.h>
 
 using testing::AllOf;
+using testing::AnyOf;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::StartsWith;
+
+namespace {
+
+bool rememberNoNames = false;
+
+} // namespace
+
+// Stands before the C library's own, which needs memory for the name that it returns.
+extern "C" __attribute__((visibility("default"))) char* realpath(char const* name, char* resolved) noexcept {
+  static auto const pass = reinterpret_cast<char* (*)(char const*, char*)>(dlsym(RTLD_NEXT, "realpath"));
+  if (rememberNoNames) {
+    errno = ENOMEM;
+    return nullptr;
+  }
+  return pass(name, resolved);
+}
 
 namespace {
 
@@ -489,6 +508,136 @@ TEST_F(PublishTest, AFolderThatIsHeldAllTheTimeTakesNoFile) {
   database.Publish();
   EXPECT_EQ(contents(path), "|");
 }
+
+TEST_F(PublishTest, EachAnswerOfAFileSystemWithoutLocksOfFoldersIsKnown) {
+  for (int const errorNumber : {EOPNOTSUPP, ENOSYS, EINVAL, ENOLCK}) {
+    rfm_Database database = begin(path);
+    fault_device device(folder.path());
+    device.start({device_call::Lock, 1, device_fault::Effect::Error, errorNumber, false});
+    EXPECT_EQ(failureOf([&] { database.Publish(); }), "nothing") << errorNumber;
+    EXPECT_EQ(device.faults(), 1);
+    EXPECT_EQ(contents(path), "|");
+  }
+}
+
+TEST_F(PublishTest, AFolderThatCannotBeLockedTakesNoFile) {
+  rfm_Database database = begin(path);
+  fault_device device(folder.path());
+  device.start({device_call::Lock, 1, device_fault::Effect::Error, EIO, false});
+  EXPECT_EQ(
+      failureOf([&] { database.Publish(); }),
+      "Locked: Database file '" + path +
+          "': its folder cannot be locked (Input/output error); nothing was changed. Check the device, then "
+          "try again.");
+  EXPECT_THAT(folder.names(), testing::Not(Contains("a.odb")));
+  database.Publish();
+  EXPECT_EQ(contents(path), "|");
+}
+
+TEST_F(PublishTest, ALockOfTheFolderThatIsInterruptedIsAskedForAgain) {
+  rfm_Database database = begin(path);
+  fault_device device(folder.path());
+  device.start({device_call::Lock, 1, device_fault::Effect::Error, EINTR, false});
+  bool isLocked = false;
+  device.before(device_call::Rename, 1, [&] { isLocked = isFolderLocked(); });
+  database.Publish();
+  EXPECT_EQ(device.faults(), 1);
+  EXPECT_TRUE(isLocked);
+}
+
+// It has its name, and a second try would find it there.
+TEST_F(PublishTest, AFileWhoseNameIsNotSyncedIsThereAndSaysHowToKeepIt) {
+  fault_device device(folder.path());
+  rfm_Database database = beginNew(path);
+  device.start({device_call::Sync, 2, device_fault::Effect::Error, EIO, false}); // the first is the file's
+  EXPECT_EQ(
+      failureOf([&] { database.Publish(); }),
+      "Full: Database file '" + path +
+          "': its folder could not be synced (Input/output error); the file is there, but a power cut may "
+          "take it. Check the device and its free space, then save a change to it, or remove it and try "
+          "again.");
+  EXPECT_EQ(contents(path), "|");
+  EXPECT_THAT(failureOf([&] { beginNew(path); }), HasSubstr("a database stands there already"));
+  device.start();
+  rfm_Transaction(database).Commit(); // without a change, but it owes a sync
+  EXPECT_GT(device.calls(device_call::Sync), 0);
+  device.start();
+  rfm_Transaction(database).Commit();
+  EXPECT_EQ(device.calls(device_call::Sync), 0);
+  std::filesystem::remove(path);
+  beginNew(path).Publish();
+  EXPECT_EQ(contents(path), "|");
+}
+
+// A power cut must not bring the journal back beside the new file.
+TEST_F(PublishTest, ANameIsNotTakenBeforeTheRemovalOfAStrayJournalIsSynced) {
+  makeInterrupted(path);
+  std::filesystem::remove(path);
+  fault_device device(folder.path());
+  rfm_Database database = begin(path);
+  device.start({device_call::Sync, 2, device_fault::Effect::Error, EIO, false}); // the first is the file's
+  EXPECT_EQ(
+      failureOf([&] { database.Publish(); }),
+      "Full: Database file '" + path +
+          "': its folder could not be synced (Input/output error); nothing was changed. Check the device and "
+          "its free space, then try again.");
+  EXPECT_THAT(folder.names(), testing::Not(Contains("a.odb")));
+  device.start();
+  int syncs = 0;
+  device.before(device_call::Rename, 1, [&] { syncs = device.calls(device_call::Sync); });
+  database.Publish();
+  EXPECT_EQ(syncs, 2) << "of the file, and of the folder where the journal is gone already";
+  EXPECT_EQ(contents(path), "|");
+}
+
+// ---- memory that runs out in the system ----
+
+constexpr char const* noMemory = "exception: std::bad_alloc";
+
+TEST_F(FileNodeTest, WantOfMemoryForANameIsNoFailureOfTheFile) {
+  createFile(path);
+  rememberNoNames = true;
+  EXPECT_EQ(openForReading(path), noMemory);
+  EXPECT_EQ(create(folder.path("b.odb")), noMemory);
+  rememberNoNames = false;
+  EXPECT_EQ(openForReading(path), "nothing");
+}
+
+struct SystemMemoryTest : FileNodeTest, testing::WithParamInterface<device_call> {
+  /// Does a piece of work on a new file while the system has no memory for one call after the other.
+  /// @returns how often that was told
+  int toldOf(std::function<void()> const& work) {
+    for (int told = 0, number = 1;; ++number) {
+      createFile(path);
+      fault_device device(folder.path());
+      device.start({GetParam(), number, device_fault::Effect::Error, ENOMEM, false});
+      std::string const failure = failureOf(work);
+      device.stop();
+      if (device.faults() == 0) {
+        EXPECT_EQ(failure, "nothing");
+        return told;
+      }
+      EXPECT_THAT(failure, AnyOf("nothing", noMemory, HasSubstr(" is there, but "),
+                                 HasSubstr(" are in the file, but ")))
+          << number;
+      told += failure == noMemory ? 1 : 0;
+      EXPECT_EQ(failureOf(work), "nothing") << number << ", when tried again";
+    }
+  }
+};
+
+TEST_P(SystemMemoryTest, ItsWantIsNoFailureOfTheFile) {
+  int told = toldOf([&] { contents(path); });
+  told += toldOf(
+      [&] { saveModels(*std::make_unique<rfm_Database>(openFile(path, utl_FileAccess::Write)), {"a"}); });
+  told += toldOf([&] { createFile(path); });
+  EXPECT_GT(told, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Calls, SystemMemoryTest,
+                         testing::Values(device_call::Open, device_call::Read, device_call::Write,
+                                         device_call::Sync, device_call::Rename, device_call::Lock),
+                         [](auto const& chosen) { return std::string(nameOf(chosen.param)); });
 
 TEST_F(PublishTest, AFileSystemWithoutRenamingThatRefusesIsUsedInOtherWays) {
   for (int const linkError : {0, EPERM, EOPNOTSUPP, ENOSYS}) {

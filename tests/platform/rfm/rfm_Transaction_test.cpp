@@ -530,6 +530,18 @@ TEST_F(DeviceTest, ATransactionWhoseCommitFailedAtItsVeryEndIsStored) {
   EXPECT_TRUE(transaction.IsStored());
 }
 
+// Whoever is told of want of memory takes it that nothing was changed.
+TEST_F(DeviceTest, ASaveThatStandsIsNotToldAsWantOfMemory) {
+  createTwo();
+  rfm_Database database = openFile(path, utl_FileAccess::Write);
+  EXPECT_THAT(
+      failureOfSave(database, {device_call::Delete, 1, device_fault::Effect::LateError, ENOMEM, false}),
+      HasSubstr(
+          "the changes are in the file, but its journal could not be deleted (Cannot allocate memory)"));
+  EXPECT_EQ(contents(database), after);
+  EXPECT_EQ(contents(path), after);
+}
+
 TEST_F(DeviceTest, ASaveThatCannotBeUnlockedLasts) {
   int const locks = callsOfSave(device_call::Lock);
   createTwo();
