@@ -19,8 +19,11 @@ bool isJournal(std::string_view name) {
   return name.ends_with("-journal");
 }
 
-char const* reasonForSilenceOfOpening(bool isLasting, std::string_view name) {
-  return !isLasting && (isGrowing(name) || isJournal(name)) ? "it was opened again" : nullptr;
+char const* reasonForSilenceOfOpening(bool isLasting, device_failure const& failed) {
+  if (failed.name.empty() && !failed.wasNeeded) {
+    return "there was nothing to sync";
+  }
+  return !isLasting && (isGrowing(failed.name) || isJournal(failed.name)) ? "it was opened again" : nullptr;
 }
 
 char const* reasonForSilenceOfReading(device_failure const& failed) {
@@ -37,7 +40,7 @@ char const* reasonForSilence(device_fault const& fault, device_failure const& fa
   }
   switch (failed.call) {
   case device_call::Open:
-    return reasonForSilenceOfOpening(fault.lasting, failed.name);
+    return reasonForSilenceOfOpening(fault.lasting, failed);
   case device_call::Read:
     return reasonForSilenceOfReading(failed);
   case device_call::Sync:

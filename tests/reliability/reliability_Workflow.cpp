@@ -228,11 +228,8 @@ void createSaved(reliability_test& test, utl_FileAccess access) {
   test.step();
 }
 
-/// What a try that failed has made all the same is not made again.
 void createNew(reliability_test& test) {
-  if (access(test.folder.path("a").c_str(), F_OK) != 0) {
-    createSaved(test, utl_FileAccess::CreateNew);
-  }
+  createSaved(test, utl_FileAccess::CreateNew);
 }
 
 void openUnderNewName(reliability_test& test) {

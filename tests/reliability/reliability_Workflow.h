@@ -40,6 +40,8 @@ struct Workflow {
   bool isReading = false;   ///< nothing is written
   std::string layout = {};  ///< of the file "old"
   int stride = 1;           ///< of the calls to the device, an ordinary run takes one in so many
+  /// Whether it makes a file where none may be.
+  bool makesNewFile() const { return name.starts_with("CreateNew"); }
   /// Its part of the random choices, by how many there are.
   int weight() const { return isReading ? 0 : savesRecord ? 4 : 1; }
 };

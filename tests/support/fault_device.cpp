@@ -202,7 +202,8 @@ int openWatched(char const* path, int flags, mode_t mode, int (*pass)(char const
     return pass(path, flags, mode);
   }
   bool const counts = !watch->hasFault || !watch->fault.creating || (flags & O_CREAT) != 0;
-  Fate const fate = counts ? fateOf(device_call::Open, {.path = path}) : Fate::Pass;
+  bool const isNeeded = !inFolder(path).empty() || watch->hasUnsyncedNames;
+  Fate const fate = counts ? fateOf(device_call::Open, {.path = path, .isNeeded = isNeeded}) : Fate::Pass;
   if (fate == Fate::Fail) {
     return -1;
   }

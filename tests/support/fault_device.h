@@ -39,8 +39,9 @@ inline constexpr int device_stopped = 77;
 struct device_failure {
   device_call call;
   std::string name; ///< of the file, in the folder; empty for the folder itself
-  /// Of a sync: whether anything had changed since the last one that succeeded. Of locking: whether the
-  /// process lacked what it asked for, and did not give a part of it back.
+  /// Of a sync, and of opening the folder, which is done to sync it: whether anything had changed since the
+  /// last sync that succeeded. Of locking: whether the process lacked what it asked for, and did not give a
+  /// part of it back.
   bool wasNeeded = true;
   std::uint64_t place = 0; ///< of a read or write [byte]
   std::size_t size = 0;    ///< of a read or write [byte]
