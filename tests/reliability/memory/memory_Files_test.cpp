@@ -126,6 +126,7 @@ std::vector<memory_call> const fileCalls = memory_calls<OpenFile>({
     {"rfm_Database::TableOfHandle",
      [](OpenFile& on) { on.told = std::to_string(on.database.TableOfHandle(0x220006).Length()); }},
     {"rfm_Database::CheckPages", [](OpenFile& on) { on.told = std::to_string(on.database.CheckPages().size()); }},
+    {"rfm_Database::WantSoundPages", [](OpenFile& on) { on.database.WantSoundPages(); }},
     {"rfm_Database::EntryHandles",
      [](OpenFile& on) { on.told = std::to_string(on.database.EntryHandles().size()); }},
     {"rfm_Database::ChangeCount and CommitCount",
