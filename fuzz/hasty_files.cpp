@@ -1,4 +1,5 @@
-// hasty_files.cpp: the system's file layer with all that syncs exchanged.
+// hasty_files.cpp: the system's file layer with all that syncs exchanged. What the program syncs by itself, a
+// folder at each save, it still does.
 #include "hasty_files.h"
 
 #include <sqlite3.h>

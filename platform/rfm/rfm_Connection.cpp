@@ -981,8 +981,9 @@ void rfm_Connection::WantTransaction() const {
   }
 }
 
-// A save lasts when the removal of its journal is synced in the folder. SQLite leaves that out, and says
-// nothing, where the folder cannot be opened.
+// A save lasts when the removal of its journal is synced in the folder. A folder that cannot be opened for
+// that is refused here, while nothing is changed; later, all that could be said is that the changes may not
+// last.
 void rfm_Connection::WantFolder() {
   std::string folder(sqlite3_db_filename(database, "main"));
   folder.resize(folder.rfind('/') + 1);

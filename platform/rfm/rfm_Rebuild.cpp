@@ -420,7 +420,8 @@ void rfm_Rebuild::Copy(Move const& move, std::int64_t rows, Watch const& watch) 
   }
 }
 
-// An entry that the new file does not take.
+// Says what is wrong with an entry that the new file does not take.
+// @param entry a row of handle, position, Key, ClassID and OID
 void rfm_Rebuild::BlameEntry(sqlite3_stmt* entry) const {
   if (sqlite3_column_type(entry, 0) != SQLITE_INTEGER || sqlite3_column_type(entry, 1) != SQLITE_INTEGER) {
     from->ThrowDamaged("an entry has no valid place in a collection");

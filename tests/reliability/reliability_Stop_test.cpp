@@ -101,9 +101,12 @@ protected:
 
   /// Whether this run takes one of the other folders whose recovery can be stopped.
   bool takesRecovery() const {
-    bool const isFirstSave = GetParam().name == "CreateAndSave";
-    bool const isSave = GetParam().name == "SaveChanges";
-    int const stride = !isWhole() ? recoveryStride : isFirstSave ? 1 : isSave ? saveStride : recoveryStride;
+    int stride = recoveryStride;
+    if (isWhole() && GetParam().name == "CreateAndSave") {
+      stride = 1;
+    } else if (isWhole() && GetParam().name == "SaveChanges") {
+      stride = saveStride;
+    }
     return share.takes(static_cast<long long>(tried.size()), stride);
   }
 

@@ -590,55 +590,6 @@ TEST_F(PublishTest, ANameIsNotTakenBeforeTheRemovalOfAStrayJournalIsSynced) {
   EXPECT_EQ(contents(path), "|");
 }
 
-// ---- memory that runs out in the system ----
-
-constexpr char const* noMemory = "exception: std::bad_alloc";
-
-TEST_F(FileNodeTest, WantOfMemoryForANameIsNoFailureOfTheFile) {
-  createFile(path);
-  rememberNoNames = true;
-  EXPECT_EQ(openForReading(path), noMemory);
-  EXPECT_EQ(create(folder.path("b.odb")), noMemory);
-  rememberNoNames = false;
-  EXPECT_EQ(openForReading(path), "nothing");
-}
-
-struct SystemMemoryTest : FileNodeTest, testing::WithParamInterface<device_call> {
-  /// Does a piece of work on a new file while the system has no memory for one call after the other.
-  /// @returns how often that was told
-  int toldOf(std::function<void()> const& work) {
-    for (int told = 0, number = 1;; ++number) {
-      createFile(path);
-      fault_device device(folder.path());
-      device.start({GetParam(), number, device_fault::Effect::Error, ENOMEM, false});
-      std::string const failure = failureOf(work);
-      device.stop();
-      if (device.faults() == 0) {
-        EXPECT_EQ(failure, "nothing");
-        return told;
-      }
-      EXPECT_THAT(failure, AnyOf("nothing", noMemory, HasSubstr(" is there, but "),
-                                 HasSubstr(" are in the file, but ")))
-          << number;
-      told += failure == noMemory ? 1 : 0;
-      EXPECT_EQ(failureOf(work), "nothing") << number << ", when tried again";
-    }
-  }
-};
-
-TEST_P(SystemMemoryTest, ItsWantIsNoFailureOfTheFile) {
-  int told = toldOf([&] { contents(path); });
-  told += toldOf(
-      [&] { saveModels(*std::make_unique<rfm_Database>(openFile(path, utl_FileAccess::Write)), {"a"}); });
-  told += toldOf([&] { createFile(path); });
-  EXPECT_GT(told, 0);
-}
-
-INSTANTIATE_TEST_SUITE_P(Calls, SystemMemoryTest,
-                         testing::Values(device_call::Open, device_call::Read, device_call::Write,
-                                         device_call::Sync, device_call::Rename, device_call::Lock),
-                         [](auto const& chosen) { return std::string(nameOf(chosen.param)); });
-
 TEST_F(PublishTest, AFileSystemWithoutRenamingThatRefusesIsUsedInOtherWays) {
   for (int const linkError : {0, EPERM, EOPNOTSUPP, ENOSYS}) {
     rfm_Database database = begin(path);
@@ -694,5 +645,54 @@ TEST_F(PublishTest, AFileSystemWithoutLocksOfFoldersIsUsedWithoutThem) {
   EXPECT_FALSE(isFolderLocked());
   EXPECT_EQ(contents(path), "|");
 }
+
+// ---- memory that runs out in the system ----
+
+constexpr char const* noMemory = "exception: std::bad_alloc";
+
+TEST_F(FileNodeTest, WantOfMemoryForANameIsNoFailureOfTheFile) {
+  createFile(path);
+  rememberNoNames = true;
+  EXPECT_EQ(openForReading(path), noMemory);
+  EXPECT_EQ(create(folder.path("b.odb")), noMemory);
+  rememberNoNames = false;
+  EXPECT_EQ(openForReading(path), "nothing");
+}
+
+struct SystemMemoryTest : FileNodeTest, testing::WithParamInterface<device_call> {
+  /// Does a piece of work on a new file while the system has no memory for one call after the other.
+  /// @returns how often that was told
+  int toldOf(std::function<void()> const& work) {
+    for (int told = 0, number = 1;; ++number) {
+      createFile(path);
+      fault_device device(folder.path());
+      device.start({GetParam(), number, device_fault::Effect::Error, ENOMEM, false});
+      std::string const failure = failureOf(work);
+      device.stop();
+      if (device.faults() == 0) {
+        EXPECT_EQ(failure, "nothing");
+        return told;
+      }
+      EXPECT_THAT(failure, AnyOf("nothing", noMemory, HasSubstr(" is there, but "),
+                                 HasSubstr(" are in the file, but ")))
+          << number;
+      told += failure == noMemory ? 1 : 0;
+      EXPECT_EQ(failureOf(work), "nothing") << number << ", when tried again";
+    }
+  }
+};
+
+TEST_P(SystemMemoryTest, ItsWantIsNoFailureOfTheFile) {
+  int told = toldOf([&] { contents(path); });
+  told += toldOf(
+      [&] { saveModels(*std::make_unique<rfm_Database>(openFile(path, utl_FileAccess::Write)), {"a"}); });
+  told += toldOf([&] { createFile(path); });
+  EXPECT_GT(told, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Calls, SystemMemoryTest,
+                         testing::Values(device_call::Open, device_call::Read, device_call::Write,
+                                         device_call::Sync, device_call::Rename, device_call::Lock),
+                         [](auto const& chosen) { return std::string(nameOf(chosen.param)); });
 
 } // namespace
