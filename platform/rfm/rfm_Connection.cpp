@@ -46,6 +46,9 @@ constexpr sqlite3_int64 smallestReading = 4 * 1024 * 1024;
 // How often a walk may take what the file holds: a text takes half as much again in UTF-8 as in UTF-16.
 constexpr std::uint64_t readingsInAWalk = 3;
 
+// SQLite's memory comes in no larger pieces [byte]; a snapshot needs one.
+constexpr sqlite3_int64 largestSnapshot = 0x7fffff00 - 1;
+
 // What of a file that is built may be in memory only [byte]: more than the cache.
 constexpr sqlite3_int64 unwrittenGrowth = 16 * 1024 * 1024;
 
@@ -109,10 +112,11 @@ rfm_CommitEnd endOfCommit(int result, int number) {
   case SQLITE_IOERR_RDLOCK:
     return {Fate::Lasts, "it could not be unlocked", number};
   case SQLITE_IOERR_DELETE:
-  case SQLITE_IOERR_DELETE_NOENT:
-    return {Fate::MayStand, "its journal could not be deleted", number};
+    return {Fate::JournalStays, "its journal could not be deleted", number};
+  case SQLITE_IOERR_DELETE_NOENT: // it is gone all the same
+    return {Fate::Stands, "its journal could not be deleted", number};
   case SQLITE_IOERR_TRUNCATE:
-    return {Fate::MayStand, "it could not be cut off", number};
+    return {Fate::Stands, "it could not be cut off", number};
   default:
     return {};
   }
@@ -164,6 +168,30 @@ bool canBeMade(char const* path) {
 }
 
 constexpr char const* tryAgain = "then try again";
+
+/// Keeps whoever wants to save from writing to a file, while SQLite has no lock on it.
+class SharedLock {
+public:
+  explicit SharedLock(sqlite3_file& lockedFile) : file(lockedFile) {
+    int waited = 0;
+    while ((result = file.pMethods->xLock(&file, SQLITE_LOCK_SHARED)) == SQLITE_BUSY &&
+           waited < busyTimeout) {
+      sqlite3_sleep(pause);
+      waited += pause;
+    }
+  }
+  ~SharedLock() { file.pMethods->xUnlock(&file, SQLITE_LOCK_NONE); }
+  SharedLock(SharedLock const&) = delete;
+  SharedLock& operator=(SharedLock const&) = delete;
+
+  /// A code of SQLite.
+  int Result() const noexcept { return result; }
+
+private:
+  static constexpr int pause = 5; // [ms]
+  sqlite3_file& file;
+  int result = SQLITE_OK;
+};
 
 // @param number the system's answer; 0: SQLite, or the size of the file, says so
 Verdict judgeSpace(int number) {
@@ -528,6 +556,7 @@ void rfm_Connection::Configure(Mode mode) {
     Execute("PRAGMA synchronous = off");
     Execute("PRAGMA journal_mode = memory");
     Execute("PRAGMA locking_mode = exclusive");
+    Execute("BEGIN EXCLUSIVE; COMMIT"); // the lock stays: nobody takes the file for one that was given up
     break;
   }
 }
@@ -760,38 +789,66 @@ void rfm_Connection::StopScans() noexcept {
 }
 
 bool rfm_Connection::HasMoved() const noexcept {
+  if (!database) {
+    return false;
+  }
   int moved = 0;
   sqlite3_file_control(database, "main", SQLITE_FCNTL_HAS_MOVED, &moved);
   return moved != 0;
 }
 
-// Goes on with a copy in memory of the file that lost its name. Reading on through SQLite would take the
-// journal of the file that has the name now for its own, and play it back.
-void rfm_Connection::BecomeSnapshot() {
+// Copies the file that lost its name. Whoever saves to it has no lock meanwhile, and has left it whole.
+rfm_Connection::CopiedBytes rfm_Connection::CopyOfMoved() {
+  constexpr char const* advice = "Close the database and open the file anew";
   sqlite3_file* const file = mainFile(database);
-  sqlite3_int64 size = 0;
-  if (file->pMethods->xFileSize(file, &size) != SQLITE_OK || size <= 0) {
-    rfm_throw(rfm_ErrorKind::Moved, name, {}, "it was deleted since it was opened",
-              "Close the database and open the file anew");
+  SharedLock const lock(*file);
+  if (lock.Result() != SQLITE_OK) {
+    Fail(lock.Result());
   }
-  std::unique_ptr<unsigned char, void (*)(void*)> bytes(
-      static_cast<unsigned char*>(sqlite3_malloc64(static_cast<sqlite3_uint64>(size))), sqlite3_free);
-  if (!bytes) {
+  CopiedBytes copy;
+  if (file->pMethods->xFileSize(file, &copy.size) != SQLITE_OK || copy.size <= 0) {
+    rfm_throw(rfm_ErrorKind::Moved, name, {}, "it was deleted since it was opened", advice);
+  }
+  if (copy.size > largestSnapshot) {
+    rfm_throw(rfm_ErrorKind::Moved, name, {},
+              "it was replaced, renamed or deleted since it was opened, and is too large to be read on",
+              advice);
+  }
+  copy.bytes.reset(static_cast<unsigned char*>(sqlite3_malloc64(static_cast<sqlite3_uint64>(copy.size))));
+  if (!copy.bytes) {
     Fail(SQLITE_NOMEM);
   }
   constexpr sqlite3_int64 portion = 1 << 20;
-  for (sqlite3_int64 offset = 0; offset < size; offset += portion) {
-    int const length = static_cast<int>(std::min(portion, size - offset));
-    int const result = file->pMethods->xRead(file, bytes.get() + offset, length, offset);
+  for (sqlite3_int64 offset = 0; offset < copy.size; offset += portion) {
+    int const length = static_cast<int>(std::min(portion, copy.size - offset));
+    int const result = file->pMethods->xRead(file, copy.bytes.get() + offset, length, offset);
     if (result != SQLITE_OK) {
       Fail(result);
     }
   }
+  // Beside a file that has the name now, a journal is that one's.
+  std::string const journal = path + "-journal";
+  if (copy.size >= rfm_FileState::headerSize && access(path.c_str(), F_OK) != 0 &&
+      access(journal.c_str(), F_OK) == 0 &&
+      !rfm_judgeJournal(journal, {copy.bytes.get(), copy.size}).isForeign) {
+    rfm_throw(
+        rfm_ErrorKind::Moved, name, {},
+        "it was renamed or deleted since it was opened, without the journal of a save that was interrupted",
+        "Give the file its name back, and open it once for writing, which brings back the last complete "
+        "save");
+  }
+  return copy;
+}
+
+// Goes on with a copy in memory of the file that lost its name. Reading on through SQLite would take the
+// journal of the file that has the name now for its own, and play it back.
+void rfm_Connection::BecomeSnapshot() {
+  CopiedBytes copy = CopyOfMoved();
   sqlite3* memory = nullptr;
   int result = sqlite3_open_v2(":memory:", &memory,
                                SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE, nullptr);
   if (result == SQLITE_OK) {
-    result = sqlite3_deserialize(memory, "main", bytes.release(), size, size,
+    result = sqlite3_deserialize(memory, "main", copy.bytes.release(), copy.size, copy.size,
                                  SQLITE_DESERIALIZE_FREEONCLOSE | SQLITE_DESERIALIZE_READONLY);
     if (result == SQLITE_ERROR) {
       result = sqlite3_extended_errcode(memory); // of it, want of memory is told as an error without a name

@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <memory>
 #include <sqlite3.h>
 #include <string>
 #include <string_view>
@@ -43,9 +44,9 @@ public:
 struct rfm_CommitEnd {
   enum class Fate {
     TakenBack,
-    MayStand, ///< they are in the file if it counts one commit more
-    Stands,   ///< they are in the file, but a power cut may take them back
-    Lasts,    ///< they are in the file, and stay
+    JournalStays, ///< they are taken back when the file is used next
+    Stands,       ///< they are in the file, but a power cut may take them back
+    Lasts,        ///< they are in the file, and stay
   };
   Fate fate = Fate::TakenBack;
   char const* trouble = nullptr; ///< what went wrong, unless they were taken back
@@ -165,6 +166,11 @@ public:
   void Drop(rfm_Scan& scan) noexcept;
 
 private:
+  struct CopiedBytes {
+    std::unique_ptr<unsigned char, void (*)(void*)> bytes{nullptr, sqlite3_free};
+    sqlite3_int64 size = 0;
+  };
+
   void Configure(Mode mode);
   static int OutgrowsFile(void* connection) noexcept;
   sqlite3_int64 PagesFetched() const noexcept;
@@ -172,6 +178,7 @@ private:
   void CheckHeader();
   void CheckSchemaSize();
   void CheckJournal();
+  CopiedBytes CopyOfMoved();
   void BecomeSnapshot();
   int SystemError(int result, int number) const noexcept;
   int AdvanceAgain(sqlite3_stmt* statement, int result) noexcept;

@@ -388,21 +388,21 @@ void rfm_DatabaseNode::Commit() {
   tablesMade.clear();
 }
 
-// SQLite failed at the end of a commit, when it had, or may have, removed the journal of the changes. If they
+// SQLite failed at the end of a commit, when it had removed the journal of the changes, or could not. If they
 // are in the file, they are ours, and what memory knows of them stays.
 void rfm_DatabaseNode::EndDoubtfulCommit() {
   rfm_CommitEnd const end = connection.CommitEnd();
   rfm_SystemError const error = rfm_errorOfDone(end.number);
   std::string const trouble = end.trouble + (end.number == 0 ? "" : " (" + error.words + ")");
   bool const lasts = end.fate == rfm_CommitEnd::Fate::Lasts;
-  commitStands = lasts || end.fate == rfm_CommitEnd::Fate::Stands;
+  commitStands = end.fate != rfm_CommitEnd::Fate::JournalStays;
   connection.RollBack();
   std::string what = trouble + "; nothing was changed";
   if (!commitStands) {
     try {
-      commitStands = CommitCount() != commitsBefore;
+      static_cast<void>(CommitCount()); // which takes the changes back
     } catch (...) {
-      what = trouble + ", and it cannot be read now; whether the changes are in it shows when it can";
+      what = trouble + ", and it cannot be read now; the changes are taken back when it can";
     }
   }
   if (commitStands) {

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cerrno>
 #include <charconv>
+#include <chrono>
 #include <climits>
 #include <csignal>
 #include <cstdint>
@@ -18,8 +19,10 @@
 #include <fcntl.h>
 #include <optional>
 #include <sys/file.h>
+#include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -33,8 +36,18 @@ constexpr int mostTries = 10;
 
 constexpr std::string_view adviceNotToReplace = "It is not replaced; choose another name, or remove it";
 
-// Numbers the files that this process creates.
-std::atomic<unsigned> nextCreation{0};
+// Not the same in all processes: those that do not see each other may have one number.
+unsigned chosenNumber() noexcept {
+  unsigned number = 0;
+  if (getrandom(&number, sizeof number, GRND_NONBLOCK) != static_cast<ssize_t>(sizeof number)) {
+    number = static_cast<unsigned>(std::chrono::steady_clock::now().time_since_epoch().count());
+  }
+  return number >> 2U; // leaves many to count on
+}
+
+// Number the files that this process creates.
+unsigned const firstCreation = chosenNumber();
+std::atomic<unsigned> nextCreation{firstCreation};
 
 /// Growing files of this process that the system did not delete, by their numbers. There is room for some;
 /// the others stay until the process has ended. Needs no memory, and threads may use it at the same time.
@@ -116,12 +129,38 @@ std::optional<Leftover> parseLeftover(std::string_view entry, std::string_view b
   return found;
 }
 
-bool isAbandoned(Leftover const& found) {
-  if (found.process == static_cast<long>(getpid())) {
-    return undeleted.Has(found.number) ||
-           found.number >= nextCreation; // of an earlier process that had this number
+// Whether somebody makes a file: who does has a lock on it. Looks through SQLite, which forgets no lock that
+// this process has on the file.
+bool isLocked(std::string const& path) {
+  sqlite3_vfs* const files = sqlite3_vfs_find(nullptr);
+  std::unique_ptr<char const, void (*)(char const*)> const name(
+      sqlite3_create_filename(path.c_str(), "", "", 0, nullptr), sqlite3_free_filename);
+  if (!files || !name) {
+    return true; // nothing is known of it
   }
-  return found.process <= INT_MAX && kill(static_cast<pid_t>(found.process), 0) != 0 && errno == ESRCH;
+  std::vector<std::max_align_t> place(static_cast<std::size_t>(files->szOsFile) / sizeof(std::max_align_t) +
+                                      1);
+  auto* const file = reinterpret_cast<sqlite3_file*>(place.data());
+  int isReserved = 0;
+  if (files->xOpen(files, name.get(), file, SQLITE_OPEN_READWRITE | SQLITE_OPEN_MAIN_DB, nullptr) ==
+      SQLITE_OK) {
+    file->pMethods->xCheckReservedLock(file, &isReserved);
+  }
+  if (file->pMethods) {
+    file->pMethods->xClose(file);
+  }
+  return isReserved != 0;
+}
+
+// Processes that do not see each other, each in a container of its own, may use one folder: what looks like
+// a process that is gone, or like this one, may be another one that lives.
+bool isAbandoned(Leftover const& found, std::string const& path) {
+  if (found.process == static_cast<long>(getpid())) {
+    bool const isOurs = found.number - firstCreation < nextCreation - firstCreation;
+    return isOurs ? undeleted.Has(found.number) : !isLocked(path);
+  }
+  return found.process <= INT_MAX && kill(static_cast<pid_t>(found.process), 0) != 0 && errno == ESRCH &&
+         !isLocked(path);
 }
 
 /// The folder in which a file is about to take its name. Others of ours that make files there wait.
@@ -186,8 +225,9 @@ rfm_FileNode::rfm_FileNode(cow_String const& fileName, utl_FileAccess wanted)
 
 rfm_FileNode::~rfm_FileNode() {
   creationTimeStatement.Finalize();
+  bool const isOurs = IsUnpublished() && creator == getpid() && !connection.HasMoved();
   connection.Close();
-  if (IsUnpublished() && creator == getpid()) {
+  if (isOurs) {
     DeleteGrowing();
   }
 }
@@ -234,6 +274,17 @@ void rfm_FileNode::RefuseUnsynced(rfm_SystemError const& error, std::string_view
                                   char const* next) const {
   Refuse(rfm_ErrorKind::Full, "its folder could not be synced (" + error.words + "); " + std::string(state),
          rfm_advice(error, "Check the device and its free space", next));
+}
+
+// What stands under the name now is somebody else's, and what was made is lost: nothing more goes into it.
+void rfm_FileNode::RefuseVanished() {
+  std::string const lost = utl_Printable(lastPartOf(growing));
+  connection.Close();
+  growing.clear();
+  Refuse(rfm_ErrorKind::Moved,
+         "the file beside it in which it was made, '" + lost +
+             "', was removed or replaced meanwhile; nothing was changed",
+         "Make it again");
 }
 
 void rfm_FileNode::CheckName() const {
@@ -353,7 +404,8 @@ void rfm_FileNode::RemoveLeftovers() const {
   }
   while (dirent const* const entry = readdir(entries.get())) {
     std::optional<Leftover> const found = parseLeftover(entry->d_name, base);
-    if (found && isAbandoned(*found) && unlink((folder + "/" + entry->d_name).c_str()) == 0 &&
+    std::string const leftover = found ? folder + "/" + entry->d_name : std::string();
+    if (found && isAbandoned(*found, leftover) && unlink(leftover.c_str()) == 0 &&
         found->process == static_cast<long>(getpid())) {
       undeleted.Remove(found->number);
     }
@@ -528,8 +580,11 @@ void rfm_FileNode::Publish() {
   }
   rfm_Connection standing(name);
   rfm_FileHold file(growing);
-  if (!file.Holds()) {
+  if (!file.Holds() && errno != ENOENT) {
     RefuseForErrno(errno, true);
+  }
+  if (connection.HasMoved()) {
+    RefuseVanished();
   }
   std::string published = path; // nothing behind the renaming needs memory
   for (int tries = 1;; ++tries) {
@@ -548,6 +603,9 @@ void rfm_FileNode::Publish() {
       break;
     }
     int const number = errno;
+    if (number == ENOENT && !file.IsNamed(growing)) {
+      RefuseVanished();
+    }
     connection.Open(growing, rfm_Connection::Mode::Build);
     if (number != EEXIST) {
       RefuseForErrno(number, true);

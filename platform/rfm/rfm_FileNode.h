@@ -48,6 +48,7 @@ private:
   [[noreturn]] void RefuseUnlocked(int number) const;
   [[noreturn]] void RefuseUnsynced(rfm_SystemError const& error, std::string_view state,
                                    char const* next) const;
+  [[noreturn]] void RefuseVanished();
   std::string Folder() const;
 
   cow_String name;

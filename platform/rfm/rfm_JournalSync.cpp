@@ -11,6 +11,7 @@
 #include <sqlite3.h>
 #include <string>
 #include <string_view>
+#include <sys/stat.h>
 #include <type_traits>
 #include <unistd.h>
 #include <utility>
@@ -84,13 +85,30 @@ int openFile(sqlite3_vfs* vfs, char const* name, sqlite3_file* file, int flags, 
   return result;
 }
 
-// SQLite leaves the sync of the folder out, and says nothing, where the folder cannot be opened.
+bool isGone(char const* name) noexcept {
+  struct stat status {};
+  return lstat(name, &status) != 0 && errno == ENOENT;
+}
+
+// SQLite leaves the sync of the folder out, and says nothing, where the folder cannot be opened. And it lets
+// others at the file when a journal cannot be deleted: whether it is there all the same, which decides what
+// becomes of the save, must be seen before.
 int deleteFile(sqlite3_vfs* vfs, char const* name, int wantsSync) {
   sqlite3_vfs& ordinary = *static_cast<Layer*>(vfs)->ordinary;
-  int const result = ordinary.xDelete(&ordinary, name, 0);
-  if (result == SQLITE_OK && wantsSync != 0 && syncFolder(name) != SQLITE_OK) {
+  int result = ordinary.xDelete(&ordinary, name, 0);
+  int const number = errno;
+  if (result != SQLITE_OK) {
+    bool const gone = isGone(name);
+    errno = number;
+    if (!gone) {
+      return SQLITE_IOERR_DELETE;
+    }
+    result = SQLITE_IOERR_DELETE_NOENT;
+  }
+  if (wantsSync != 0 && syncFolder(name) != SQLITE_OK) {
     return SQLITE_IOERR_DIR_FSYNC;
   }
+  errno = number;
   return result;
 }
 

@@ -178,6 +178,47 @@ TEST_F(CreateTest, ARenamedOrDeletedFileIsReadOnButNotWritten) {
   EXPECT_THAT(folder.names(), ElementsAre());
 }
 
+TEST_F(CreateTest, AFileThatIsRenamedInTheMiddleOfASaveIsNotRead) {
+  createFile(path);
+  child_process saver([&](child_process& self) -> std::string {
+    rfm_Database database = openFile(path, utl_FileAccess::Write);
+    rfm_Transaction transaction(database);
+    // More than SQLite keeps in memory: the file is changed before the end.
+    for (int number = 0; number < 3000; ++number) {
+      addModel(database, numbered(std::string(2000, 'n'), number));
+    }
+    self.ready();
+    self.wait_for_go();
+    _exit(1);
+  });
+  rfm_Database database = openFile(path, utl_FileAccess::Write);
+  EXPECT_EQ(contents(database), "|");
+  saver.wait_until_ready();
+  std::filesystem::rename(path, folder.path("b.odb"));
+  EXPECT_THAT(failureOf([&] { contents(database); }), StartsWith("Locked: "));
+  saver.go();
+  EXPECT_EQ(saver.result(), "exit status 1");
+  EXPECT_EQ(
+      failureOf([&] { contents(database); }),
+      "Moved: Database file '" + path +
+          "': it was renamed or deleted since it was opened, without the journal of a save that was "
+          "interrupted. Give the file its name back, and open it once for writing, which brings back the "
+          "last complete save.");
+  std::filesystem::rename(folder.path("b.odb"), path);
+  EXPECT_EQ(contents(database), "|");
+}
+
+TEST_F(CreateTest, AFileThatIsRenamedAndDoesNotFitIntoMemoryIsNotReadOn) {
+  createFile(path);
+  rfm_Database database = openFile(path, utl_FileAccess::Write);
+  std::filesystem::rename(path, folder.path("b.odb"));
+  std::filesystem::resize_file(folder.path("b.odb"), std::uintmax_t{2} << 30U);
+  EXPECT_EQ(failureOf([&] { contents(database); }),
+            "Moved: Database file '" + path +
+                "': it was replaced, renamed or deleted since it was opened, and is too large to be read on. "
+                "Close the database and open the file anew.");
+}
+
 TEST_F(CreateTest, AnInterruptedOldFileIsReplacedTogetherWithItsJournal) {
   saveModels(*std::make_unique<rfm_Database>(createFile(path)), {"old"});
   interruptSave(path);

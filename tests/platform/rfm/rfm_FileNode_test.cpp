@@ -145,6 +145,52 @@ TEST_F(FileNodeTest, ALeftoverOfAProcessOfAnotherUserStays) {
   EXPECT_THAT(folder.names(), ElementsAre("a.odb", "a.odb.new-1-0"));
 }
 
+// Processes that do not see each other, in containers for example, may share a folder.
+TEST_F(FileNodeTest, AGrowingFileWhoseProcessIsNotSeenStays) {
+  rfm_Database database = begin(path);
+  std::string const grows = folder.path(growing());
+  std::string const unseen = folder.path("a.odb.new-999999999-0");
+  EXPECT_EQ(in_child([&] {
+              std::string const like = folder.path("a.odb.new-" + std::to_string(getpid()) + "-0");
+              link(grows.c_str(), unseen.c_str());
+              link(grows.c_str(), like.c_str());
+              std::string const failure = create(path);
+              return failure + (unlink(like.c_str()) == 0 ? " stayed" : " went");
+            }),
+            "nothing stayed");
+  EXPECT_EQ(unlink(unseen.c_str()), 0) << "went";
+  database.Publish();
+  EXPECT_EQ(contents(database), "|");
+}
+
+TEST_F(FileNodeTest, AFileThatWasReplacedWhileItGrewDoesNotTakeTheName) {
+  createFile(path);
+  std::string const stands = readFile(path);
+  {
+    rfm_Database database = begin(path);
+    std::string grows = folder.names()[1];
+    writeFile(folder.path("other"), "of somebody else");
+    std::filesystem::rename(folder.path("other"), folder.path(grows));
+    EXPECT_EQ(failureOf([&] { database.Publish(); }),
+              "Moved: Database file '" + path + "': the file beside it in which it was made, '" + grows +
+                  "', was removed or replaced meanwhile; nothing was changed. Make it again.");
+    EXPECT_THAT(failureOf([&] { contents(database); }), HasSubstr("it is no longer open"));
+    EXPECT_THAT(failureOf([&] { saveModels(database, {"a"}); }), HasSubstr("it is no longer open"));
+  }
+  ASSERT_EQ(folder.names().size(), 2U);
+  EXPECT_EQ(readFile(folder.path(folder.names()[1])), "of somebody else");
+  EXPECT_EQ(readFile(path), stands);
+}
+
+TEST_F(FileNodeTest, AFileThatIsRemovedAtTheLastMomentDoesNotTakeTheName) {
+  rfm_Database database = begin(path);
+  fault_device device(folder.path());
+  device.start();
+  device.before(device_call::Rename, 1, [&] { std::filesystem::remove(folder.path(growing())); });
+  EXPECT_THAT(failureOf([&] { database.Publish(); }), HasSubstr("was removed or replaced meanwhile"));
+  EXPECT_THAT(folder.names(), ElementsAre());
+}
+
 TEST_F(FileNodeTest, ANameThatIsTakenIsNotGrownUnder) {
   std::string next;
   {

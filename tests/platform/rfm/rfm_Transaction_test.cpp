@@ -586,6 +586,43 @@ TEST_F(DeviceTest, ASaveWhoseJournalStaysIsTakenBack) {
   EXPECT_EQ(contents(database), after);
 }
 
+// What it finds in the file then is not its own.
+TEST_F(DeviceTest, ASaveWhoseJournalStaysIsTakenBackWhateverOthersSaveMeanwhile) {
+  int othersThatSaved = 0;
+  bool wasLastMoment = false;
+  for (int moment = 1; !wasLastMoment; ++moment) {
+    createTwo();
+    child_process other([&](child_process& self) {
+      self.wait_for_go();
+      rfm_Database database = openFile(path, utl_FileAccess::Write);
+      return failureOf([&] { saveModels(database, {"other"}); });
+    });
+    rfm_Database database = openFile(path, utl_FileAccess::Write);
+    std::uint32_t const foreign = database.ForeignCommits();
+    std::string answer;
+    device.start({device_call::Delete, 1, device_fault::Effect::Error, EIO, false});
+    device.before(device_call::Delete, 1, [&] {
+      device.before(device_call::Lock, device.calls(device_call::Lock) + moment, [&] {
+        other.go();
+        answer = other.result();
+      });
+    });
+    std::string const failure = failureOf([&] { saveMuch(database); });
+    device.stop();
+    EXPECT_THAT(failure,
+                HasSubstr("its journal could not be deleted (Input/output error); nothing was changed"))
+        << moment;
+    bool const otherSaved = answer == "nothing";
+    othersThatSaved += otherSaved ? 1 : 0;
+    wasLastMoment = answer.empty();
+    EXPECT_EQ(contents(path), otherSaved ? "a=0 b=1 other=2 | a b other" : before)
+        << moment << ": " << answer;
+    EXPECT_EQ(contents(database), contents(path)) << moment;
+    EXPECT_EQ(database.ForeignCommits() - foreign, otherSaved ? 1U : 0U) << moment;
+  }
+  EXPECT_GT(othersThatSaved, 0);
+}
+
 TEST_F(DeviceTest, ASaveWhoseFolderCannotBeOpenedForItsSyncIsNotMade) {
   createTwo();
   rfm_Database database = openFile(path, utl_FileAccess::Write);
