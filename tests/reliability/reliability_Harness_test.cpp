@@ -4,10 +4,13 @@
 #include "reliability_Silence.h"
 #include "reliability_Workflow.h"
 
+#include <fcntl.h>
 #include <filesystem>
 #include <memory>
+#include <set>
 #include <sqlite3.h>
 #include <stdexcept>
+#include <unistd.h>
 
 namespace {
 
@@ -67,6 +70,18 @@ protected:
     return contentOf(path);
   }
 
+  static constexpr std::size_t sectorSize = 512;
+  static constexpr std::size_t tornSize = 2 * sectorSize;
+
+  /// The first byte of each sector of a file.
+  static std::string sectorsOf(std::string const& bytes) {
+    std::string found;
+    for (std::size_t place = 0; place < bytes.size(); place += sectorSize) {
+      found += bytes[place];
+    }
+    return found;
+  }
+
   /// Saves, and lets the power go at every moment.
   Endings endings(std::string const& synchronous) {
     fault_device device(folder.path());
@@ -116,6 +131,28 @@ TEST_F(Reliability_Harness, APowerCutTakesNothingOfASaveThatIsSynced) {
   Endings const found = endings("extra");
   EXPECT_TRUE(found.areWhole);
   EXPECT_TRUE(found.areLasting);
+}
+
+TEST_F(Reliability_Harness, APowerCutTearsEachWriteForWhichASyncIsDue) {
+  std::string const name = folder.path("torn");
+  writeFile(name, std::string(2 * tornSize, 'o'));
+  fault_device device(folder.path());
+  device_image const start = image();
+  std::map<std::string, int> const numbers = device.record(folder.names());
+  int const file = open(name.c_str(), O_WRONLY);
+  std::string const bytes(tornSize, 'n');
+  pwrite(file, bytes.data(), tornSize, 0);
+  pwrite(file, bytes.data(), tornSize, tornSize);
+  fsync(file);
+  close(file);
+  device.stop();
+  power_cut cut(start, numbers, device.events());
+  std::set<std::string> found;
+  for (std::size_t event = 0; event <= cut.length(); ++event) {
+    cut.each(event, [&](device_image const& left) { found.insert(sectorsOf(left.at("torn"))); });
+  }
+  // n: a new sector, o: an old one
+  EXPECT_EQ(found, (std::set<std::string>{"oooo", "nooo", "nnoo", "nnno", "nnnn", "oono", "oonn", "nonn"}));
 }
 
 // SQLite goes on when the folder of a new journal cannot be synced.

@@ -183,14 +183,12 @@ void power_cut::each(std::size_t event, std::function<void(device_image const&)>
       changed = nothing;
       changed[index] = all[index];
       use(build(changed, nameCount));
-    }
-    if (!loose.empty() && loose.back()->kind == Kind::Write) {
-      for (std::size_t const tear : tearsOf(*loose.back())) {
-        std::vector<Piece> changed = all;
-        changed.back().kept = tear;
+      for (std::size_t const tear : tearsOf(*loose[index])) {
+        changed = all;
+        changed[index].kept = tear;
         use(build(changed, nameCount));
         changed = nothing;
-        changed.back().kept = tear;
+        changed[index].kept = tear;
         use(build(changed, nameCount));
       }
     }

@@ -17,8 +17,8 @@ using device_image = std::map<std::string, std::string>;
 ///
 /// A device keeps what was written to a file before the last sync of that file, and the names that were made,
 /// changed or deleted before the last sync of the folder. Of what came later it keeps, in any order, any
-/// part: all, nothing, all but one, one alone, some; of the last write also the sectors up to a point.
-/// Names change in order, of which one may be left out.
+/// part: all, nothing, all but one, one alone, some; of that one also the sectors up to a point. Names change
+/// in order, of which one may be left out.
 class power_cut {
 public:
   /// @param start the folder as the recording began
