@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdlib>
+#include <unistd.h>
 #include <unordered_set>
 
 namespace {
@@ -64,7 +65,10 @@ protected:
     device_image const left = image();
     expectAState();
     stopRecoveries(left);
-    expectASecondTryToSucceed();
+    if (GetParam().makesFile()) {
+      setImage(left);
+      expectASecondTryToSucceed();
+    }
     return wasStopped;
   }
 
@@ -115,14 +119,20 @@ protected:
     EXPECT_NE(std::find(states().begin(), states().end(), file), states().end()) << file;
   }
 
-  /// What makes a new file clears away what was left of it.
+  /// What makes a file clears away what was left of it. Where none may be replaced and it is there already,
+  /// it stays, and is removed for the next try.
   void expectASecondTryToSucceed() {
-    if (GetParam().layout.empty()) {
-      return;
+    if (GetParam().makesNewFile() && access(folder.path("a").c_str(), F_OK) == 0) {
+      std::string const failure = failureOf([&] { GetParam().act(*this); });
+      EXPECT_NE(failure.find("remove it"), std::string::npos) << failure;
+      EXPECT_EQ(recovered(), states().back());
+      unlink(folder.path("a").c_str());
     }
     GetParam().act(*this);
     EXPECT_EQ(recovered(), states().back());
-    EXPECT_EQ(folder.names(), (std::vector<std::string>{"a", "old"}));
+    std::vector<std::string> names = folder.names();
+    std::erase(names, "old"); // which recovered() compares
+    EXPECT_EQ(names, std::vector<std::string>{"a"});
   }
 
   std::unordered_set<std::size_t> tried;
@@ -154,7 +164,8 @@ TEST_P(Reliability_Stop, LeavesAStateBeforeOrAfter) {
     }
   }
   EXPECT_GT(stopped, 3);
-  EXPECT_TRUE(recoveriesStoppedInWrites > 0 || tried.empty());
+  EXPECT_EQ(tried.empty(), !GetParam().changesInPlace());
+  EXPECT_EQ(recoveriesStoppedInWrites > 0, GetParam().changesInPlace());
   addToCount("stops", "of the work", stopped);
   addToCount("stops", "of recoveries", recoveriesStopped);
 }

@@ -40,6 +40,10 @@ struct Workflow {
   bool isReading = false;   ///< nothing is written
   std::string layout = {};  ///< of the file "old"
   int stride = 1;           ///< of the calls to the device, an ordinary run takes one in so many
+  /// Whether it makes the file anew, in place of what stands there.
+  bool makesFile() const { return name.starts_with("Create") || !layout.empty(); }
+  /// Whether it changes the file in its place, with a journal beside it that a stop can leave there.
+  bool changesInPlace() const { return savesRecord || (!makesFile() && !isReading); }
   /// Whether it makes a file where none may be.
   bool makesNewFile() const { return name.starts_with("CreateNew"); }
   /// Its part of the random choices, by how many there are.
