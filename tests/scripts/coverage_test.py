@@ -23,6 +23,7 @@ FILE = "platform/rom/rom_One.cpp"
 LOW = (2, 7, 2, 16)
 HIGH = (2, 20, 2, 29)
 LOOP = (5, 17, 5, 18)
+OTHERS = ("containers", "generated", "upgrade", "platform/rfm", "platform/dbc")  # with one branch each, all taken
 HEADING = "| File | Function | Condition | Never | Reason |\n|---|---|---|---|---|\n"
 BARS = r"| platform/rom/rom_One.cpp | sign | `value > 9` | both | no such value |" + "\n"
 
@@ -33,6 +34,7 @@ class Coverage(unittest.TestCase):
         self.addCleanup(folder.cleanup)
         self.root = pathlib.Path(folder.name).resolve()
         self.functions = []
+        self.others = list(OTHERS)
         self.write(FILE, SOURCE)
         self.keep("")
 
@@ -47,17 +49,21 @@ class Coverage(unittest.TestCase):
     def kept(self):
         return (self.root / "docs/uncovered-branches.md").read_text(encoding="utf-8")
 
-    def function(self, *branches, name="sign", file=FILE, start=1):
+    def made(self, *branches, name="sign", file=FILE, start=1):
         """One instantiation: each branch is a place with the counts of its two sides."""
-        self.functions.append({
+        return {
             "name": name,
             "filenames": [str(self.root / file)],
             "regions": [[start, 1, 9, 2, 1, 0, 0, 0]],
             "branches": [[*place, true, false, 0, 0, 4] for place, true, false in branches],
-        })
+        }
+
+    def function(self, *branches, **where):
+        self.functions.append(self.made(*branches, **where))
 
     def measure(self, *options):
-        self.write("export.json", json.dumps({"data": [{"functions": self.functions}]}))
+        taken_elsewhere = [self.made((LOW, 1, 1), name="other", file=f"{folder}/other.cpp") for folder in self.others]
+        self.write("export.json", json.dumps({"data": [{"functions": self.functions + taken_elsewhere}]}))
         command = [COVERAGE, "--export", self.root / "export.json", "--root", self.root, *options]
         return subprocess.run(command, capture_output=True, text=True, check=False)
 
@@ -80,7 +86,7 @@ class Coverage(unittest.TestCase):
 
     def test_what_is_all_taken_is_accepted(self):
         self.function((LOW, 3, 4), (HIGH, 1, 2))
-        self.assertIn("coverage: 4 branches, 0 never taken", self.accepted())
+        self.assertIn("coverage: 14 branches, 0 never taken", self.accepted())
 
     def test_a_side_that_is_never_taken_needs_a_row(self):
         self.many_taken()
@@ -122,13 +128,14 @@ class Coverage(unittest.TestCase):
         self.refused_with("docs/uncovered-branches.md:5: the row gives no reason")
 
     def test_a_row_with_an_unknown_side_is_refused(self):
+        self.function((LOW, 3, 4))
         self.keep(BARS.replace("both", "neither"))
         self.refused_with("docs/uncovered-branches.md:5: a row names")
 
     def test_any_instantiation_takes_a_side(self):
         self.function((LOW, 3, 0), name="sign<int>")
         self.function((LOW, 0, 4), name="sign<long>")
-        self.assertIn("coverage: 2 branches, 0 never taken", self.accepted())
+        self.assertIn("coverage: 12 branches, 0 never taken", self.accepted())
 
     def test_a_folder_below_the_wanted_share_is_refused_though_all_is_listed(self):
         self.function((LOW, 3, 4), (HIGH, 0, 0))
@@ -136,8 +143,14 @@ class Coverage(unittest.TestCase):
         self.refused_with("platform/rom: 50.00 % of the branches are taken, 95 % are wanted")
 
     def test_other_folders_do_not_count(self):
+        self.function((LOW, 3, 4))
         self.function((LOW, 0, 0), file="platform/utl/utl_One.cpp")
-        self.assertIn("coverage: 0 branches", self.accepted())
+        self.assertIn("coverage: 12 branches, 0 never taken", self.accepted())
+
+    def test_a_folder_without_a_measured_branch_is_refused(self):
+        self.function((LOW, 3, 4))
+        self.others.remove("upgrade")
+        self.refused_with("upgrade: no branch was measured")
 
     def test_a_lambda_belongs_to_the_function_around_it(self):
         self.many_taken()
