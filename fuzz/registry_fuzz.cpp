@@ -26,10 +26,13 @@ struct Plain {
   std::string description;
   friend bool operator==(Plain const&, Plain const&) = default;
 
+  /// A note as noteOf tells it.
+  static std::string textOf(std::string const& note) { return note.empty() ? "-" : note + "/" + note; }
+
   std::string text() const {
     std::string all;
     for (auto const& [name, note] : models) {
-      all += name + "=" + (note.empty() ? "-" : note + "/" + note) + " ";
+      all += name + "=" + textOf(note) + " ";
     }
     all += "|";
     for (auto const& [name, uid] : results) {
@@ -267,9 +270,14 @@ private:
     ddr_ModelShortcut const model(new ddr_ModelInModelContainerShortcut(key, models));
     fuzz_require(models.ConstGet(root().Fetch()).Size() == static_cast<int>(file.memory->models.size()),
                  "a shortcut leads to the collection");
-    bool const isThere = failureOf([&] { model.ConstGet(root().Fetch()); }) == "nothing";
-    fuzz_require(isThere == file.memory->models.contains(key.Text()),
+    std::string found;
+    bool const isThere = failureOf([&] { found = noteOf(model.ConstGet(root().Fetch())); }) == "nothing";
+    auto const expected = file.memory->models.find(key.Text());
+    fuzz_require(isThere == (expected != file.memory->models.end()),
                  "a shortcut finds the models that there are");
+    if (isThere) {
+      RequireEqual("behind a shortcut", found, Plain::textOf(expected->second));
+    }
   }
 
   void RequireSame(File const& file) {
