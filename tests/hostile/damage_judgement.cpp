@@ -16,6 +16,8 @@ namespace {
 /// name of a version, not paths, where names are quoted, and not what is refused, which is told in words of
 /// ours.
 std::string storedPart(std::string const& line) {
+  // What an upgrade supplies where the name of the field is damaged.
+  constexpr std::string_view sequenceBeforeIdentifiers = "prior to 2000_04_25-21.21.10 17429";
   if (line.find("refused") != std::string::npos) {
     return "";
   }
@@ -33,7 +35,7 @@ std::string storedPart(std::string const& line) {
   std::string part;
   std::string field;
   for (std::size_t index = 0; index < isStored.size() && std::getline(fields, field, '|'); ++index) {
-    part += isStored[index] == 'y' ? field + " " : "";
+    part += isStored[index] == 'y' && field != sequenceBeforeIdentifiers ? field + " " : "";
   }
   return part;
 }
