@@ -9,7 +9,6 @@
 #include "ddr_Library.h"
 #include "nex_Exception.h"
 #include "omu_Exceptions.h"
-#include "rfm_Exception.h"
 #include "rfm_ReadScope.h"
 #include "rfm_Table.h"
 #include "rom_Memento.h"
@@ -17,11 +16,19 @@
 #include "temporary_folder.h"
 
 #include <algorithm>
+#include <array>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <string_view>
 
 namespace {
+
+/// What objects in memory refuse whose file is in order.
+constexpr std::array<std::string_view, 3> ofMemory = {"No diagnostic data available",
+                                                      "The shortcut is not set, so it leads to no object.",
+                                                      "The extension 'note' is stored, but no module of this "
+                                                      "process defines its class; load the module first."};
 
 /// The steps of one look at one file.
 class Look {
@@ -162,14 +169,15 @@ private:
     return false;
   }
 
-  /// What an object in memory answers, or its refusal: that concerns no file.
+  /// What an object in memory answers, or its refusal where that concerns no file.
   template <class Text>
   static std::string Memory(Text const& text) {
     try {
       return text();
-    } catch (rfm_Exception const&) {
-      throw; // which concerns the file
     } catch (nex_TextException const& refusal) {
+      if (std::find(ofMemory.begin(), ofMemory.end(), refusal.what()) == ofMemory.end()) {
+        throw;
+      }
       return std::string("refused: ") + refusal.what();
     }
   }
