@@ -1,4 +1,4 @@
-// A file of an older release that holds anything is upgraded; the answer is a message that names it, or a new
+// A file of any release that holds anything is upgraded; the answer is a message that names it, or a new
 // file that opens. The first byte of the input chooses the release; see damagedFile for the others.
 #include "damaged_file.h"
 #include "layout_files.h"
@@ -18,6 +18,8 @@ struct Place {
       make_layout_file(path, name, "", pageSize);
       sound.push_back(readFile(path));
     }
+    make_small_database(path, pageSize); // of this release, which is left as it is
+    sound.push_back(readFile(path));
   }
   temporary_folder folder;
   std::string path = folder.path("file");

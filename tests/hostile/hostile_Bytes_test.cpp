@@ -79,6 +79,26 @@ TEST_F(hostile_Bytes, EveryCut) {
   EXPECT_EQ(result.identical + result.other, 0U) << "a file that lacks its end was taken";
 }
 
+TEST_F(hostile_Bytes, EveryByteBeforeAnUpgrade) {
+  std::string const sound = soundFile(smallPage);
+  expectNoFaults(every_byte(sound), sound, 200, corpus_work::Upgrade);
+}
+
+TEST_F(hostile_Bytes, EveryPageZeroedBeforeAnUpgrade) {
+  std::string const sound = soundFile(smallPage);
+  expectNoFaults(every_page(sound, smallPage), sound, 0, corpus_work::Upgrade);
+}
+
+TEST_F(hostile_Bytes, EveryPageEmptiedBeforeAnUpgrade) {
+  std::string const sound = soundFile(smallPage);
+  expectNoFaults(every_emptied_page(sound, smallPage), sound, 0, corpus_work::Upgrade);
+}
+
+TEST_F(hostile_Bytes, EveryCutBeforeAnUpgrade) {
+  std::string const sound = soundFile(smallPage);
+  expectNoFaults(every_cut(sound), sound, 0, corpus_work::Upgrade);
+}
+
 /// The smallest file that there is, a part of its damages a test.
 class hostile_Smallest : public hostile_Bytes, public testing::WithParamInterface<std::uint64_t> {};
 
