@@ -3,7 +3,10 @@
 
 #include "work_measure.h"
 
+#include <gtest/gtest.h>
+
 #include <filesystem>
+#include <memory>
 
 namespace {
 
@@ -67,15 +70,27 @@ std::vector<std::string> takeSeveral(std::string_view& bytes) {
 
 } // namespace
 
-measured_probe::measured_probe() : child([this](child_process& served) -> std::string { Serve(served); }) {}
+measured_probe::measured_probe() : child([this](child_process& served) { return Serve(served); }) {}
 
-void measured_probe::Serve(child_process& served) const {
+measured_probe::~measured_probe() {
+  if (!isAtWork) {
+    writeFile(question, "");
+    child.go();
+    EXPECT_EQ(child.result(), "") << "of a process that looked at files";
+  }
+}
+
+std::string measured_probe::Serve(child_process& served) const {
   limit_own_memory();
-  file_probe probe;
+  auto probe = std::make_unique<file_probe>();
   for (;;) {
     served.wait_for_go();
     std::string const asked = readFile(question);
-    probe_result const found = work(probe, asked.front(), asked.substr(1));
+    if (asked.empty()) {
+      probe.reset();
+      return leaks();
+    }
+    probe_result const found = work(*probe, asked.front(), asked.substr(1));
     std::string bytes;
     put(bytes, found.contents);
     put(bytes, found.refusals);
@@ -87,8 +102,10 @@ void measured_probe::Serve(child_process& served) const {
 
 probe_result measured_probe::Ask(char step, std::string const& path) {
   writeFile(question, step + path);
+  isAtWork = true;
   child.go();
   child.wait_until_ready();
+  isAtWork = false;
   std::string const bytes = readFile(answer);
   std::string_view rest = bytes;
   probe_result found;

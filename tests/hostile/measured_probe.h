@@ -12,6 +12,8 @@
 class measured_probe {
 public:
   measured_probe();
+  /// Ends the process, in which nothing may leak.
+  ~measured_probe();
   measured_probe(measured_probe const&) = delete;
   measured_probe& operator=(measured_probe const&) = delete;
 
@@ -22,12 +24,14 @@ public:
   /// @}
 
 private:
-  /// In the child, until it is killed.
-  [[noreturn]] void Serve(child_process& served) const;
+  /// In the child, until it is to end.
+  /// @returns what leaks
+  std::string Serve(child_process& served) const;
   probe_result Ask(char step, std::string const& path);
 
   temporary_folder folder; // where question and answer are
   std::string question = folder.path("question");
   std::string answer = folder.path("answer");
   child_process child;
+  bool isAtWork = false; // or died of it
 };

@@ -8,6 +8,7 @@
 #include <fstream>
 #include <malloc.h>
 #include <optional>
+#include <sanitizer/lsan_interface.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -108,6 +109,15 @@ std::vector<std::string> work_measure::faults(std::size_t fileSize) const {
     found.push_back("it took " + std::to_string(grown) + " bytes of memory");
   }
   return found;
+}
+
+std::string leaks() {
+  if constexpr (areAddressesSanitized) {
+    if (__lsan_do_recoverable_leak_check() != 0) {
+      return "memory leaks, which is listed on standard error";
+    }
+  }
+  return "";
 }
 
 void limit_own_memory() {

@@ -33,5 +33,9 @@ private:
   long long residentBefore;
 };
 
+/// What this process has allocated and nothing leads to any more: a sentence; the sanitizer lists it on
+/// standard error. "" where there is none, and where no sanitizer watches addresses.
+std::string leaks();
+
 /// Keeps this process from taking so much memory that others suffer.
 void limit_own_memory();

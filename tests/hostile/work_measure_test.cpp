@@ -1,12 +1,16 @@
 // What is measured of a look at a hostile file is there.
 #include "work_measure.h"
 
+#include "child_process.h"
 #include "sanitized.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <ctime>
+#include <memory>
+#include <string>
 #include <vector>
 
 using testing::ElementsAre;
@@ -52,6 +56,24 @@ TEST(work_measure, MoreMemoryThanTheFileAllowsIsAFaultAlsoWhenItWasGivenBack) {
     EXPECT_THAT(measure.faults(0), ElementsAre(HasSubstr("bytes of memory")));
     EXPECT_THAT(measure.faults(2 * mebibyte), IsEmpty());
   }
+}
+
+std::string leaksAfter(bool keeping) {
+  return in_child([&] {
+    std::vector<std::unique_ptr<char>> made(100);
+    std::generate(made.begin(), made.end(), [] { return std::make_unique<char>(); });
+    for (std::unique_ptr<char>& one : made) {
+      if (!keeping) {
+        static_cast<void>(one.release());
+      }
+    }
+    return leaks();
+  });
+}
+
+TEST(work_measure, MemoryThatNothingLeadsToIsALeak) {
+  EXPECT_EQ(leaksAfter(true), "");
+  EXPECT_EQ(leaksAfter(false).empty(), !areAddressesSanitized);
 }
 
 } // namespace
