@@ -106,9 +106,22 @@ private:
     }
     Judge(number, found);
     if (work == corpus_work::LookAndChange) {
-      Measured(number, damaged.size(), [&] { return probe.change(path); });
-      unlink((path + "-journal").c_str());
+      Change(probe, number, damaged.size(), found);
     }
+  }
+
+  // What is saved without a word is read, or where a look has found damage, refused in other words than
+  // before.
+  void Change(file_probe& probe, std::uint64_t number, std::size_t size, probe_result const& before) {
+    probe_result const changed = Measured(number, size, [&] { return probe.change(path); });
+    if (changed.refusals.empty()) {
+      probe_result const found = Measured(number, size, [&] { return Work(probe, number); });
+      if (found.contents.find(added_model) == std::string::npos &&
+          (!SaysMore(before, expected) || !SaysMore(found, before))) {
+        Fault(number, "what was saved without a word is not read: " + found.contents);
+      }
+    }
+    unlink((path + "-journal").c_str());
   }
 
   template <class Step>
@@ -127,7 +140,7 @@ private:
   }
 
   void Judge(std::uint64_t number, probe_result const& found) {
-    bool const isNoticed = SaysMore(found);
+    bool const isNoticed = SaysMore(found, expected);
     bool const isSame = found.contents == expected.contents;
     ++(isNoticed ? shared.noticed : isSame ? shared.identical : shared.other);
     if (!isNoticed && work == corpus_work::Upgrade && found.contents != "current" && !pages_are_sound(path)) {
@@ -153,11 +166,10 @@ private:
     }
   }
 
-  /// Whether something is refused that is not refused of the sound file.
-  bool SaysMore(probe_result const& found) const {
-    return std::any_of(found.refusals.begin(), found.refusals.end(), [this](std::string const& refusal) {
-      return std::find(expected.refusals.begin(), expected.refusals.end(), refusal) ==
-             expected.refusals.end();
+  /// Whether something is refused that was not refused before.
+  static bool SaysMore(probe_result const& found, probe_result const& before) {
+    return std::any_of(found.refusals.begin(), found.refusals.end(), [&](std::string const& refusal) {
+      return std::find(before.refusals.begin(), before.refusals.end(), refusal) == before.refusals.end();
     });
   }
 

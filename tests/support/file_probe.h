@@ -16,6 +16,9 @@ struct probe_result {
   void Add(probe_result const& further);
 };
 
+/// What a listing tells of the model that file_probe::change adds.
+inline constexpr char const* added_model = "model another: another text/text ";
+
 /// Looks files over, in a running module of its own. One thread at a time.
 class file_probe {
 public:
