@@ -31,12 +31,13 @@ protected:
     return checked(probe.look(path));
   }
   /// Expects, of a file made anew, that what SQL has changed is read as SQLite reads it, or refused with
-  /// words about the file and the class.
+  /// words about the file, the class and the row.
   void expectAnswered(std::string const& sql) {
     make_small_database(path, 512);
     probe_result const found = after(sql);
     if (found.contents != sound) {
-      EXPECT_THAT(found.refusals, Contains(AllOf(HasSubstr("'" + path + "', class '")))) << sql;
+      EXPECT_THAT(found.refusals, Contains(AllOf(HasSubstr("'" + path + "', class '"), HasSubstr(", row "))))
+          << sql;
     }
     EXPECT_THAT(words_from_nowhere(found.contents, sound, everything_in(path).value()), IsEmpty()) << sql;
   }
@@ -148,7 +149,11 @@ TEST_F(hostile_Rows, NegativeAndHugeRowNumbers) {
                                            .append(R"( SET "row" = )")
                                            .append(row)
                                            .append(R"( WHERE "row" = 0)"));
-      EXPECT_THAT(found.refusals, Contains(AllOf(HasSubstr(path), HasSubstr("class '"))))
+      EXPECT_THAT(found.refusals,
+                  Contains(AllOf(
+                      HasSubstr("'" + path + "', class '" + std::string(table).substr(6) + "'"),
+                      AnyOf(HasSubstr("', row "),
+                            HasSubstr(std::string("a row number that cannot be is stored there, ") + row)))))
           << table << " " << row;
     }
   }
@@ -188,7 +193,7 @@ TEST_F(hostile_Rows, NegativeAndHugeHandles) {
     make_small_database(path, 512);
     probe_result const found =
         after(std::string(R"(UPDATE class_cls_MapHeader SET "Target#Handle" = )").append(handle));
-    EXPECT_THAT(found.refusals, Contains(HasSubstr("class 'cls_MapHeader'"))) << handle;
+    EXPECT_THAT(found.refusals, Contains(HasSubstr("class 'cls_MapHeader', row "))) << handle;
     if (checked(probe.change(path)).refusals.empty()) {
       // All collections are one, which may hold objects of several classes now.
       EXPECT_THAT(checked(probe.look(path)).contents, AnyOf("refused", HasSubstr(added_model))) << handle;
@@ -218,19 +223,19 @@ TEST_F(hostile_Rows, AttributeAtAHugePlace) {
 }
 
 TEST_F(hostile_Rows, TextsWithZeroBytes) {
-  expectRefused("UPDATE class_ddr_Ddb SET description = CAST(x'410042' AS TEXT)", "class 'ddr_Ddb'",
+  expectRefused("UPDATE class_ddr_Ddb SET description = CAST(x'410042' AS TEXT)", "class 'ddr_Ddb', row ",
                 "description");
   make_small_database(path, 512);
-  expectRefused("UPDATE ddr_entry SET Key = CAST(x'410042' AS TEXT) WHERE Key = 'Beam'", "collection",
-                "not UTF-8");
+  expectRefused("UPDATE ddr_entry SET Key = CAST(x'410042' AS TEXT) WHERE Key = 'Beam'",
+                "class 'cls_MapHeader', row ", "not UTF-8");
 }
 
 TEST_F(hostile_Rows, TextsThatAreNotUtf8) {
   expectRefused("UPDATE class_ddr_Model SET modelName = CAST(x'41ff42' AS TEXT)", "class 'ddr_Model', row ",
                 "modelName");
   make_small_database(path, 512);
-  expectRefused("UPDATE ddr_entry SET Key = CAST(x'c0af' AS TEXT) WHERE Key = 'Beam'", "collection",
-                "not UTF-8");
+  expectRefused("UPDATE ddr_entry SET Key = CAST(x'c0af' AS TEXT) WHERE Key = 'Beam'",
+                "class 'cls_MapHeader', row ", "not UTF-8");
 }
 
 TEST_F(hostile_Rows, ViewsAndTriggersAreNotRun) {
