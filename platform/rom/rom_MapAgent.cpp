@@ -3,6 +3,7 @@
 #include "nex_Exception.h"
 #include "rom_ObjectSink.h"
 #include "rom_ObjectSource.h"
+#include "utl_Utf8.h"
 
 rom_MapAgent::rom_MapAgent(rom_Store& ofStore, rom_RowId headerRow, cls_Uid const& identity,
                            std::int64_t entryHandle)
@@ -19,7 +20,7 @@ rom_MapAgent::~rom_MapAgent() {
 
 rom_Store& rom_MapAgent::Need() const {
   if (store == nullptr) {
-    nex_Exception::Throw(nex_TextException(("The database file '" + std::string(fileName.Text()) +
+    nex_Exception::Throw(nex_TextException(("The database file '" + utl_Printable(fileName.View()) +
                                             "' of this collection has been closed; open it again to read or"
                                             " save what was not loaded.")),
                          "platform/rom/rom_MapAgent", __LINE__);
@@ -110,7 +111,7 @@ bool rom_MapAgent::IsReadOnly() const {
 void rom_MapAgent::BeginWrite() {
   rom_Store& into = Need();
   if (!born) {
-    nex_Exception::Throw(nex_TextException("The database file '" + std::string(fileName.Text()) +
+    nex_Exception::Throw(nex_TextException("The database file '" + utl_Printable(fileName.View()) +
                                            "' does not hold this collection yet; save the database first."),
                          "platform/rom/rom_MapAgent", __LINE__);
   }

@@ -3,6 +3,7 @@
 #include "nex_Exception.h"
 #include "rfm_Table.h"
 #include "rom_MapAgent.h"
+#include "utl_Utf8.h"
 
 #include <algorithm>
 #include <exception>
@@ -20,7 +21,7 @@ cow_String withSuffix(cow_String const& field, char const* suffix) {
 [[noreturn]] void refuseNesting(rom_Store const& store, unsigned typeId) {
   cls_ClassMetadata const* const known = store.registrar.Find(typeId);
   std::string const name = known == nullptr ? "another module" : known->Name().Text();
-  nex_Exception::Throw(nex_TextException("Saving to '" + std::string(store.file.FileName().Text()) +
+  nex_Exception::Throw(nex_TextException("Saving to '" + utl_Printable(store.file.FileName().View()) +
                                          "': objects of class '" + name + "' nest deeper than " +
                                          std::to_string(rom_Store::mostNestedInWriting) +
                                          " levels and could not be read back; nothing was saved. Make the "

@@ -3,6 +3,7 @@
 #include "nex_Exception.h"
 #include "rom_MapAgent.h"
 #include "rom_WritePass.h"
+#include "utl_Utf8.h"
 
 #include <algorithm>
 
@@ -34,7 +35,7 @@ rfm_ClassEntry const& rom_Store::StoredClass(unsigned classId) const {
   if (entry == nullptr) {
     char id[32];
     std::snprintf(id, sizeof id, "0x%x", classId);
-    nex_Exception::Throw(nex_TextException(("The database file '" + std::string(file.FileName().Text()) +
+    nex_Exception::Throw(nex_TextException(("The database file '" + utl_Printable(file.FileName().View()) +
                                             "' refers to class " + id +
                                             ", which its class list does not have; the file is damaged.")),
                          sourcePath, __LINE__);
@@ -63,11 +64,11 @@ bool rom_Store::IsA(unsigned classId, unsigned baseTypeId) const {
 
 std::string rom_Store::Where(unsigned classId, int row) const {
   rfm_ClassEntry const* entry = database.FindClass(classId);
-  std::string where = "File '" + std::string(file.FileName().Text()) + "', ";
+  std::string const where = "File '" + utl_Printable(file.FileName().View()) + "', ";
   if (entry == nullptr) {
     return where + "missing object";
   }
-  return where + "class '" + entry->name.Text() + "', row " + std::to_string(row);
+  return where + "class '" + utl_PrintableStart(entry->name.View()) + "', row " + std::to_string(row);
 }
 
 cls_AgentHandle rom_Store::Agent(rom_RowId header, cls_Uid const& uid, std::int64_t handle) {

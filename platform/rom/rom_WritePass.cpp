@@ -2,6 +2,7 @@
 
 #include "nex_Exception.h"
 #include "rom_MapAgent.h"
+#include "utl_Utf8.h"
 
 #include <algorithm>
 
@@ -93,7 +94,7 @@ rom_WritePass::rom_WritePass(rom_Store& ofStore)
     : store(ofStore), transaction(ofStore.database), writtenGeneration(ofStore.cache.Generation()) {
   if (store.database.ForeignCommits() != store.foreignCommits) {
     nex_Exception::Throw(
-        nex_TextException(("The database file '" + std::string(store.file.FileName().Text()) +
+        nex_TextException(("The database file '" + utl_Printable(store.file.FileName().View()) +
                            "' was changed by another user since it was opened here, so nothing was saved;"
                            " close it, open it again and repeat the change.")),
         sourcePath, __LINE__);
@@ -154,10 +155,11 @@ rom_WritePass::ClassState& rom_WritePass::Class(unsigned classId) {
     if (known == nullptr) {
       char id[32];
       std::snprintf(id, sizeof id, "0x%x", classId);
-      nex_Exception::Throw(nex_TextException((std::string("Class ") + id +
-                                              " is not registered, so its object cannot be stored in '" +
-                                              store.file.FileName().Text() + "'; register the class first.")),
-                           sourcePath, __LINE__);
+      nex_Exception::Throw(
+          nex_TextException((std::string("Class ") + id +
+                             " is not registered, so its object cannot be stored in '" +
+                             utl_Printable(store.file.FileName().View()) + "'; register the class first.")),
+          sourcePath, __LINE__);
     }
     store.database.AddClass(rom_storedClass(*known));
   }
@@ -197,7 +199,7 @@ void rom_WritePass::Commit() {
   }
   if (failed || !rows.empty() || !lists.empty()) {
     nex_Exception::Throw(
-        nex_TextException(("Saving to '" + std::string(store.file.FileName().Text()) +
+        nex_TextException(("Saving to '" + utl_Printable(store.file.FileName().View()) +
                            "' met an error before, so nothing was saved; the file is as it was.")),
         sourcePath, __LINE__);
   }
