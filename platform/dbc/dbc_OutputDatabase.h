@@ -9,10 +9,10 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
-#include <unordered_map>
 #include <vector>
 
 class rom_Transporter;
@@ -86,7 +86,7 @@ private:
   rfm_Database database;
   rom_Transporter& transporter;
   std::function<void(rfm_ClassEntry const&)> changeClass;
-  std::unordered_map<unsigned, ClassState> states;
+  std::map<unsigned, ClassState> states; // ordered, for the old file chooses the type ids
   std::set<unsigned> nameless;
   std::set<unsigned> touched;
   std::int64_t entriesAdded = 0;

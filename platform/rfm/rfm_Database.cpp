@@ -68,6 +68,10 @@ std::vector<rfm_ClassEntry> const& rfm_Database::Classes() const noexcept {
   return node->classes;
 }
 
+std::uint64_t rfm_Database::ClassListVersion() const noexcept {
+  return node->classesVersion;
+}
+
 rfm_ClassEntry const* rfm_Database::FindClass(unsigned typeId) const noexcept {
   return node->FindClass(typeId);
 }

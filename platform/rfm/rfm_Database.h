@@ -68,6 +68,8 @@ public:
   /// The class list in memory, in stored order: as of Bind, or of the last table or transaction asked for.
   /// References into it, and what FindClass gives, are valid until then.
   std::vector<rfm_ClassEntry> const& Classes() const noexcept;
+  /// A number that changes whenever Classes() does.
+  std::uint64_t ClassListVersion() const noexcept;
   /// The class with a type id, or null.
   rfm_ClassEntry const* FindClass(unsigned typeId) const noexcept;
   /// The class with a name (exact bytes), or null.

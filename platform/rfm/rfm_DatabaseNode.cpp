@@ -302,14 +302,14 @@ void rfm_DatabaseNode::CheckClass(rfm_ClassEntry const& entry) const {
 
 void rfm_DatabaseNode::TakeClasses(std::vector<rfm_ClassEntry> read) {
   if (read != classes) { // what others borrowed stays valid otherwise
-    std::unordered_map<unsigned, std::size_t> index;
-    index.reserve(read.size());
+    std::map<unsigned, std::size_t> index;
     for (rfm_ClassEntry const& entry : read) {
       index.emplace(entry.typeId, static_cast<std::size_t>(entry.row));
     }
     tablesDescribed = false;
     classes = std::move(read);
     byTypeId = std::move(index);
+    ++classesVersion;
   }
   if (!tablesDescribed) {
     for (auto const& [typeId, shape] : shapes) {
@@ -456,6 +456,7 @@ void rfm_DatabaseNode::ForgetChanges() noexcept {
     byTypeId.erase(classes.back().typeId);
     classes.pop_back();
   }
+  ++classesVersion;
   if (classesChanged) {
     boundClassList = ++connection.classListVersion;
   }
@@ -510,6 +511,7 @@ rfm_ClassEntry const& rfm_DatabaseNode::AddClass(rfm_ClassEntry const& added) {
   classes.reserve(classes.size() + 1);
   byTypeId.emplace(entry.typeId, classes.size());
   classes.push_back(std::move(entry));
+  ++classesVersion;
   boundClassList = ++connection.classListVersion;
   if (auto const shape = shapes.find(classes.back().typeId); shape != shapes.end()) {
     shape->second->Describe(&classes.back());
@@ -598,6 +600,7 @@ void rfm_DatabaseNode::MakeTable(unsigned typeId, std::vector<cow_String> const&
   }
   tablesMade.push_back(typeId);
   entry.table = table;
+  ++classesVersion;
   boundClassList = ++connection.classListVersion;
   std::shared_ptr<rfm_TableShape> const shape = ShapeOf(typeId);
   shape->Describe(&entry);
@@ -617,6 +620,7 @@ void rfm_DatabaseNode::ChangeClass(rfm_ClassEntry const& changed) {
   }
   classesChanged = descriptionsChanged = true;
   rfm_Whole whole(connection);
+  ++classesVersion;
   entry.name = changed.name;
   entry.version = changed.version;
   entry.baseTypeId = changed.baseTypeId;
@@ -693,6 +697,7 @@ std::shared_ptr<rfm_TableShape> rfm_DatabaseNode::RetireTable(unsigned typeId, c
     run.Change();
   }
   entry.table = cow_String();
+  ++classesVersion;
   boundClassList = ++connection.classListVersion;
   shapes.erase(typeId);
   shape->table = newName;

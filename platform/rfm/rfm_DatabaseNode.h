@@ -15,7 +15,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 /// The columns that the attributes of a class take, in order; hidden ones left out.
@@ -252,6 +251,7 @@ public:
   cow_String description;
   std::int64_t creationTime = 0;
   std::vector<rfm_ClassEntry> classes;
+  std::uint64_t classesVersion = 0; // changes with them
   rfm_Entries entries;
 
   // What rfm_Entries keeps.
@@ -299,8 +299,9 @@ private:
   [[noreturn]] void EndDoubtfulCommit();
   void ForgetChanges() noexcept;
 
-  std::unordered_map<unsigned, std::size_t> byTypeId;
-  std::unordered_map<unsigned, std::shared_ptr<rfm_TableShape>> shapes;
+  // Ordered, for a file may choose type ids that all have one place in a hashed table.
+  std::map<unsigned, std::size_t> byTypeId;
+  std::map<unsigned, std::shared_ptr<rfm_TableShape>> shapes;
   std::shared_ptr<rfm_TableShape> classListShape;
   bool bound = false;
   bool tablesDescribed = true; // whether every table knows the class list as it is

@@ -44,22 +44,26 @@ rfm_ClassEntry const& rom_Store::StoredClass(unsigned classId) const {
 }
 
 bool rom_Store::IsA(unsigned classId, unsigned baseTypeId) const {
-  // A chain longer than the class list runs in a circle.
-  for (std::size_t steps = 0; steps <= database.Classes().size(); ++steps) {
-    if (classId == baseTypeId) {
-      return true;
-    }
-    // Objects of a class that this process knows are made by its own code, whatever the file says of them.
-    if (registrar.Find(classId) != nullptr) {
-      return registrar.IsDerivedFrom(classId, baseTypeId);
-    }
-    rfm_ClassEntry const* entry = database.FindClass(classId);
-    if (entry == nullptr || entry->baseTypeId == cls_NoBaseTypeId) {
-      return false;
-    }
-    classId = entry->baseTypeId;
+  // Objects of a class that this process knows are made by its own code, whatever the file says of them.
+  if (classId == baseTypeId || registrar.Find(classId) != nullptr) {
+    return registrar.IsDerivedFrom(classId, baseTypeId);
   }
-  return false;
+  rfm_BaseClasses const& bases = UnknownClasses();
+  return bases.IsA(classId, baseTypeId) || registrar.IsDerivedFrom(bases.Outermost(classId), baseTypeId);
+}
+
+rfm_BaseClasses const& rom_Store::UnknownClasses() const {
+  if (unknownClassesVersion != database.ClassListVersion()) {
+    std::vector<std::pair<unsigned, unsigned>> derivations;
+    for (rfm_ClassEntry const& entry : database.Classes()) {
+      if (registrar.Find(entry.typeId) == nullptr) {
+        derivations.emplace_back(entry.typeId, entry.baseTypeId);
+      }
+    }
+    unknownClasses = rfm_BaseClasses(derivations);
+    unknownClassesVersion = database.ClassListVersion();
+  }
+  return unknownClasses;
 }
 
 std::string rom_Store::Where(unsigned classId, int row) const {

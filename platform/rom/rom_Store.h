@@ -3,6 +3,7 @@
 
 #include "cls_ClassRegistrar.h"
 #include "cls_Uid.h"
+#include "rfm_BaseClasses.h"
 #include "rfm_Database.h"
 #include "rfm_File.h"
 #include "rfm_ReadScope.h"
@@ -10,6 +11,7 @@
 
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <unordered_set>
 #include <utility>
@@ -73,6 +75,12 @@ public:
   int openSources = 0; ///< stored objects that are open for reading at this moment, nested in each other
 
 private:
+  /// The classes of the file that the registrar does not know, as derived from each other and from those that
+  /// it knows.
+  rfm_BaseClasses const& UnknownClasses() const;
+
+  mutable rfm_BaseClasses unknownClasses;
+  mutable std::optional<std::uint64_t> unknownClassesVersion; // of the class list that they are from
   std::unordered_set<rom_MapAgent*> agents;
   std::vector<rom_MapAgent*> unborn;
   std::map<rom_RowId, rom_MapAgent*> agentsByHeader;

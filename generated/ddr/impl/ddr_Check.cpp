@@ -4,6 +4,7 @@
 #include "ddr_Catalogue.h"
 #include "ddr_CheckNesting.h"
 #include "ddr_Ddb.h"
+#include "rfm_BaseClasses.h"
 #include "rfm_Check.h"
 #include "rfm_Database.h"
 #include "rfm_Entries.h"
@@ -18,7 +19,6 @@
 #include <map>
 #include <optional>
 #include <set>
-#include <unordered_map>
 #include <unordered_set>
 
 namespace {
@@ -135,9 +135,12 @@ class Checker {
 public:
   Checker(rfm_Database const& checked, ddr_CheckResult& checkResult)
       : database(checked), result(checkResult) {
+    std::vector<std::pair<unsigned, unsigned>> derivations;
     for (rfm_ClassEntry const& entry : database.Classes()) {
       classes.emplace(entry.typeId, Class(entry));
+      derivations.emplace_back(entry.typeId, entry.baseTypeId);
     }
+    bases = rfm_BaseClasses(derivations);
   }
 
   /// The class list, the tables that it names, and that there is a record.
@@ -288,7 +291,7 @@ private:
   void CheckClass(Class const& described) {
     Place const place{described.entry.typeId, -1};
     CheckDescription(place, described.entry);
-    if (described.HasBase() && IsA(described.entry.baseTypeId, described.entry.typeId)) {
+    if (described.HasBase() && bases.IsA(described.entry.baseTypeId, described.entry.typeId)) {
       Add(place, "it is among its own base classes", "Its objects cannot be read.", restoreRemedy);
     }
     rfm_Table const table = database.Table(described.entry.typeId);
@@ -335,21 +338,6 @@ private:
             "The database cannot be opened.", restoreRemedy);
       }
     }
-  }
-
-  /// Whether objects of a class are objects of another one, by what the file says of its classes.
-  bool IsA(unsigned typeId, unsigned wanted) const {
-    for (std::size_t steps = 0; steps <= classes.size(); ++steps) { // a longer chain runs in a circle
-      if (typeId == wanted) {
-        return true;
-      }
-      Class const* const found = Find(typeId);
-      if (found == nullptr || !found->HasBase()) {
-        return false;
-      }
-      typeId = found->entry.baseTypeId;
-    }
-    return false;
   }
 
   /// Every row of a class.
@@ -487,7 +475,7 @@ private:
     }
     bool const isRight = field.attribute.collection == 0
                              ? field.attribute.elementTypeId <= rfm_NoBaseTypeId ||
-                                   IsA(target.typeId, field.attribute.elementTypeId)
+                                   bases.IsA(target.typeId, field.attribute.elementTypeId)
                              : IsHeaderFor(field.attribute, *Find(target.typeId));
     if (!isRight) {
       Add(place, what() + " leads to an object of the wrong class, " + Text(target),
@@ -572,8 +560,11 @@ private:
       return;
     }
     Try(place, "The collection cannot be read.", [&] {
-      auto const [owner, isFirst] = headers.emplace(row.ReadFieldHandle(handleField), place);
-      if (!isFirst) {
+      std::int64_t const handle = row.ReadFieldHandle(handleField);
+      auto const [owner, isFirst] = headers.emplace(handle, place);
+      if (isFirst) {
+        handles.emplace(place, handle);
+      } else {
         Add(place, "it shares its entries with another collection (" + Text(owner->second) + ")",
             "A change of one changes the other.", restoreRemedy);
       }
@@ -589,6 +580,14 @@ private:
     bool const isMap = header.typeId == cls_MapHeaderTypeId;
     std::unordered_set<std::string> keys;
     std::set<Place> targets;
+    std::map<unsigned, bool> rightClasses; // as of the targets before
+    auto const isRight = [&](unsigned typeId) {
+      auto const [answer, isNew] = rightClasses.emplace(typeId, false);
+      if (isNew) {
+        answer->second = IsOfAll(expected, typeId);
+      }
+      return answer->second;
+    };
     rfm_EntryCursor walk = database.Entries().Scan(handle);
     while (IsWithinMeasure() && walk.Next()) {
       ++result.rowsChecked;
@@ -617,7 +616,7 @@ private:
       }
       if (!isSet && mustBeSet) {
         Add(header, entryText() + " leads to no object", "It cannot be read.", restoreRemedy);
-      } else if (isSet && CheckTarget(header, entryText, target) && !IsOfAll(expected, target.typeId)) {
+      } else if (isSet && CheckTarget(header, entryText, target) && !isRight(target.typeId)) {
         Add(header, entryText() + " leads to an object of the wrong class, " + Text(target),
             "It cannot be read.", restoreRemedy);
       }
@@ -636,21 +635,21 @@ private:
   }
 
   bool IsOfAll(std::set<Use> const& expected, unsigned typeId) const {
-    return std::all_of(expected.begin(), expected.end(),
-                       [&](Use const& use) { return use.entryClass == 0 || IsA(typeId, use.entryClass); });
+    return std::all_of(expected.begin(), expected.end(), [&](Use const& use) {
+      return use.entryClass == 0 || bases.IsA(typeId, use.entryClass);
+    });
   }
 
   /// Whether opening a database goes on from an object to those that it holds.
   bool IsReadWithItsHolder(Place const& holder) const {
     return holder.typeId == ddr_Ddb::TypeId() || Find(holder.typeId)->isCollection ||
-           IsA(holder.typeId, dia_DiagnosticData::TypeId());
+           bases.IsA(holder.typeId, dia_DiagnosticData::TypeId());
   }
 
   void CheckEntriesUnlessModels(Place const& header) {
-    for (auto const& [handle, owner] : headers) {
-      if (owner == header && !uses[header].contains({ddr_Model::TypeId()})) {
-        Try(header, "The collection cannot be read.", [&, number = handle] { CheckEntries(header, number); });
-      }
+    auto const found = handles.find(header);
+    if (found != handles.end() && !uses[header].contains({ddr_Model::TypeId()})) {
+      Try(header, "The collection cannot be read.", [&] { CheckEntries(header, found->second); });
     }
   }
 
@@ -786,9 +785,11 @@ private:
   ddr_CheckResult& result;
   std::uint64_t allowed = smallestReading; // what may be read [byte]
   std::map<unsigned, Class> classes;
+  rfm_BaseClasses bases;
   std::map<unsigned, rfm_Table> tables;
   cls_ClassRegistrar const known = knownClasses();
   std::map<std::int64_t, Place> headers; // which collection owns which entries
+  std::map<Place, std::int64_t> handles; // and which of them each has, unless another one had them before
   std::map<Place, std::set<Use>> uses;   // what collections are used for, by their headers
   std::vector<ddr_CheckEdge> edges;
   std::vector<std::pair<rfm_Uid, Place>> identities;
