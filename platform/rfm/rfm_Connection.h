@@ -53,6 +53,14 @@ struct rfm_CommitEnd {
   int number = 0;                ///< why, as errno has it; 0 when the system does not tell
 };
 
+/// Tells states of a file apart, as one connection sees them: where two are equal, so is what the file holds.
+struct rfm_State {
+  std::uint64_t dataVersion = 0;   // changes of others
+  int changes = 0;                 // of rows, here
+  std::uint64_t schemaChanges = 0; // of the schema here, and changes taken back
+  friend bool operator==(rfm_State const&, rfm_State const&) = default;
+};
+
 /// One SQLite connection. Borrowed by everything prepared on it.
 class rfm_Connection {
 public:
@@ -103,6 +111,8 @@ public:
   std::uint64_t Epoch() const noexcept { return epoch; }
   /// As of the last begin of reading or writing: changes when another connection changed the file.
   std::uint64_t DataVersion() const noexcept { return dataVersion; }
+  /// The state that is read. Inside a read scope or a transaction.
+  rfm_State State() const noexcept { return {dataVersion, sqlite3_total_changes(database), schemaChanges}; }
   /// Counts what may have changed the schema here.
   std::uint64_t schemaChanges = 0;
   /// Counts changes of the class list made here or taken back here.

@@ -61,7 +61,7 @@ void rfm_DatabaseNode::ThrowDamagedEntry(std::int64_t handle, std::int64_t posit
   rfm_Subject header;
   try {
     header = HeaderOf(handle);
-  } catch (rfm_Exception const&) { // what is wrong with the headers is another matter
+  } catch (rfm_Exception const&) { // the words about the entry are more important
   }
   ThrowDamaged("entry " + std::to_string(position) + " of collection " + std::to_string(handle) +
                    std::string(what),
@@ -70,25 +70,50 @@ void rfm_DatabaseNode::ThrowDamagedEntry(std::int64_t handle, std::int64_t posit
 
 rfm_Subject rfm_DatabaseNode::HeaderOf(std::int64_t handle) {
   rfm_ScopeGuard const scope(connection);
+  if (headersState != connection.State()) {
+    ReadHeaders();
+  }
+  auto const found =
+      std::lower_bound(headers.begin(), headers.end(), handle,
+                       [](Header const& header, std::int64_t wanted) { return header.handle < wanted; });
+  if (found == headers.end() || found->handle != handle) {
+    return {};
+  }
+  rfm_ClassEntry const* const entry = FindClass(found->typeId);
+  return entry == nullptr ? rfm_Subject() : rfm_Subject{&entry->name, found->row};
+}
+
+// What is wrong with the rows of headers is another matter, so those that cannot be read are left out.
+void rfm_DatabaseNode::ReadHeaders() {
+  headersState.reset();
+  headers.clear();
   for (rfm_ClassEntry const& entry : classes) {
     for (rfm_AttributeEntry const& attribute : entry.attributes) {
       rfm_TableShape& shape = *ShapeOf(entry.typeId);
       if (attribute.kind != rfm_AttributeKind_Handle || !shape.Exists()) {
         continue;
       }
-      shape.WantColumns();
-      rfm_Statement statement;
-      rfm_Run run(connection, statement,
-                  "SELECT " + rfm_quote(rfm_RowColumn) + " FROM " + rfm_quote(shape.table.View()) +
-                      " WHERE " + rfm_quote(attribute.name.View()) + " = ?1 LIMIT 1",
-                  {&entry.name});
-      run.Bind(1, handle);
-      if (run.Step()) {
-        return {&entry.name, sqlite3_column_int64(run.Get(), 0)};
+      try {
+        shape.WantColumns();
+        std::string const handle = rfm_quote(attribute.name.View());
+        std::string const row = rfm_quote(rfm_RowColumn);
+        rfm_Statement statement;
+        // In order, so that all rows are read in one step, whose work is limited.
+        rfm_Run run(connection, statement,
+                    "SELECT " + handle + ", " + row + " FROM " + rfm_quote(shape.table.View()) +
+                        " WHERE typeof(" + handle + ") = 'integer' ORDER BY " + handle + ", " + row,
+                    {&entry.name});
+        while (run.Step()) {
+          headers.push_back(
+              {sqlite3_column_int64(run.Get(), 0), entry.typeId, sqlite3_column_int64(run.Get(), 1)});
+        }
+      } catch (rfm_Exception const&) {
       }
     }
   }
-  return {};
+  std::stable_sort(headers.begin(), headers.end(),
+                   [](Header const& left, Header const& right) { return left.handle < right.handle; });
+  headersState = connection.State();
 }
 
 cow_String rfm_DatabaseNode::CheckedText(sqlite3_stmt* statement, int column, std::string_view what) const {

@@ -4,6 +4,7 @@
 #include "rfm_ClassEntry.h"
 #include "rfm_Database.h"
 #include "rfm_Entries.h"
+#include "rfm_EntryMap.h"
 #include "rfm_FileNode.h"
 #include "rfm_Format.h"
 #include "rfm_Row.h"
@@ -268,6 +269,7 @@ public:
   int appendPosition = 0;        // and the place of its next entry
   std::uint64_t appendEpoch = 0; // valid while the epoch lasts
   bool entriesAppended = false;
+  rfm_EntryMap entryMap;
 
 private:
   friend class rfm_Rebuild;
@@ -278,8 +280,16 @@ private:
     std::string fault;                // empty: all is plain
   };
 
+  /// A row that has a collection.
+  struct Header {
+    std::int64_t handle;
+    unsigned typeId;
+    std::int64_t row;
+  };
+
   /// The row that has a collection; nothing when none has.
   rfm_Subject HeaderOf(std::int64_t handle);
+  void ReadHeaders();
   void InsertAttributes(rfm_ClassEntry const& entry);
   void AddColumns(rfm_TableShape& shape, std::vector<cow_String> const& columns);
   std::vector<rfm_ClassEntry> ReadClasses();
@@ -303,6 +313,8 @@ private:
   std::map<unsigned, std::size_t> byTypeId;
   std::map<unsigned, std::shared_ptr<rfm_TableShape>> shapes;
   std::shared_ptr<rfm_TableShape> classListShape;
+  std::vector<Header> headers;           // by their handles; kept, for each of many entries may be damaged
+  std::optional<rfm_State> headersState; // that they are from
   bool bound = false;
   bool tablesDescribed = true; // whether every table knows the class list as it is
   std::uint64_t boundData = 0;

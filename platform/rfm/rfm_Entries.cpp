@@ -158,7 +158,7 @@ std::optional<rfm_Entry> rfm_Entries::Find(std::int64_t handle, std::string_view
     database.WantEntryIndex(); // otherwise each look-up walks over what was appended
   }
   if (!database.HasEntryIndex()) {
-    return FindWalking(handle, key);
+    return database.entryMap.Find(connection, *this, handle, key);
   }
   // SQLite would rather walk over the collection than take the index.
   rfm_Run run(connection, database.findEntry,
@@ -178,28 +178,18 @@ std::optional<rfm_Entry> rfm_Entries::Find(std::int64_t handle, std::string_view
   return found;
 }
 
-// Not inside SQLite, which would read long keys without a measure.
-std::optional<rfm_Entry> rfm_Entries::FindWalking(std::int64_t handle, std::string_view key) const {
-  for (rfm_EntryCursor walk = Scan(handle); walk.Next();) {
-    if (walk.Key() == key) {
-      return rfm_Entry{cow_String(key), walk.ClassId(), walk.Oid(), walk.Position()};
-    }
+std::optional<rfm_Entry> rfm_Entries::FindListed(std::int64_t handle, std::string_view key) const {
+  std::optional<rfm_Entry> const found = Find(handle, key);
+  if (found || !database.HasEntryIndex()) {
+    return found;
+  }
+  rfm_ScopeGuard const scope(database.Connection());
+  if (std::optional<rfm_Entry> const missed =
+          database.entryMap.Find(database.Connection(), *this, handle, key)) {
+    database.ThrowDamagedEntry(handle, missed->position,
+                               ", '" + utl_PrintableStart(key) + "', is missing from the index of entries");
   }
   return std::nullopt;
-}
-
-std::optional<rfm_Entry> rfm_Entries::FindListed(std::int64_t handle, std::string_view key) const {
-  std::optional<rfm_Entry> found = Find(handle, key);
-  if (!found && database.HasEntryIndex()) {
-    for (rfm_EntryCursor walk = Scan(handle); walk.Next();) {
-      if (walk.Key() == key) {
-        database.ThrowDamagedEntry(handle, walk.Position(),
-                                   ", '" + utl_PrintableStart(key) +
-                                       "', is missing from the index of entries");
-      }
-    }
-  }
-  return found;
 }
 
 int rfm_Entries::Count(std::int64_t handle) const {

@@ -69,10 +69,11 @@ public:
 
   /// Walks the entries of a collection; an unknown handle has none.
   rfm_EntryCursor Scan(std::int64_t handle) const;
-  /// The first entry of a key, or nothing. Costs one look-up, independent of the number of entries.
+  /// The first entry of a key, or nothing. Costs one look-up, independent of the number of entries; in a file
+  /// without its index by key, also a walk over the collection for each state of the file.
   std::optional<rfm_Entry> Find(std::int64_t handle, std::string_view key) const;
   /// The same for a key that a walk has met. Throws when it is there but the index by key does not lead to
-  /// it. O(entries of the collection) for a key that is gone.
+  /// it. O(entries of the collection) for the first key of a state of the file that is not found.
   std::optional<rfm_Entry> FindListed(std::int64_t handle, std::string_view key) const;
   /// How many entries the collection has. Costs a walk over it.
   int Count(std::int64_t handle) const;
@@ -92,7 +93,6 @@ private:
   friend class rfm_DatabaseNode;
   explicit rfm_Entries(rfm_DatabaseNode& owner) noexcept;
   bool WantIndex() const;
-  std::optional<rfm_Entry> FindWalking(std::int64_t handle, std::string_view key) const;
 
   rfm_DatabaseNode& database;
 };

@@ -22,6 +22,63 @@ TEST_F(EntriesTest, KeysAreFoundWithoutTheIndex) {
   EXPECT_FALSE(database.Entries().FindListed(1, "c"));
 }
 
+/// Without the index, and with more entries than are walked over each time.
+struct EntriesWithoutIndexTest : EntriesTest {
+  EntriesWithoutIndexTest() {
+    runSql(path,
+           "DROP INDEX ddr_entry_key; WITH RECURSIVE n(i) AS (SELECT 2 UNION ALL SELECT i + 1 FROM n WHERE "
+           "i < 500) INSERT INTO ddr_entry SELECT 1, i, 'e' || i, 1, i FROM n");
+  }
+  /// The place of the entry found, and -1 for none.
+  int placeOf(std::string const& key) {
+    std::optional<rfm_Entry> const found = database.Entries().Find(1, key);
+    return found ? found->position : -1;
+  }
+};
+
+TEST_F(EntriesWithoutIndexTest, AllAreFoundWithOneWalk) {
+  std::uint64_t const before = database.File().Statistics().rowsRead;
+  for (int place = 2; place <= 500; ++place) {
+    EXPECT_EQ(placeOf(numbered("e", place)), place);
+  }
+  EXPECT_EQ(placeOf("no such entry"), -1);
+  EXPECT_LT(database.File().Statistics().rowsRead - before, 1000U);
+}
+
+TEST_F(EntriesWithoutIndexTest, TheFirstOfSeveralWithOneKeyIsFound) {
+  runSql(path, "UPDATE ddr_entry SET Key = 'e' WHERE position > 70");
+  EXPECT_EQ(placeOf("e"), 71);
+}
+
+TEST_F(EntriesWithoutIndexTest, ChangesOfOthersAreSeen) {
+  EXPECT_EQ(placeOf("e400"), 400);
+  runSql(
+      path,
+      "DELETE FROM ddr_entry WHERE position = 400; UPDATE ddr_entry SET Key = 'late' WHERE position = 300");
+  EXPECT_EQ(placeOf("e400"), -1);
+  EXPECT_EQ(placeOf("late"), 300);
+}
+
+TEST_F(EntriesWithoutIndexTest, ChangesThatWereTakenBackAreNotSeen) {
+  EXPECT_EQ(placeOf("a"), 0);
+  {
+    rfm_Transaction transaction(database);
+    database.Entries().Clear(1);
+    EXPECT_EQ(placeOf("a"), -1);
+  }
+  EXPECT_EQ(placeOf("a"), 0);
+  EXPECT_EQ(placeOf("e500"), 500);
+}
+
+TEST_F(EntriesWithoutIndexTest, WhatStandsBeforeADamagedEntryIsFound) {
+  runSql(path, "UPDATE ddr_entry SET ClassID = 'x' WHERE position = 300");
+  for (int count = 0; count < 2; ++count) {
+    EXPECT_EQ(placeOf("e299"), 299);
+    EXPECT_THAT(failureOf([&] { placeOf("e301"); }),
+                AllOf(StartsWith("Damaged: "), HasSubstr("entry 300 of collection 1 refers to nothing")));
+  }
+}
+
 TEST_F(EntriesTest, AChangeByKeyMakesTheIndexThatIsMissing) {
   runSql(path, "DROP INDEX ddr_entry_key");
   rfm_Transaction transaction(database);
