@@ -7,6 +7,7 @@
 #include "stored_file.h"
 #include "temporary_folder.h"
 
+#include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -28,7 +29,14 @@ protected:
   probe_result after(std::string const& sql) {
     change_stored_file(path, sql);
     EXPECT_THAT(checked(probe.upgrade(path)).contents, AnyOf("current", "refused")) << sql;
+    repairACopy();
     return checked(probe.look(path));
+  }
+  /// What the repair of the names says of a copy of the file.
+  probe_result repairACopy() {
+    std::string const copy = folder.path("copy.ddr");
+    std::filesystem::copy_file(path, copy, std::filesystem::copy_options::overwrite_existing);
+    return checked(probe.repair(copy));
   }
   /// Expects, of a file made anew, that what SQL has changed is read as SQLite reads it, or refused with
   /// words about the file, the class and the row.
@@ -390,6 +398,116 @@ TEST_F(hostile_SharedPages, OfIdentitiesThatNoIndexHas) {
   shareRows("class_ddr_Model", "\"#uid\"", 100);
   checked(probe.look(path));
   changed();
+}
+
+TEST_F(hostile_SharedPages, OfRecordsThatARepairGoesOver) {
+  shareRows("class_ddr_Ddb", "description", 100);
+  EXPECT_THAT(repairACopy().refusals, Contains(AllOf(HasSubstr("class 'ddr_Ddb', row "),
+                                                     HasSubstr("many of them lead to the same pages"))));
+}
+
+/// Files in which each of very many rows is cheap by itself.
+class hostile_Many : public hostile_Rows {
+protected:
+  static constexpr int classCount = 16384;
+  hostile_Many() { make_small_database(path, 4096); }
+  /// SQL that counts from 0 to a number before which it ends, as n.i.
+  static std::string counting(int end) {
+    return "WITH RECURSIVE n(i) AS (SELECT 0 UNION ALL SELECT i + 1 FROM n WHERE i + 1 < " +
+           std::to_string(end) + ") ";
+  }
+  /// Fills the class list: the base of each new class is the next one, and that of the last one is given.
+  void deriveAll(std::string const& outermost) {
+    std::string const first = stored_file(path).value("SELECT count(*) FROM ddr_class");
+    std::string const last = std::to_string(classCount - 1 - std::stoi(first));
+    change_stored_file(path, counting(classCount - std::stoi(first)) + "INSERT INTO ddr_class SELECT i + " +
+                                 first + ", 'c' || i, NULL, 16777216 + i, 1, CASE i WHEN " + last + " THEN " +
+                                 outermost + " ELSE 16777217 + i END FROM n");
+  }
+  /// Adds entries "e0", "e1", ... to a collection.
+  /// @param target SQL of class and row
+  void addEntries(std::string const& handle, int count, std::string const& target) {
+    change_stored_file(path, counting(count) + "INSERT INTO ddr_entry SELECT " + handle +
+                                 ", 1000 + i, 'e' || i, " + target + " FROM n");
+  }
+  std::string handleOf(std::string const& collection) const {
+    return stored_file(path).value("SELECT \"Target#Handle\" FROM class_cls_MapHeader WHERE \"row\" = "
+                                   "(SELECT \"" +
+                                   collection + "#OID\" FROM class_ddr_Ddb ORDER BY \"row\" DESC)");
+  }
+};
+
+TEST_F(hostile_Many, BaseClassesInALongChain) {
+  deriveAll("1");
+  EXPECT_EQ(after("").contents, sound);
+}
+
+TEST_F(hostile_Many, BaseClassesInALongCircle) {
+  deriveAll("16777216");
+  EXPECT_THAT(after("").refusals,
+              Contains(AllOf(HasSubstr(path), HasSubstr("'c17'"), HasSubstr("among its own base classes"))));
+}
+
+TEST_F(hostile_Many, ObjectsOfAClassWithManyBases) {
+  deriveAll("2228225"); // ddr_Result
+  change_stored_file(path, "UPDATE ddr_class SET \"Class Table\" = 'class_c0' WHERE \"Class Name\" = 'c0';"
+                           "CREATE TABLE class_c0(\"row\" INTEGER PRIMARY KEY, \"#uid\" BLOB);"
+                           "INSERT INTO class_c0 VALUES(0, zeroblob(16))");
+  addEntries(handleOf("results"), 5'000, "16777216, 0");
+  EXPECT_THAT(after("").refusals, Contains(AllOf(HasSubstr(path), HasSubstr("class 'c0', row 0"))));
+}
+
+// A hashed table of 20,753 places would have all of them in one.
+TEST_F(hostile_Many, ClassesWhoseNumbersHashAlike) {
+  std::string const first = stored_file(path).value("SELECT count(*) FROM ddr_class");
+  change_stored_file(path, counting(20'000) + "INSERT INTO ddr_class SELECT i + " + first +
+                               ", 'c' || i, NULL, 20753 * (i + 1000), 1, 1 FROM n");
+  EXPECT_EQ(after("").contents, sound);
+}
+
+TEST_F(hostile_Many, HeadersInOneCollection) {
+  int const count = 20'000;
+  change_stored_file(path, counting(count) +
+                               "INSERT INTO class_cls_MapHeader(\"row\", \"#uid\", "
+                               "\"Target#Handle\") SELECT 1000 + i, randomblob(16), 1000 + i FROM n");
+  addEntries(handleOf("results"), count, "2293762, 1000 + i");
+  EXPECT_THAT(after("").refusals, Contains(AllOf(HasSubstr("class 'cls_MapHeader', row "),
+                                                 HasSubstr("leads to an object of the wrong class"))));
+}
+
+TEST_F(hostile_Many, RowsOfRecordsFarApart) {
+  change_stored_file(path, "UPDATE class_ddr_Ddb SET \"row\" = 2147483646, name = 'another' WHERE \"row\" = "
+                           "(SELECT max(\"row\") FROM class_ddr_Ddb)");
+  EXPECT_EQ(repairACopy().contents, "repaired");
+  after("");
+}
+
+TEST_F(hostile_Many, EntriesWithoutTheIndexOfTheirNames) {
+  change_stored_file(path, "DROP INDEX ddr_entry_key");
+  addEntries(handleOf("models"), 8'000, "2228231, 0");
+  EXPECT_THAT(after("").contents, HasSubstr("model e7999: "));
+  changed();
+}
+
+// The index is that of an empty table.
+TEST_F(hostile_Many, EntriesThatTheIndexOfTheirNamesLacks) {
+  addEntries(handleOf("models"), 8'000, "2228231, 0");
+  change_stored_file(path, "CREATE TABLE notes(a); CREATE INDEX notes_a ON notes(a); "
+                           "PRAGMA writable_schema = on; UPDATE sqlite_schema SET rootpage = "
+                           "(SELECT rootpage FROM sqlite_schema WHERE name = 'notes_a') "
+                           "WHERE name = 'ddr_entry_key'");
+  EXPECT_THAT(after("").refusals, Contains(HasSubstr("'e7999', is missing from the index of entries")));
+  checked(probe.change(path));
+}
+
+TEST_F(hostile_Many, CollectionsWithADamagedEntry) {
+  int const count = 10'000;
+  change_stored_file(path, counting(count) +
+                               "INSERT INTO class_cls_MapHeader(\"row\", \"#uid\", "
+                               "\"Target#Handle\") SELECT 1000 + i, randomblob(16), 1000 + i FROM n");
+  change_stored_file(path, counting(count) + "INSERT INTO ddr_entry SELECT 1000 + i, 0, 'e', 'x', 0 FROM n");
+  EXPECT_THAT(after("").refusals, Contains(AllOf(HasSubstr("class 'cls_MapHeader', row 1000"),
+                                                 HasSubstr("refers to nothing that can be"))));
 }
 
 // SQLite keeps sixty times the text in memory while the file is open for writing.

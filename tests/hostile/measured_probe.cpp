@@ -34,6 +34,9 @@ probe_result work(file_probe& probe, char step, std::string const& path) {
   if (step == 'c') {
     return measured("a change", path, [&] { return probe.change(path); });
   }
+  if (step == 'r') {
+    return measured("a repair of the names", path, [&] { return probe.repair(path); });
+  }
   probe_result found = measured("reading", path, [&] { return probe.read(path); });
   found.Add(measured("a quick check", path, [&] { return probe.check_quickly(path); }));
   found.Add(measured("a check", path, [&] { return probe.check(path); }));

@@ -21,6 +21,7 @@ public:
   probe_result look(std::string const& path) { return Ask('l', path); }
   probe_result upgrade(std::string const& path) { return Ask('u', path); }
   probe_result change(std::string const& path) { return Ask('c', path); }
+  probe_result repair(std::string const& path) { return Ask('r', path); }
   /// @}
 
 private:

@@ -6,12 +6,14 @@
 #include "cls_MetadataRegistrar.h"
 #include "dbc_Conversion.h"
 #include "ddr_Check.h"
+#include "ddr_FixPS.h"
 #include "ddr_Library.h"
 #include "nex_Exception.h"
 #include "omu_Exceptions.h"
 #include "rfm_ReadScope.h"
 #include "rfm_Table.h"
 #include "rom_Memento.h"
+#include "rom_ODBHeaderParser.h"
 #include "stored_file.h"
 #include "temporary_folder.h"
 
@@ -130,6 +132,17 @@ public:
       Root().Replace(changed);
       Root().SaveDdb(name, true);
     });
+  }
+
+  void Repair() {
+    bool const isDone = Try([&] {
+      rfm_Database opened =
+          rfm_Database::Open(rfm_File::Open(cow_String(path), utl_FileAccess::Write, true), "D0");
+      opened.Bind();
+      rom_UtlDatabase tables(opened);
+      ddr_FixPS::FixPersistentString(tables);
+    });
+    result.contents = isDone ? "repaired" : "refused";
   }
 
   void Close() {
@@ -312,6 +325,16 @@ probe_result file_probe::change(std::string const& path) {
   if (look.IsOpen()) {
     look.Change();
     look.Close();
+  }
+  return result;
+}
+
+probe_result file_probe::repair(std::string const& path) {
+  std::string const bytesBefore = readFile(path);
+  probe_result result;
+  Look(path, result).Repair();
+  if (result.contents == "refused" && readFile(path) != bytesBefore) {
+    result.faults.push_back("a repair that was refused changed the file");
   }
   return result;
 }

@@ -43,6 +43,9 @@ public:
   probe_result upgrade(std::string const& path);
   /// Opens a file for writing, changes something of each kind, saves and closes.
   probe_result change(std::string const& path);
+  /// Repairs the names stored in a file: `contents` is "repaired" or "refused". It is a fault when a file
+  /// changes whose repair is refused.
+  probe_result repair(std::string const& path);
 
 private:
   int libraries = 0;
