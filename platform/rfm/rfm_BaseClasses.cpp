@@ -76,8 +76,7 @@ bool rfm_BaseClasses::IsA(unsigned typeId, unsigned wanted) const {
   }
   Class const& sought = classes[base->second];
   Class const& found = classes[FirstAtDepth(derived->second, sought.depth)];
-  return &found == &sought ||
-         (found.depth == 0 && sought.depth == 0 && found.outermost == sought.outermost);
+  return &found == &sought || (found.depth == 0 && sought.depth == 0 && found.outermost == sought.outermost);
 }
 
 unsigned rfm_BaseClasses::Outermost(unsigned typeId) const {

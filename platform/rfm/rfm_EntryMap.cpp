@@ -32,9 +32,9 @@ rfm_EntryMap::Collection::Collection(rfm_EntryCursor walk) {
 }
 
 std::optional<rfm_Entry> rfm_EntryMap::Collection::Find(std::string_view key) const {
-  auto const found =
-      std::lower_bound(listed.begin(), listed.end(), key,
-                       [this](Listed const& entry, std::string_view wanted) { return KeyOf(entry) < wanted; });
+  auto const found = std::lower_bound(
+      listed.begin(), listed.end(), key,
+      [this](Listed const& entry, std::string_view wanted) { return KeyOf(entry) < wanted; });
   if (found != listed.end() && KeyOf(*found) == key) {
     return rfm_Entry{cow_String(key), found->classId, found->oid, found->position};
   }
@@ -57,7 +57,8 @@ std::optional<rfm_Entry> rfm_EntryMap::Find(rfm_Connection const& connection, rf
   Collection walked(entries.Scan(handle));
   std::optional<rfm_Entry> found = walked.Find(key);
   if (walked.Size() > smallCollection) {
-    if (kept + walked.Bytes() > smallestLimit + mostOfFile * static_cast<std::size_t>(connection.HeldBytes())) {
+    if (kept + walked.Bytes() >
+        smallestLimit + mostOfFile * static_cast<std::size_t>(connection.HeldBytes())) {
       collections.clear();
       kept = 0;
     }
