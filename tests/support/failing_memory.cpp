@@ -100,7 +100,11 @@ struct SqliteTakenOver {
         sqliteMemory.xFree(block);
       }
     };
-    if (sqlite3_config(SQLITE_CONFIG_MALLOC, &mine) != SQLITE_OK) {
+    // What a connection and its pages have allocated in advance is not used, so that each block is asked for
+    // here.
+    if (sqlite3_config(SQLITE_CONFIG_MALLOC, &mine) != SQLITE_OK ||
+        sqlite3_config(SQLITE_CONFIG_LOOKASIDE, 0, 0) != SQLITE_OK ||
+        sqlite3_config(SQLITE_CONFIG_PAGECACHE, nullptr, 0, 0) != SQLITE_OK) {
       std::abort(); // a test would look at nothing
     }
   }

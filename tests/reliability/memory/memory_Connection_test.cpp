@@ -117,6 +117,34 @@ std::vector<memory_call> const callsOnCopiedTables = memory_calls<CopiedTables>(
     {"rfm_Rebuild::CopyFurtherTables", [](CopiedTables& on) { on.copy(); }},
 });
 
+// What SQLite has allocated in advance would pass unseen.
+TEST(Memory_Sqlite, AsksForEachBlock) {
+  temporary_folder const folder;
+  std::string const path = folder.path("a");
+  writeFile(path, "");
+  runSql(path,
+         "CREATE TABLE t(a); WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 15)"
+         "INSERT INTO t SELECT zeroblob(3000) FROM n");
+  sqlite3* database = nullptr;
+  ASSERT_EQ(sqlite3_open(path.c_str(), &database), SQLITE_OK);
+  sqlite3_stmt* statement = nullptr;
+  ASSERT_EQ(sqlite3_prepare_v2(database, "SELECT length(a) FROM t", -1, &statement, nullptr), SQLITE_OK);
+  failing_memory::start();
+  std::uint64_t pages = 0; // each holds one row
+  while (sqlite3_step(statement) == SQLITE_ROW) {
+    ++pages;
+  }
+  failing_memory::stop();
+  EXPECT_EQ(pages, 15U);
+  EXPECT_GE(failing_memory::allocations(), pages);
+  int used = 0;
+  int hits = 0;
+  sqlite3_db_status(database, SQLITE_DBSTATUS_LOOKASIDE_HIT, &used, &hits, 0);
+  EXPECT_EQ(hits, 0);
+  sqlite3_finalize(statement);
+  sqlite3_close(database);
+}
+
 struct ConvertedValue {
   char const* sql;
   std::string_view (*read)(sqlite3_stmt*, int);
@@ -129,7 +157,6 @@ TEST(Memory_Values, OneForWhichThereIsNoMemoryIsNotTakenForAnEmptyOne) {
         ConvertedValue{"SELECT 12345", rfm_columnText}, ConvertedValue{"SELECT 12345", rfm_columnBytes}}) {
     sqlite3* database = nullptr;
     ASSERT_EQ(sqlite3_open(":memory:", &database), SQLITE_OK);
-    sqlite3_db_config(database, SQLITE_DBCONFIG_LOOKASIDE, nullptr, 0, 0); // memory of its own
     sqlite3_stmt* statement = nullptr;
     ASSERT_EQ(sqlite3_prepare_v2(database, value.sql, -1, &statement, nullptr), SQLITE_OK);
     ASSERT_EQ(sqlite3_step(statement), SQLITE_ROW);
