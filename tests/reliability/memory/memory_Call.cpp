@@ -108,6 +108,7 @@ void memory_test::failEach(std::uint64_t affordable) {
     allocations = failing_memory::allocations();
     done = tried.look(subject.get());
   }
+  RecordProperty("allocations", std::to_string(allocations));
   torture_share const share;
   memory_places const places(allocations, affordable, allocations, share);
   std::uint64_t failures = 0;
@@ -123,6 +124,6 @@ void memory_test::failEach(std::uint64_t affordable) {
       ++failures;
     }
   }
-  EXPECT_TRUE(failures > 0 || allocations == 0);
+  EXPECT_EQ(failures > 0 ? memory_need::Some : memory_need::None, tried.need) << "of memory";
   memory_tell(1, failures);
 }

@@ -60,11 +60,7 @@ struct DamagedTable : OpenDatabase {
 std::vector<memory_call> const callsOnDamagedTables = memory_calls<DamagedTable>({
     {"rfm_Table::Length of a damaged table",
      [](DamagedTable& on) {
-       try {
-         on.told = std::to_string(on.database.Table(ddr_Model::TypeId()).Length());
-       } catch (rfm_Exception const& damage) {
-         on.told = damage.what();
-       }
+       on.told = memory_refusal<rfm_Exception>([&] { on.database.Table(ddr_Model::TypeId()).Length(); });
      }},
 });
 
@@ -96,6 +92,7 @@ struct CopiedTables : OpenDatabase {
   CopiedTables() {
     runSql(path,
            "CREATE TABLE notes(a, b UNIQUE); CREATE INDEX notesByA ON notes(a);"
+           "CREATE VIEW aViewWithALongName AS SELECT a FROM notes;"
            "INSERT INTO notes VALUES(1, 'one'), (2, 'two'); CREATE TABLE logs(a CHECK (random() <> a))");
   }
   void copy() {
@@ -115,6 +112,8 @@ struct CopiedTables : OpenDatabase {
 
 std::vector<memory_call> const callsOnCopiedTables = memory_calls<CopiedTables>({
     {"rfm_Rebuild::CopyFurtherTables", [](CopiedTables& on) { on.copy(); }},
+    {"rfm_Rebuild::FurtherThings",
+     [](CopiedTables& on) { on.told = rfm_Rebuild::FurtherThings(on.database).at(0); }},
 });
 
 // What SQLite has allocated in advance would pass unseen.

@@ -39,10 +39,11 @@ std::vector<memory_call> const textCalls = memory_calls<Texts>({
      [](Texts& on) { on.taken = cow_String(std::string_view(longText).substr(3)); }},
     {"cow_String from a long string", [](Texts& on) { on.taken = cow_String(std::string(1000, 'x')); }},
     {"cow_String from a part", [](Texts& on) { on.taken = cow_String(longText.c_str(), 30); }},
-    {"cow_String from a short text", [](Texts& on) { on.taken = cow_String("short"); }},
-    {"cow_String copied", [](Texts& on) { on.taken = cow_String(on.sharer); }},
+    {"cow_String from a short text", [](Texts& on) { on.taken = cow_String("short"); }, memory_need::None},
+    {"cow_String copied", [](Texts& on) { on.taken = cow_String(on.sharer); }, memory_need::None},
     {"cow_String compared",
-     [](Texts& on) { static_cast<void>(cow_String::Compare(on.taken, on.sharer) + (on.taken == "x")); }},
+     [](Texts& on) { static_cast<void>(cow_String::Compare(on.taken, on.sharer) + (on.taken == "x")); },
+     memory_need::None},
 });
 
 // ---- handles ----
@@ -88,7 +89,7 @@ struct Handles {
 std::vector<memory_call> const handleCalls = memory_calls<Handles>({
     {"cow_COW of a copy", [](Handles& on) { on.shape = Handles::Virtual(on.shapeSharer.ConstGet()); }},
     {"cow_COW adopting", [](Handles& on) { on.shape = Handles::Virtual(new Shape(text(4))); }},
-    {"cow_COW assigned a handle", [](Handles& on) { on.shape = on.shapeSharer; }},
+    {"cow_COW assigned a handle", [](Handles& on) { on.shape = on.shapeSharer; }, memory_need::None},
     {"cow_COW assigned an object", [](Handles& on) { on.shape = new Shape(text(5)); }},
     {"cow_COW::Get of a shared object", [](Handles& on) { on.shape.Get().name[0] = '!'; }},
     {"cow_COW::Get of a shared plain object", [](Handles& on) { on.direct.Get()[0] = '!'; }},
@@ -144,8 +145,8 @@ std::vector<memory_call> const arrayCalls = memory_calls<Arrays>({
     {"cow_1DArray empty", [](Arrays& on) { on.made.emplace(); }},
     {"cow_1DArray of a size", [](Arrays& on) { on.made.emplace(3); }},
     {"cow_1DArray of a large size", [](Arrays& on) { on.made.emplace(1000); }},
-    {"cow_1DArray copied", [](Arrays& on) { on.made = on.array; }},
-    {"cow_1DArray::ConstGet of an item", [](Arrays& on) { on.array.ConstGet(2); }},
+    {"cow_1DArray copied", [](Arrays& on) { on.made = on.array; }, memory_need::None},
+    {"cow_1DArray::ConstGet of an item", [](Arrays& on) { on.array.ConstGet(2); }, memory_need::None},
     {"cow_1DArray::ConstGet of a new block", [](Arrays& on) { on.array.ConstGet(19); }},
     {"cow_1DArray::Get of a shared block", [](Arrays& on) { on.array.Get(1)[0] = '!'; }},
     {"cow_1DArray::Get of a new block", [](Arrays& on) { on.array.Get(19); }},
@@ -164,7 +165,7 @@ std::vector<memory_call> const arrayCalls = memory_calls<Arrays>({
     {"cow_1DArrayList::Append", [](Arrays& on) { on.list.Append(text(3)); }},
     {"cow_1DArrayList::Append of an item of its own",
      [](Arrays& on) { on.list.Append(on.list.ConstGet(0)); }},
-    {"cow_1DArrayList::Get", [](Arrays& on) { on.list.Get(0)[0] = '!'; }},
+    {"cow_1DArrayList::Get", [](Arrays& on) { on.list.Get(0)[0] = '!'; }, memory_need::None},
     {"cow_1DArrayIter",
      [](Arrays& on) {
        for (cow_1DArrayIter<std::string> each(on.array); !each.AtEnd(); each.Next()) {
@@ -209,7 +210,8 @@ std::vector<memory_call> const mapCalls = memory_calls<Maps>({
      [](Maps& on) {
        Map const copy(on.map);
        on.sharer = copy;
-     }},
+     },
+     memory_need::None},
     {"cow_Map::Insert of a new key", [](Maps& on) { on.map.Insert(key(100), text(100)); }},
     {"cow_Map::Insert of a key that is there", [](Maps& on) { on.map.Insert(key(3), text(101)); }},
     {"cow_Map::Remove of a leaf and of a root",
@@ -225,7 +227,7 @@ std::vector<memory_call> const mapCalls = memory_calls<Maps>({
     {"cow_Map::Find of a key that is not there", [](Maps& on) { static_cast<void>(on.map.Find(key(100))); }},
     {"cow_Map::ConstFind", [](Maps& on) { static_cast<void>(on.map.ConstFind(key(5))); }},
     {"cow_Map::Keys", [](Maps& on) { on.told = on.map.Keys().at(3).Text(); }},
-    {"cow_Map::Clear", [](Maps& on) { on.map.Clear(); }},
+    {"cow_Map::Clear", [](Maps& on) { on.map.Clear(); }, memory_need::None},
     {"cow_MapIterator",
      [](Maps& on) {
        std::string all;
@@ -255,7 +257,7 @@ std::vector<memory_call> const soleMapCalls = memory_calls<SoleMaps>({
     {"cow_Map::Insert of a key that is there, unshared",
      [](SoleMaps& on) { on.map.Insert(key(3), text(101)); }},
     {"cow_Map::Remove from an unshared map",
-     [](SoleMaps& on) { on.map.Remove(cow_String(on.map.RootNode()->Key())); }},
+     [](SoleMaps& on) { on.map.Remove(cow_String(on.map.RootNode()->Key())); }, memory_need::None},
 });
 
 // ---- cow_Btree ----
@@ -296,7 +298,8 @@ std::vector<memory_call> const treeCalls = memory_calls<Trees>({
      [](Trees& on) {
        Tree const copy(on.tree);
        on.sharer = copy;
-     }},
+     },
+     memory_need::None},
     {"cow_Btree::Copy", [](Trees& on) { on.made.reset(on.tree.Copy()); }},
     {"cow_Btree::InsertUnlessMember before all", [](Trees& on) { on.tree.InsertUnlessMember("0", text(1)); }},
     {"cow_Btree::InsertUnlessMember behind all",
@@ -316,7 +319,7 @@ std::vector<memory_call> const treeCalls = memory_calls<Trees>({
        std::string const wanted = text(20);
        static_cast<void>(on.tree.ConstFind(wanted));
      }},
-    {"cow_Btree::Clear", [](Trees& on) { on.tree.Clear(); }},
+    {"cow_Btree::Clear", [](Trees& on) { on.tree.Clear(); }, memory_need::None},
     {"cow_BtreeBuilder::Append",
      [](Trees& on) {
        cow_BtreeBuilder<std::string, std::string> building;
@@ -399,15 +402,9 @@ std::vector<memory_call> const boxCalls = memory_calls<Boxes>({
     {"mdl_Container::Get", [](Boxes& on) { on.box.Get(key(2)).name[0] = '!'; }},
     {"mdl_Container::ConstGet", [](Boxes& on) { on.box.ConstGet(key(2)); }},
     {"mdl_Container::Get of a key that is not there",
-     [](Boxes& on) {
-       try {
-         on.box.Get(key(99));
-       } catch (omu_AccessErrorException const& missing) {
-         on.told = missing.what();
-       }
-     }},
+     [](Boxes& on) { on.told = memory_refusal<omu_AccessErrorException>([&] { on.box.Get(key(99)); }); }},
     {"mdl_Container::Remove", [](Boxes& on) { on.box.Remove(key(0)); }},
-    {"mdl_Container::Clear", [](Boxes& on) { on.box.Clear(); }},
+    {"mdl_Container::Clear", [](Boxes& on) { on.box.Clear(); }, memory_need::None},
     {"mdl_ContainerIter", [](Boxes& on) { on.told = Boxes::show(on.box); }},
 });
 

@@ -110,10 +110,10 @@ void writeAll(dbc_Row& row) {
 
 std::vector<memory_call> callsOfSteps(std::initializer_list<memory_row<InStep>> rows) {
   std::vector<memory_call> calls;
-  for (auto const& [name, work] : rows) {
-    calls.push_back({name, [] { return std::make_shared<InStep>(); },
-                     [work = work](void* subject) { static_cast<InStep*>(subject)->play(work); },
-                     [](void* subject) { return static_cast<InStep*>(subject)->look(); }});
+  for (memory_row<InStep> const& row : rows) {
+    calls.push_back({row.name, [] { return std::make_shared<InStep>(); },
+                     [work = row.call](void* subject) { static_cast<InStep*>(subject)->play(work); },
+                     [](void* subject) { return static_cast<InStep*>(subject)->look(); }, row.need});
   }
   return calls;
 }

@@ -9,10 +9,12 @@
 #include "rfm_Database.h"
 #include "rfm_Exception.h"
 #include "rfm_ReadScope.h"
+#include "rfm_Rebuild.h"
 #include "rfm_Transaction.h"
 #include "rom_Memento.h"
 #include "rom_ODBHeaderParser.h"
 
+#include <filesystem>
 #include <optional>
 
 namespace {
@@ -133,6 +135,11 @@ std::vector<memory_call> const fileCalls = memory_calls<OpenFile>({
      [](OpenFile& on) {
        on.database.ChangeCount();
        on.told = std::to_string(on.database.CommitCount());
+     }, memory_need::None},
+    {"rfm_Rebuild::CountRows and CountEntries",
+     [](OpenFile& on) {
+       on.told = std::to_string(rfm_Rebuild::CountRows(on.database, ddr_Model::TypeId())) + " " +
+                 std::to_string(rfm_Rebuild::CountEntries(on.database));
      }},
     {"rfm_nextHandle", [](OpenFile& on) { on.told = std::to_string(rfm_nextHandle(on.file)); }},
     {"rfm_ReadScope",
@@ -168,11 +175,7 @@ std::vector<memory_call> const fileCalls = memory_calls<OpenFile>({
     {"rfm_Table::ReadRow of the next row", [](OpenFile& on) { on.table->ReadRow(-1); }},
     {"rfm_Table::ReadRow of a row that is not there",
      [](OpenFile& on) {
-       try {
-         on.table->ReadRow(77);
-       } catch (rfm_Exception const& refusal) {
-         on.told = refusal.what();
-       }
+       on.told = memory_refusal<rfm_Exception>([&] { on.table->ReadRow(77); });
      }},
     {"rfm_Table::FieldNames", [](OpenFile& on) { on.told = on.table->FieldNames().at(0).Text(); }},
     {"rfm_Table::FindUid",
@@ -180,15 +183,11 @@ std::vector<memory_call> const fileCalls = memory_calls<OpenFile>({
        int row = -1;
        on.told = std::to_string(on.table->FindUid(*on.table->Row().Uid(), &row, 1));
      }},
-    {"rfm_Table::ClearRow", [](OpenFile& on) { on.table->ClearRow(); }},
+    {"rfm_Table::ClearRow", [](OpenFile& on) { on.table->ClearRow(); }, memory_need::None},
     {"rfm_Row::WriteFieldString", [](OpenFile& on) { on.table->Row().WriteFieldString("modelName", longText); }},
     {"rfm_Row::WriteFieldString of an unknown field",
      [](OpenFile& on) {
-       try {
-         on.table->Row().WriteFieldString("none", longText);
-       } catch (rfm_Exception const& refusal) {
-         on.told = refusal.what();
-       }
+       on.told = memory_refusal<rfm_Exception>([&] { on.table->Row().WriteFieldString("none", longText); });
      }},
     {"rfm_Row::WriteFieldInt", [](OpenFile& on) { on.table->Row().WriteFieldInt(longField, 7); }},
     {"rfm_Row::WriteFieldInt64", [](OpenFile& on) { on.table->Row().WriteFieldInt64(longField, 1LL << 40); }},
@@ -293,9 +292,16 @@ std::vector<memory_call> const fileCalls = memory_calls<OpenFile>({
 /// A file of an older release.
 struct OldFile : memory_subject {
   std::string input = world.folder.path("old");
+  std::string output = world.folder.path("new");
   std::string told;
 
   OldFile() { writeFile(input, layout()); }
+  void cancel(dbc_Progress::Phase phase) {
+    told = memory_refusal<dbc_CancelledException>([&] {
+      dbc_Conversion::Run(input.c_str(), output.c_str(),
+                          [phase](dbc_Progress const& progress) { return progress.phase != phase; });
+    });
+  }
   /// The bytes of the file, which SQLite makes once.
   std::string const& layout() {
     static std::string const bytes = [this] {
@@ -307,13 +313,49 @@ struct OldFile : memory_subject {
   std::string look() const {
     return (readFile(input) == const_cast<OldFile*>(this)->layout() ? "old file untouched "
                                                                     : "old file changed ") +
-           told + world.traces();
+           told + (std::filesystem::exists(output) ? contentOf(output) : "") + world.traces();
   }
 };
 
 std::vector<memory_call> const conversionCalls = memory_calls<OldFile>({
     {"dbc_Conversion::Plan",
      [](OldFile& on) { on.told = std::to_string(dbc_Conversion::Plan(on.input.c_str()).classes.size()); }},
+    {"dbc_Conversion::Run",
+     [](OldFile& on) {
+       int asked = 0;
+       auto const report = dbc_Conversion::Run(on.input.c_str(), on.output.c_str(), [&](dbc_Progress const&) {
+         ++asked;
+         return true;
+       });
+       on.told = std::to_string(report.classes.size()) + " " + std::to_string(asked);
+     }},
+    {"dbc_Conversion::Run cancelled at its beginning",
+     [](OldFile& on) { on.cancel(dbc_Progress::Phase::Copying); }},
+    {"dbc_Conversion::Run cancelled in a step",
+     [](OldFile& on) { on.cancel(dbc_Progress::Phase::Converting); }},
+    {"dbc_Conversion::Run cancelled at its end",
+     [](OldFile& on) { on.cancel(dbc_Progress::Phase::Finishing); }},
+    {"dbc_Conversion::Run of a current file",
+     [](OldFile& on) {
+       bool const isCurrent = dbc_Conversion::Run(on.world.pathOf("a"), on.output.c_str()).alreadyCurrent;
+       on.told = isCurrent ? "current" : "not current";
+     }},
+    {"dbc_Conversion::Run onto its input",
+     [](OldFile& on) {
+       on.told =
+           memory_refusal<rfm_Exception>([&] { dbc_Conversion::Run(on.input.c_str(), on.input.c_str()); });
+     }},
+    {"dbc_Conversion::Run onto a name that is taken",
+     [](OldFile& on) {
+       on.told = memory_refusal<rfm_Exception>([&] {
+         dbc_Conversion::Run(on.input.c_str(), on.world.pathOf("a"), {}, utl_FileAccess::CreateNew);
+       });
+     }},
+    {"dbc_Conversion::Run of a missing file",
+     [](OldFile& on) {
+       on.told = memory_refusal<rfm_Exception>(
+           [&] { dbc_Conversion::Run(on.world.pathOf("none"), on.output.c_str()); });
+     }},
 });
 
 class Memory_Files : public memory_world_test {};

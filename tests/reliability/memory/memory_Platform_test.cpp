@@ -17,6 +17,7 @@
 #include "rfm_Exception.h"
 #include "rgx_GapPattern.h"
 #include "rgx_ReIterator.h"
+#include "rom_CowBarn.h"
 #include "thr_ThreadSingleton.h"
 #include "typ_ArchCompTable.h"
 #include "typ_DebugFlags.h"
@@ -84,7 +85,7 @@ std::string whatOf(Exception const& exception) {
 std::vector<memory_call> const wordCalls = memory_calls<Words>({
     {"atr_StringBase of a text", [](Words& on) { on.base = atr_StringBase(std::string(100, 'x')); }},
     {"atr_StringBase::append", [](Words& on) { on.base.append(longText); }},
-    {"atr_StringBase::Erase", [](Words& on) { on.base.Erase(3, 4); }},
+    {"atr_StringBase::Erase", [](Words& on) { on.base.Erase(3, 4); }, memory_need::None},
     {"atr_StringBase::Substitute", [](Words& on) { on.base.Substitute("o", "a much longer text"); }},
     {"atr_translate", [](Words& on) { on.told = atr_translate(longText); }},
     {"atr_SubstituteFormat",
@@ -92,6 +93,7 @@ std::vector<memory_call> const wordCalls = memory_calls<Words>({
        on.told = atr_SubstituteFormat("%s and %s", {longText, longText});
      }},
     {"utl_Printable", [](Words& on) { on.told = utl_Printable("\n\xff and a text of some length"); }},
+    {"utl_PrintableStart", [](Words& on) { on.told = utl_PrintableStart(std::string(300, '\n')); }},
     {"cls_Uid::Text",
      [](Words& on) {
        on.told = cls_Uid(cls_Uid::Bytes{1, 2, 3}).Text();
@@ -145,7 +147,8 @@ struct Types {
 std::vector<memory_call> const typeCalls = memory_calls<Types>({
     {"typ_ArchCompTable::InsertEntry",
      [](Types&) { typ_ArchCompTable::InsertEntry(component, typ_ArchCompEntry(entries, 2)); }},
-    {"typ_DebugFlags", [](Types&) { typ_DebugFlags::SetDebugFlags(component, 0); }},
+    {"typ_DebugFlags::SetDebugFlags of a component with flags",
+     [](Types&) { typ_DebugFlags::SetDebugFlags(component, 0); }, memory_need::None},
 });
 
 void describeClass(cls_ClassRegistrar& registrar) {
@@ -195,7 +198,30 @@ std::vector<memory_call> const classCalls = memory_calls<Classes>({
      }},
 });
 
+enum MetalEnum : int { Metal_Fental, Metal_Iron };
+using Metal = omu_PrimEnum<MetalEnum, 1>;
+using SoldMetal = omu_PrimEnum<MetalEnum, 2>;
+
+} // namespace
+
+template <>
+omu_PrimEnumEntry const* Metal::EnumTable() noexcept {
+  static constexpr omu_PrimEnumEntry table[] = {
+      {"FENTAL", Metal_Fental}, {"a metal with a long name", Metal_Iron}, {nullptr, 0}};
+  return table;
+}
+
+template <>
+omu_PrimEnumEntry const* SoldMetal::EnumTable() noexcept {
+  return Metal::EnumTable();
+}
+
+namespace {
+
 struct Values {
+  Metal metal;
+  Metal iron{Metal_Iron};
+  SoldMetal sold;
   ddr_ProductAddOn addOn;
   ddr_ProductAddOnList list;
   ddr_ProductAddOnList sharer;
@@ -212,29 +238,67 @@ struct Values {
     }
     return all + "|";
   }
-  std::string look() const { return addOn.GetString().Text() + show(list) + show(sharer) + told; }
+  std::string look() const {
+    return std::string(addOn.GetString().Text()) + metal.GetString().Text() + sold.GetString().Text() +
+           show(list) + show(sharer) + told;
+  }
 };
 
 std::vector<memory_call> const valueCalls = memory_calls<Values>({
-    {"omu_PrimEnum of a value", [](Values& on) { on.addOn = ddr_ProductAddOn(ddr_ProductAddOn_Fental); }},
-    {"omu_PrimEnum::SetValue", [](Values& on) { on.addOn.SetValue("FENTAL"); }},
+    {"omu_PrimEnum of a value", [](Values& on) { on.metal = Metal(Metal_Iron); }},
+    {"omu_PrimEnum::SetValue", [](Values& on) { on.metal.SetValue("a metal with a long name"); }},
     {"omu_PrimEnum::Copy", [](Values& on) { delete on.addOn.Copy(); }},
     {"omu_PrimEnum::PermissibleValues",
      [](Values& on) { on.told = std::to_string(on.addOn.PermissibleValues().Size()); }},
     {"omu_PrimEnum::PermissibleValuesAsString",
-     [](Values& on) { on.told = on.addOn.PermissibleValuesAsString().Text(); }},
+     [](Values& on) { on.told = on.metal.PermissibleValuesAsString().Text(); }},
     {"omu_PrimEnum of a text that is none",
      [](Values& on) {
-       try {
-         on.addOn = ddr_ProductAddOn(cow_String(longText));
-       } catch (omu_ValueErrorException const& refusal) {
-         on.told = refusal.what();
-       }
+       on.told = memory_refusal<omu_ValueErrorException>(
+           [&] { on.addOn = ddr_ProductAddOn(cow_String(longText)); });
+     }},
+    {"omu_PrimEnum of a number that is none",
+     [](Values& on) {
+       on.told = memory_refusal<omu_ValueErrorException>(
+           [&] { on.addOn = ddr_ProductAddOn(static_cast<ddr_ProductAddOnEnum>(99)); });
+     }},
+    {"omu_PrimEnum of another enumeration",
+     [](Values& on) { on.sold = SoldMetal(static_cast<omu_PrimEnumBase const&>(on.iron)); }},
+    {"omu_PrimEnum of a value that another enumeration has alone",
+     [](Values& on) {
+       on.told = memory_refusal<omu_ValueErrorException>(
+           [&] { on.addOn = ddr_ProductAddOn(static_cast<omu_PrimEnumBase const&>(on.iron)); });
      }},
     {"ddr_ProductAddOnList::Append",
      [](Values& on) { on.list.Append(ddr_ProductAddOn(ddr_ProductAddOn_Koru)); }},
     {"ddr_ProductAddOnList::Append of an item of its own",
      [](Values& on) { on.list.Append(on.list.ConstGet(0)); }},
+});
+
+// ---- the cache of objects ----
+
+struct Barns {
+  rom_CowBarn barn;
+
+  Barns() { insert(1); }
+  void insert(int value) { barn.Insert(1, value % 10, new rom_CowBarn::Handle(new int(value)), release); }
+  std::string look() const {
+    std::string all = std::to_string(barn.Size());
+    for (int row : {1, 2}) {
+      rom_CowBarn::Handle const* const found = barn.Find(1, row);
+      all += found == nullptr ? " none" : " " + std::to_string(found->ConstGet());
+    }
+    return all;
+  }
+
+private:
+  static void release(rom_CowBarn::Handle* handle) { delete handle; }
+};
+
+std::vector<memory_call> const barnCalls = memory_calls<Barns>({
+    {"rom_CowBarn::Insert", [](Barns& on) { on.insert(2); }},
+    {"rom_CowBarn::Insert in place of another", [](Barns& on) { on.insert(11); }},
+    {"rom_CowBarn::Clear", [](Barns& on) { on.barn.Clear(); }, memory_need::None},
 });
 
 // ---- steps of conversion ----
@@ -260,28 +324,24 @@ struct Conversions {
     }
     return all + told;
   }
-  template <class Exception>
-  void tell(auto const& refused) {
-    try {
-      refused();
-    } catch (Exception const& refusal) {
-      told = refusal.what();
-    }
-  }
 };
 
 std::vector<memory_call> const conversionCalls = memory_calls<Conversions>({
     {"dbc_DatabaseConverter::GetConverter", [](Conversions& on) { on.converter.GetConverter(3); }},
     {"dbc_DatabaseConverter::OutputDatabase without a conversion",
-     [](Conversions& on) { on.tell<nex_AssertException>([&] { on.converter.OutputDatabase(); }); }},
+     [](Conversions& on) {
+       on.told = memory_refusal<nex_AssertException>([&] { on.converter.OutputDatabase(); });
+     }},
     {"dbc_DatabaseConverterHolder::GetDatabaseConverter without one",
-     [](Conversions& on) { on.tell<nex_AssertException>([&] { on.holder.GetDatabaseConverter(); }); }},
+     [](Conversions& on) {
+       on.told = memory_refusal<nex_AssertException>([&] { on.holder.GetDatabaseConverter(); });
+     }},
     {"dbc_DatabaseConverterHolder::Hold beside another",
      [](Conversions& on) {
        dbc_DatabaseConverter other;
        on.holder.Release();
        on.holder.Hold(on.converter);
-       on.tell<nex_TextException>([&] { on.holder.Hold(other); });
+       on.told = memory_refusal<nex_TextException>([&] { on.holder.Hold(other); });
      }},
     {"dbc_OldClassRegistrar::Register", [](Conversions& on) { on.adopt(); }},
 });
@@ -348,7 +408,8 @@ std::vector<memory_call> const runningModuleCalls = memory_calls<RunningModule>(
      [](RunningModule& on) {
        on.isUp = false;
        ddr_finalize(on.libraries);
-     }},
+     },
+     memory_need::None},
     {"ddr_Root::Instance", [](RunningModule&) { ddr_Root::Instance(); }},
     {"dbc_OldClassVersion::SchemaChanges and DefineClassMetadata of every old layout",
      [](RunningModule&) {
@@ -429,6 +490,7 @@ INSTANTIATE_TEST_SUITE_P(Searches, Memory_Platform, testing::ValuesIn(searchCall
 INSTANTIATE_TEST_SUITE_P(Types, Memory_Platform, testing::ValuesIn(typeCalls), memory_testName);
 INSTANTIATE_TEST_SUITE_P(Classes, Memory_Platform, testing::ValuesIn(classCalls), memory_testName);
 INSTANTIATE_TEST_SUITE_P(Values, Memory_Platform, testing::ValuesIn(valueCalls), memory_testName);
+INSTANTIATE_TEST_SUITE_P(Barns, Memory_Platform, testing::ValuesIn(barnCalls), memory_testName);
 INSTANTIATE_TEST_SUITE_P(Conversions, Memory_Platform, testing::ValuesIn(conversionCalls), memory_testName);
 INSTANTIATE_TEST_SUITE_P(PreparedConversions, Memory_Platform, testing::ValuesIn(preparedConversionCalls),
                          memory_testName);

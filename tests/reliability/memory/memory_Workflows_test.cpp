@@ -192,6 +192,7 @@ TEST_P(Memory_Workflows, ChangeNothingOrAllAfterAnyFailedAllocation) {
   }
   bool const isOneOfSeveralAlike = !GetParam().layout.empty() && GetParam().stride > 1;
   constexpr std::uint64_t ofOneOfSeveralAlike = 2000;
+  RecordProperty("allocations", std::to_string(allocations));
   memory_places const places(allocations, isOneOfSeveralAlike ? 4 : 8,
                              isOneOfSeveralAlike ? ofOneOfSeveralAlike : allocations, share);
   tryOut(places.first(), Lasting::Once); // the first failure of its kind, too, leaves what is kept

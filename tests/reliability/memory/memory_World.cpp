@@ -31,6 +31,23 @@ int locksHeld() {
   return held;
 }
 
+/// An extension whose class is known only while files are made.
+class Stranger : public mdl_Extension {
+public:
+  Stranger() : uid(cls_Uid::Allocate()) {}
+  static unsigned TypeId() noexcept { return 0x2f0021; }
+  unsigned DynTypeId() const override { return TypeId(); }
+  Stranger* Copy() const override { return new Stranger(*this); }
+  void DBWrite(cls_WriteVisitor const& writer) const override { writer.StartWrite(TypeId(), uid); }
+
+  static void registerClass(cls_ClassRegistrar& registrar) {
+    registrar.CreateClassMD("memory_Stranger", TypeId(), 1, nullptr, mdl_Extension::TypeId());
+  }
+
+private:
+  cls_Uid uid;
+};
+
 std::unique_ptr<cls_ClassRegistrar> classes() {
   std::unique_ptr<cls_ClassRegistrar> made(
       omi_Singleton<cls_MetadataRegistrar>::Instance().MakeClassRegistrar());
@@ -54,6 +71,7 @@ void fill(memory_world& world, cow_String const& name) {
     bookmarks.database = ddr_DdbShortcut(new ddr_DdbShortcutImpl(name));
     bookmarks.model = toModel;
     bookmarks.shared = new ddr_ModelShortcut(toModel);
+    record.models.Get("B").GetExtension("stranger");
     record.GetDiagnosticData().Append(1, dia_Severity::Warning, "a message of some length");
     record.AddProductAddOn(ddr_ProductAddOn(ddr_ProductAddOn_Fental));
     record.SetSequenceData("data of a sequence, of some length");
@@ -65,8 +83,11 @@ void fill(memory_world& world, cow_String const& name) {
 memory_world::memory_world() {
   current = this;
   device.rest();
-  root().SetClassRegistrar(classes().release());
+  std::unique_ptr<cls_ClassRegistrar> allClasses = classes();
+  Stranger::registerClass(*allClasses);
+  root().SetClassRegistrar(allClasses.release());
   ddr_Model::RegisterExtension("bookmarks", host_Bookmarks());
+  ddr_Model::RegisterExtension("stranger", Stranger());
   cow_String const first = create("a");
   fill(*this, first);
   save(first);
@@ -77,6 +98,8 @@ memory_world::memory_world() {
   });
   save(second);
   closeAll();
+  root().SetClassRegistrar(classes().release());
+  ddr_Model::UnRegisterExtension("stranger");
   found = image();
 }
 

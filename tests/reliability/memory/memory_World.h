@@ -9,7 +9,7 @@
 #include <vector>
 
 /// A module that runs, and a folder with databases that every call finds anew: "a" holds something of every
-/// kind, "b" a model.
+/// kind, "b" a model. A model "B" has an extension of a class that nobody knows.
 class memory_world : public reliability_test {
 public:
   memory_world();
