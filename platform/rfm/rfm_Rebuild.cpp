@@ -115,6 +115,20 @@ std::string readOnlyAddress(std::string_view path) {
   return address + "?mode=ro";
 }
 
+// Opens the old file by its name for a second time. Another file may have that name by now: while neither of
+// the two that are open has lost it, they are one.
+void attachSource(rfm_Connection& made, rfm_Connection& source) {
+  std::string_view const path = sqlite3_db_filename(source.Database(), "main");
+  int hasMoved = path.empty() ? 1 : 0; // it goes on in memory
+  if (hasMoved == 0) {
+    made.Attach(readOnlyAddress(path), source.ShownName());
+    sqlite3_file_control(made.Database(), rfm_Connection::attachedSchema, SQLITE_FCNTL_HAS_MOVED, &hasMoved);
+  }
+  if (hasMoved != 0 || source.HasMoved()) {
+    source.Fail(SQLITE_READONLY_DBMOVED);
+  }
+}
+
 std::int64_t count(rfm_DatabaseNode& database, std::string_view table, cow_String const* className) {
   rfm_Connection& connection = database.Connection();
   rfm_ScopeGuard const scope(connection);
@@ -147,8 +161,7 @@ rfm_Rebuild::rfm_Rebuild(rfm_Database const& source, rfm_Database& made) : from(
   connection.Execute(cacheSize);
   connection.Execute("PRAGMA temp_store = file"); // sorting for an index must not take all memory
   connection.LimitGrowth(smallestGrowth + growthForEachByte * from->Connection().FileSize());
-  connection.Attach(readOnlyAddress(sqlite3_db_filename(from->Connection().Database(), "main")),
-                    from->FileName());
+  attachSource(connection, from->Connection());
 }
 
 rfm_Rebuild::~rfm_Rebuild() = default;

@@ -100,6 +100,35 @@ struct RebuildTest : rfm_Test {
   fault_device device{folder.path()};
 };
 
+// Before its second opening, at that moment, or when it is first read.
+TEST_F(RebuildTest, AnotherFileUnderTheNameOfTheOldOneIsNotCopied) {
+  std::string const other = folder.path("other.odb");
+  std::string const sound = readFile(oldPath);
+  for (auto const moment :
+       {std::optional<device_call>(), std::optional(device_call::Open), std::optional(device_call::Read)}) {
+    rfm_Database const source = openFile(oldPath, utl_FileAccess::Read);
+    rfm_ReadScope const scope(source);
+    rfm_Database made = begin();
+    writeFile(other, sound);
+    bool isReplaced = false;
+    auto const replace = [&] {
+      std::filesystem::rename(other, oldPath);
+      isReplaced = true;
+    };
+    if (moment) {
+      device.start();
+      device.before(*moment, 1, replace);
+    } else {
+      replace();
+    }
+    EXPECT_THAT(failureOf([&] { rfm_Rebuild(source, made); }),
+                StartsWith("Moved: Database file '" + oldPath + "': it was replaced, renamed or deleted"))
+        << (moment ? nameOf(*moment) : "at once");
+    device.stop();
+    EXPECT_TRUE(isReplaced);
+  }
+}
+
 TEST_F(RebuildTest, ACopyHoldsTheSame) {
   EXPECT_EQ(rebuild([](rfm_Rebuild& rebuilding, rfm_Database&) {
               rebuilding.CopyRows(modelType, 2, {});
