@@ -186,6 +186,7 @@ std::unique_ptr<dbc_Row> dbc_OutputDatabase::NewRow(unsigned typeId) {
     if (!state.idle.empty()) {
       state.idle.pop_back();
     }
+    table.WantRoomFor(index);
     table.ClearRow();
     row.reset(new dbc_Row(index, std::move(table)));
   }

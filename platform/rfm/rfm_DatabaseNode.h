@@ -143,6 +143,7 @@ private:
   int scanNext = 0;     // the next row of the scan is this one or a later one
   bool stepped = false; // whether the scan stands on that row already
   rfm_Measure measure;  // of the rows that were read one behind the other
+  void WantRoomFor(int number) const;
   int measuredRow = -1; // the last of them
 };
 

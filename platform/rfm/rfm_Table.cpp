@@ -572,10 +572,7 @@ void rfm_TableNode::InsertRow(int number) {
   }
   FitBuffer();
   int const length = Length();
-  if (number < 0 || number >= std::numeric_limits<int>::max() - 1) {
-    rfm_throw(rfm_ErrorKind::Full, database->FileName(), {&shape->className},
-              "the table has no room for more rows", "Start a new file");
-  }
+  WantRoomFor(number);
   rfm_Run run(database->Connection(), shape->insert, [this] { return shape->InsertSql(); },
               {&shape->className, number});
   run.Bind(1, number);
@@ -613,6 +610,13 @@ int rfm_TableNode::FindUid(rfm_Uid const& uid, int* rows, int most) {
   int count = 0;
   while (count < most && run.Step()) {
     rows[count++] = CheckedRow(sqlite3_column_int64(run.Get(), 0));
+void rfm_TableNode::WantRoomFor(int number) const {
+  if (number < 0 || number >= std::numeric_limits<int>::max() - 1) {
+    rfm_throw(rfm_ErrorKind::Full, database->FileName(), {&shape->className},
+              "the table has no room for more rows", "Start a new file");
+  }
+}
+
   }
   return count;
 }
@@ -676,3 +680,7 @@ bool rfm_Table::HasField(rfm_FieldHandle const& field) const noexcept {
 std::vector<cow_String> rfm_Table::FieldNames() const {
   return node->Shape().layout->columns;
 }
+void rfm_Table::WantRoomFor(int row) const {
+  node->WantRoomFor(row);
+}
+

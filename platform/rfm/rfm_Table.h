@@ -51,6 +51,9 @@ public:
   /// afterwards.
   /// @param row [from 0]
   void InsertRow(int row);
+  /// Throws as InsertRow does of a number that no row can have: for those who give numbers out.
+  /// @param row [from 0]
+  void WantRoomFor(int row) const;
   /// How many rows hold an identity: 0 or 1 in a sound file.
   /// @param uid identity to look for
   /// @param rows takes the first of them, ascending; room for `most`

@@ -169,7 +169,9 @@ rom_WritePass::ClassState& rom_WritePass::Class(unsigned classId) {
 }
 
 int rom_WritePass::ReserveRow(unsigned classId) {
-  return Class(classId).nextRow++;
+  ClassState& state = Class(classId);
+  state.table.WantRoomFor(state.nextRow);
+  return state.nextRow++;
 }
 
 std::vector<int> rom_WritePass::RowsOf(unsigned classId, cls_Uid const& uid) {

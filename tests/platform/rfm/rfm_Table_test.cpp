@@ -166,6 +166,10 @@ TEST_F(TableTest, ATableEndsBeforeTheLargestRowNumber) {
                       HasSubstr("no room for more rows")))
         << number;
   }
+  for (int const number : {-1, std::numeric_limits<int>::max() - 1}) {
+    EXPECT_THAT(failureOf([&] { table.WantRoomFor(number); }), HasSubstr("no room for more rows")) << number;
+  }
+  EXPECT_EQ(failureOf([&] { table.WantRoomFor(std::numeric_limits<int>::max() - 2); }), "nothing");
   table.InsertRow(std::numeric_limits<int>::max() - 2);
   EXPECT_THAT(failureOf([&] { table.AppendRow(); }), StartsWith("Full: "));
 }

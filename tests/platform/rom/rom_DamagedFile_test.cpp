@@ -134,6 +134,16 @@ TEST_F(rom_DamagedFile, NegativeSeverity) {
   expectNames("dia_Message", "row 0");
 }
 
+// The number behind the last one would overflow.
+TEST_F(rom_DamagedFile, ATableWithoutRoomTakesNoModel) {
+  runSql(path(), "UPDATE " + tableOf(path(), ddr_Model::TypeId()) + " SET \"row\" = 2147483646;" +
+                     "UPDATE ddr_entry SET OID = 2147483646 WHERE Key = 'M'");
+  cow_String const name = open("a");
+  edit(name, [](ddr_Ddb& record) { record.models.Insert("N", ddr_Model(record.GetDbId(), "N")); });
+  std::string const text = failureOf([&] { save(name); });
+  EXPECT_NE(text.find("class 'ddr_Model': the table has no room for more rows"), std::string::npos) << text;
+}
+
 TEST_F(rom_DamagedFile, RefusedFileLeavesTheRegistryAsItWas) {
   refer(ddr_Ddb::TypeId(), "models", cls_MapHeaderTypeId, 4711);
   int const before = openDescriptors();
