@@ -15,6 +15,7 @@ namespace {
 
 // More than any program registers; a larger number in a file is damage.
 constexpr std::size_t mostClasses = 65536;
+constexpr std::size_t fewClasses = 16;    // for which there is room at first
 constexpr std::size_t mostColumns = 1990; // SQLite's own limit is 2000
 constexpr std::size_t longestName = 1024; // of a class or an attribute [byte]
 constexpr std::size_t longestTablePart = 64;
@@ -327,13 +328,16 @@ void rfm_DatabaseNode::CheckClass(rfm_ClassEntry const& entry) const {
 
 void rfm_DatabaseNode::TakeClasses(std::vector<rfm_ClassEntry> read) {
   if (read != classes) { // what others borrowed stays valid otherwise
-    std::map<unsigned, std::size_t> index;
+    std::map<unsigned, std::size_t> typeIds;
+    std::map<cow_String, std::size_t, rfm_NameOrder> names;
     for (rfm_ClassEntry const& entry : read) {
-      index.emplace(entry.typeId, static_cast<std::size_t>(entry.row));
+      typeIds.emplace(entry.typeId, static_cast<std::size_t>(entry.row));
+      names.emplace(entry.name, static_cast<std::size_t>(entry.row));
     }
     tablesDescribed = false;
     classes = std::move(read);
-    byTypeId = std::move(index);
+    byTypeId = std::move(typeIds);
+    byName = std::move(names);
     ++classesVersion;
   }
   if (!tablesDescribed) {
@@ -358,10 +362,8 @@ rfm_ClassEntry const* rfm_DatabaseNode::FindClass(unsigned typeId) const noexcep
 }
 
 rfm_ClassEntry const* rfm_DatabaseNode::FindClassByName(std::string_view className) const noexcept {
-  auto const found = std::find_if(classes.begin(), classes.end(), [&](rfm_ClassEntry const& entry) {
-    return entry.name.View() == className;
-  });
-  return found == classes.end() ? nullptr : &*found;
+  auto const found = byName.find(className);
+  return found == byName.end() ? nullptr : &classes[found->second];
 }
 
 void rfm_DatabaseNode::Begin() {
@@ -479,6 +481,7 @@ void rfm_DatabaseNode::ForgetChanges() noexcept {
   tablesMade.clear();
   while (classes.size() > classesBefore) {
     byTypeId.erase(classes.back().typeId);
+    byName.erase(classes.back().name);
     classes.pop_back();
   }
   ++classesVersion;
@@ -533,9 +536,7 @@ rfm_ClassEntry const& rfm_DatabaseNode::AddClass(rfm_ClassEntry const& added) {
     run.Change();
   }
   InsertAttributes(entry);
-  classes.reserve(classes.size() + 1);
-  byTypeId.emplace(entry.typeId, classes.size());
-  classes.push_back(std::move(entry));
+  Take(std::move(entry));
   ++classesVersion;
   boundClassList = ++connection.classListVersion;
   if (auto const shape = shapes.find(classes.back().typeId); shape != shapes.end()) {
@@ -543,6 +544,22 @@ rfm_ClassEntry const& rfm_DatabaseNode::AddClass(rfm_ClassEntry const& added) {
   }
   whole.Done();
   return classes.back();
+}
+
+// A failure leaves everything as it was.
+void rfm_DatabaseNode::Take(rfm_ClassEntry entry) {
+  std::size_t const place = classes.size();
+  if (place == classes.capacity()) {
+    classes.reserve(std::max(fewClasses, 2 * place));
+  }
+  auto const listed = byTypeId.emplace(entry.typeId, place).first;
+  try {
+    byName.emplace(entry.name, place);
+  } catch (...) {
+    byTypeId.erase(listed);
+    throw;
+  }
+  classes.push_back(std::move(entry));
 }
 
 void rfm_DatabaseNode::InsertAttributes(rfm_ClassEntry const& entry) {
@@ -646,6 +663,11 @@ void rfm_DatabaseNode::ChangeClass(rfm_ClassEntry const& changed) {
   classesChanged = descriptionsChanged = true;
   rfm_Whole whole(connection);
   ++classesVersion;
+  if (entry.name != changed.name) {
+    auto moved = byName.extract(entry.name);
+    moved.key() = changed.name;
+    byName.insert(std::move(moved));
+  }
   entry.name = changed.name;
   entry.version = changed.version;
   entry.baseTypeId = changed.baseTypeId;

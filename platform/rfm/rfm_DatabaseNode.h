@@ -11,6 +11,7 @@
 #include "rfm_Statement.h"
 #include "rfm_Table.h"
 
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <optional>
@@ -35,6 +36,18 @@ struct rfm_LessIgnoringCase {
   }
 };
 
+/// The order of names by their bytes. A map in this order can be asked for a text that is no cow_String.
+struct rfm_NameOrder {
+  using is_transparent = void;
+  bool operator()(cow_String const& left, cow_String const& right) const noexcept { return left < right; }
+  bool operator()(cow_String const& left, std::string_view right) const noexcept {
+    return left.View() < right;
+  }
+  bool operator()(std::string_view left, cow_String const& right) const noexcept {
+    return left < right.View();
+  }
+};
+
 /// One value of a row buffer.
 struct rfm_Row::Value {
   enum class Type : std::uint8_t { Null, Integer, Real, Text, BadText, Blob };
@@ -49,7 +62,17 @@ struct rfm_Row::Value {
 /// The fields of a table, in order; hidden columns left out. Shared by the row buffers that have this layout.
 class rfm_Layout {
 public:
-  std::vector<cow_String> columns;
+  rfm_Layout() = default;
+  explicit rfm_Layout(std::vector<cow_String> fields);
+
+  /// The place of a field; nothing when there is none.
+  /// @param likely where it is sought first
+  std::optional<std::size_t> PlaceOf(cow_String const& field, std::size_t likely) const noexcept;
+
+  std::vector<cow_String> const columns = {};
+
+private:
+  std::vector<std::uint16_t> byName; // the places in the order of their names; empty for a few columns
 };
 
 /// What all handles of one class table share: its layout and its prepared statements.
@@ -112,6 +135,7 @@ public:
   void UpdateRow(int number);
   int AppendRow();
   void InsertRow(int number);
+  void WantRoomFor(int number) const;
   int FindUid(rfm_Uid const& uid, int* rows, int most);
   rfm_Row& Row() noexcept { return row; }
   rfm_TableShape& Shape() noexcept { return *shape; }
@@ -143,7 +167,6 @@ private:
   int scanNext = 0;     // the next row of the scan is this one or a later one
   bool stepped = false; // whether the scan stands on that row already
   rfm_Measure measure;  // of the rows that were read one behind the other
-  void WantRoomFor(int number) const;
   int measuredRow = -1; // the last of them
 };
 
@@ -291,6 +314,8 @@ private:
   /// The row that has a collection; nothing when none has.
   rfm_Subject HeaderOf(std::int64_t handle);
   void ReadHeaders();
+  /// Lists a class behind all others, in memory.
+  void Take(rfm_ClassEntry entry);
   void InsertAttributes(rfm_ClassEntry const& entry);
   void AddColumns(rfm_TableShape& shape, std::vector<cow_String> const& columns);
   std::vector<rfm_ClassEntry> ReadClasses();
@@ -312,6 +337,7 @@ private:
 
   // Ordered, for a file may choose type ids that all have one place in a hashed table.
   std::map<unsigned, std::size_t> byTypeId;
+  std::map<cow_String, std::size_t, rfm_NameOrder> byName;
   std::map<unsigned, std::shared_ptr<rfm_TableShape>> shapes;
   std::shared_ptr<rfm_TableShape> classListShape;
   std::vector<Header> headers;           // by their handles; kept, for each of many entries may be damaged

@@ -15,22 +15,12 @@ rfm_Row::rfm_Row() = default;
 rfm_Row::~rfm_Row() = default;
 
 rfm_Row::Value const* rfm_Row::Find(rfm_FieldHandle const& field) const noexcept {
-  if (!layout) {
+  std::optional<std::size_t> const place = layout ? layout->PlaceOf(field.Name(), hint) : std::nullopt;
+  if (!place) {
     return nullptr;
   }
-  std::vector<cow_String> const& columns = layout->columns;
-  std::size_t const count = values.size();
-  std::size_t place = hint < count ? hint : 0;
-  for (std::size_t tried = 0; tried < count; ++tried) {
-    if (columns[place] == field.Name()) {
-      hint = place;
-      return &values[place];
-    }
-    if (++place == count) {
-      place = 0;
-    }
-  }
-  return nullptr;
+  hint = *place;
+  return &values[*place];
 }
 
 rfm_Row::Value const& rfm_Row::Get(rfm_FieldHandle const& field) const {

@@ -6,8 +6,12 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <numeric>
 
 namespace {
+
+// Columns that are searched one by one: in most tables, all.
+constexpr std::size_t mostSearched = 24;
 
 bool holdsText(std::string_view bytes) {
   return utl_IsUtf8(bytes) && std::memchr(bytes.data(), 0, bytes.size()) == nullptr;
@@ -40,6 +44,32 @@ std::vector<cow_String> rfm_columnsOf(rfm_ClassEntry const& entry) {
   return columns;
 }
 
+rfm_Layout::rfm_Layout(std::vector<cow_String> fields) : columns(std::move(fields)) {
+  if (columns.size() > mostSearched) {
+    byName.resize(columns.size());
+    std::iota(byName.begin(), byName.end(), std::uint16_t{0});
+    std::sort(byName.begin(), byName.end(),
+              [this](std::uint16_t left, std::uint16_t right) { return columns[left] < columns[right]; });
+  }
+}
+
+// Fields are mostly asked for in their order.
+std::optional<std::size_t> rfm_Layout::PlaceOf(cow_String const& field, std::size_t likely) const noexcept {
+  std::size_t const count = columns.size();
+  std::size_t place = likely < count ? likely : 0;
+  for (std::size_t tried = 0; tried < std::min(count, mostSearched); ++tried) {
+    if (columns[place] == field) {
+      return place;
+    }
+    place = place + 1 == count ? 0 : place + 1;
+  }
+  auto const found = std::lower_bound(
+      byName.begin(), byName.end(), field,
+      [this](std::uint16_t listed, cow_String const& wanted) { return columns[listed] < wanted; });
+  return found != byName.end() && columns[*found] == field ? std::optional<std::size_t>(*found)
+                                                           : std::nullopt;
+}
+
 rfm_TableShape::rfm_TableShape(rfm_DatabaseNode& owner, unsigned classTypeId)
     : database(owner), typeId(classTypeId), layout(std::make_shared<rfm_Layout>()) {}
 
@@ -59,10 +89,7 @@ void rfm_TableShape::Describe(rfm_ClassEntry const* entry) {
   cow_String const newName = entry                 ? entry->name
                              : className.IsEmpty() ? cow_String(std::to_string(typeId))
                                                    : className;
-  auto described = std::make_shared<rfm_Layout>();
-  if (entry) {
-    described->columns = rfm_columnsOf(*entry);
-  }
+  auto described = std::make_shared<rfm_Layout>(entry ? rfm_columnsOf(*entry) : std::vector<cow_String>());
   // Nothing fails from here on.
   className = newName;
   if (newTable != table) {
@@ -92,7 +119,7 @@ void rfm_TableShape::WantColumns() {
   }
   rfm_Statement probe;
   probe.Prepare(database.Connection(), "SELECT * FROM " + rfm_quote(table.View()) + " LIMIT 0");
-  auto found = std::make_shared<rfm_Layout>();
+  std::vector<cow_String> found;
   bool hasRow = false;
   bool foundUid = false;
   int const count = sqlite3_column_count(probe.Get());
@@ -107,7 +134,7 @@ void rfm_TableShape::WantColumns() {
     } else if (name == rfm_UidColumn) {
       foundUid = true;
     } else {
-      found->columns.emplace_back(name);
+      found.emplace_back(name);
     }
   }
   if (!hasRow || (!isClassList && !foundUid)) {
@@ -124,18 +151,16 @@ void rfm_TableShape::WantColumns() {
   if (isPrimaryKey == 0 || !type || sqlite3_stricmp(type, "INTEGER") != 0) {
     database.ThrowDamaged("the column 'row' of its table is not an integer primary key", subject);
   }
-  hasUid = foundUid;
-  if (found->columns != layout->columns) {
-    layout = std::move(found);
+  if (found != layout->columns) {
+    layout = std::make_shared<rfm_Layout>(std::move(found));
   }
+  hasUid = foundUid;
   columnsRead = true;
 }
 
 void rfm_TableShape::KnowColumns(std::vector<cow_String> const& columns) {
   if (columns != layout->columns) {
-    auto made = std::make_shared<rfm_Layout>();
-    made->columns = columns;
-    layout = std::move(made);
+    layout = std::make_shared<rfm_Layout>(columns);
   }
   hasUid = true;
   columnsRead = true;
@@ -585,6 +610,13 @@ void rfm_TableNode::InsertRow(int number) {
   next = number + 1;
 }
 
+void rfm_TableNode::WantRoomFor(int number) const {
+  if (number < 0 || number >= std::numeric_limits<int>::max() - 1) {
+    rfm_throw(rfm_ErrorKind::Full, database->FileName(), {&shape->className},
+              "the table has no room for more rows", "Start a new file");
+  }
+}
+
 int rfm_TableNode::FindUid(rfm_Uid const& uid, int* rows, int most) {
   rfm_Connection& connection = database->Connection();
   rfm_ScopeGuard const scope(connection);
@@ -610,13 +642,6 @@ int rfm_TableNode::FindUid(rfm_Uid const& uid, int* rows, int most) {
   int count = 0;
   while (count < most && run.Step()) {
     rows[count++] = CheckedRow(sqlite3_column_int64(run.Get(), 0));
-void rfm_TableNode::WantRoomFor(int number) const {
-  if (number < 0 || number >= std::numeric_limits<int>::max() - 1) {
-    rfm_throw(rfm_ErrorKind::Full, database->FileName(), {&shape->className},
-              "the table has no room for more rows", "Start a new file");
-  }
-}
-
   }
   return count;
 }
@@ -669,6 +694,10 @@ void rfm_Table::InsertRow(int row) {
   node->InsertRow(row);
 }
 
+void rfm_Table::WantRoomFor(int row) const {
+  node->WantRoomFor(row);
+}
+
 int rfm_Table::FindUid(rfm_Uid const& uid, int* rows, int most) const {
   return node->FindUid(uid, rows, most);
 }
@@ -680,7 +709,3 @@ bool rfm_Table::HasField(rfm_FieldHandle const& field) const noexcept {
 std::vector<cow_String> rfm_Table::FieldNames() const {
   return node->Shape().layout->columns;
 }
-void rfm_Table::WantRoomFor(int row) const {
-  node->WantRoomFor(row);
-}
-

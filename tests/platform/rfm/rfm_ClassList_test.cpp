@@ -140,6 +140,31 @@ TEST_F(ClassListTest, AClassThatCouldNotBeReadBackIsNotAdded) {
   EXPECT_EQ(database.Classes().size(), 2U);
 }
 
+// More of them than there is room for at first.
+TEST_F(ClassListTest, ClassesAreFoundByNameUntilTheyAreTakenBack) {
+  constexpr int added = 100;
+  std::size_t const before = database.Classes().size();
+  {
+    rfm_Transaction const transaction(database);
+    for (int number = 0; number < added; ++number) {
+      rfm_ClassEntry entry;
+      entry.name = cow_String(numbered("c", number));
+      entry.typeId = static_cast<unsigned>(1000 + number);
+      database.AddClass(entry);
+    }
+    EXPECT_EQ(database.Classes().size(), before + added);
+    for (int number = 0; number < added; ++number) {
+      rfm_ClassEntry const* const found = database.FindClassByName(numbered("c", number));
+      ASSERT_NE(found, nullptr) << number;
+      EXPECT_EQ(found->typeId, static_cast<unsigned>(1000 + number));
+    }
+  }
+  EXPECT_EQ(database.Classes().size(), before);
+  EXPECT_EQ(database.FindClassByName("c0"), nullptr);
+  EXPECT_EQ(database.FindClass(1000), nullptr);
+  EXPECT_EQ(database.FindClassByName("ddr_Model")->typeId, modelType);
+}
+
 TEST_F(ClassListTest, TheNameOfATableIsMadeOfPlainLetters) {
   rfm_Transaction const transaction(database);
   rfm_ClassEntry entry;

@@ -61,6 +61,29 @@ TEST_F(RowTest, AFieldOfTheClassListIsATableOnlyWhereItNamesOne) {
   EXPECT_EQ(list.ReadRow(0).ReadFieldHandle("Class Table"), 0);
 }
 
+// More of them than are looked through one by one.
+TEST_F(RowTest, EachOfManyFieldsIsFoundWhateverIsAskedForBefore) {
+  constexpr int fields = 300;
+  rfm_ClassEntry entry;
+  entry.name = "wide";
+  entry.typeId = 7;
+  for (int number = 0; number < fields; ++number) {
+    entry.attributes.push_back({cow_String(numbered("field", number)), rfm_AttributeKind_Integer, 1, 0});
+  }
+  rfm_Transaction const transaction(database);
+  database.AddClass(entry);
+  rfm_Table wide = database.TableForWriting(7);
+  for (int number = 0; number < fields; ++number) {
+    wide.Row().WriteFieldInt(entry.attributes[static_cast<std::size_t>(number)].name, number);
+  }
+  wide.AppendRow();
+  rfm_Row const& row = wide.ReadRow(0);
+  for (int step = 0, number = 0; step < fields; ++step, number = (number + 197) % fields) {
+    EXPECT_EQ(row.ReadFieldInt(rfm_FieldHandle(cow_String(numbered("field", number)))), number);
+    EXPECT_FALSE(row.HasField(rfm_FieldHandle(cow_String(numbered("none", number)))));
+  }
+}
+
 TEST_F(RowTest, AChangedIdentityIsStoredWithTheRow) {
   std::array<int, 2> rows{};
   rfm_Transaction transaction(database);
