@@ -11,8 +11,10 @@
 #include "rom_Transporter.h"
 
 #include <limits>
+#include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 
 namespace {
@@ -181,26 +183,60 @@ std::optional<std::int64_t> extensionsOf(dbc_Row const& model, Tables const& tab
   return handleOf(*tables(ddr_oldMapTypeId), instances.ReadFieldInt(map));
 }
 
-/// The collection of a model's old connector properties: the first of its extensions that names one has it.
-std::optional<std::int64_t> connectorPropertiesOf(dbc_Row const& model) {
-  static rfm_FieldHandle const classField("ClassID", wholeField);
-  static rfm_FieldHandle const oidField("OID", wholeField);
-  static rfm_FieldHandle const container("connPropCont#OID", wholeField);
+/// What the step from 401 knows of the collections that it has looked into, for many models may name one that
+/// is long. Made at the first row of the step, kept until its end.
+class OldConnectors {
+public:
+  /// The collection of a model's old connector properties: the first of its extensions that names one has it.
+  std::optional<std::int64_t> PropertiesOf(dbc_Row const& model);
+  /// Sees to it that the model has a "section" extension.
+  void WantSection(dbc_Row const& model);
+  /// Counts connector properties that are about to be converted. No two models have the same ones, so there
+  /// are no more than there are entries.
+  void Count(dbc_Row const& model, int properties);
+
+private:
+  // So many are known at most; then, all are forgotten.
+  static constexpr std::size_t mostKnown = 65536;
+
+  std::optional<std::int64_t> PropertiesAmong(dbc_Table& extensions) const;
+
   dbc_InputDatabase& input = converter().InputDatabase();
-  if (!input.HasAttribute(connectorProperties)) {
-    return std::nullopt; // no need to look at every model
+  std::set<unsigned> const classes = input.ClassesWith(connectorProperties);
+  // Ordered, for a file may choose handles that all have one place in a hashed table.
+  std::map<std::int64_t, std::optional<std::int64_t>> propertiesByExtensions;
+  std::set<std::int64_t> withSection;
+  std::int64_t converted = 0;
+};
+
+std::optional<std::int64_t> OldConnectors::PropertiesOf(dbc_Row const& model) {
+  if (classes.empty()) { // no need to look at every model
+    return std::nullopt;
   }
   auto const tables = [&](unsigned typeId) { return input.GetInputTable(typeId); };
   std::optional<std::int64_t> const extensions = extensionsOf(model, tables);
   if (!extensions) {
     return std::nullopt;
   }
+  if (auto const known = propertiesByExtensions.find(*extensions); known != propertiesByExtensions.end()) {
+    return known->second;
+  }
+  if (propertiesByExtensions.size() >= mostKnown) {
+    propertiesByExtensions.clear();
+  }
   std::unique_ptr<dbc_Table> const entries = input.GetInputEntries(*extensions);
-  for (int index = 0; index < entries->Length(); ++index) {
-    dbc_Row const& entry = entries->Row(index);
+  return propertiesByExtensions.emplace(*extensions, PropertiesAmong(*entries)).first->second;
+}
+
+std::optional<std::int64_t> OldConnectors::PropertiesAmong(dbc_Table& extensions) const {
+  static rfm_FieldHandle const classField("ClassID", wholeField);
+  static rfm_FieldHandle const oidField("OID", wholeField);
+  static rfm_FieldHandle const container("connPropCont#OID", wholeField);
+  for (int index = 0; index < extensions.Length(); ++index) {
+    dbc_Row const& entry = extensions.Row(index);
     unsigned const classId = entry.ReadFieldUnsigned(classField);
     int const oid = entry.ReadFieldInt(oidField);
-    if (!input.HasAttribute(classId, connectorProperties)) {
+    if (!classes.contains(classId)) {
       continue;
     }
     std::unique_ptr<dbc_Table> const extensionRows = input.GetInputTable(classId);
@@ -212,22 +248,43 @@ std::optional<std::int64_t> connectorPropertiesOf(dbc_Row const& model) {
   return std::nullopt;
 }
 
-/// Sees to it that the model has a "section" extension.
-void wantSection(dbc_Row const& model) {
+void OldConnectors::WantSection(dbc_Row const& model) {
   dbc_OutputDatabase& output = converter().OutputDatabase();
   auto const tables = [&](unsigned typeId) { return output.GetOutputTable(typeId); };
   std::optional<std::int64_t> const extensions = extensionsOf(model, tables);
-  if (!extensions || output.FindEntry(*extensions, ddr_oldSectionCommand)) {
+  if (!extensions || withSection.contains(*extensions)) {
     return;
   }
-  std::unique_ptr<dbc_Table> const sections =
-      utils().CreateClassInOutputDatabase(ddr_oldSectionTypeId, output.Transporter());
-  dbc_Row& section = sections->AppendRow();
-  int const sectionRow = section.Index();
-  section.WriteFieldInt(baseField(), noBasePart);
-  sections->FinishRow(section);
-  addEntry(*output.GetOutputEntries(*extensions), ddr_oldSectionCommand, ddr_oldSectionTypeId, sectionRow);
-  converter().Supplied("instanceTable", "a section extension");
+  if (!output.FindEntry(*extensions, ddr_oldSectionCommand)) {
+    std::unique_ptr<dbc_Table> const sections =
+        utils().CreateClassInOutputDatabase(ddr_oldSectionTypeId, output.Transporter());
+    dbc_Row& added = sections->AppendRow();
+    int const sectionRow = added.Index();
+    added.WriteFieldInt(baseField(), noBasePart);
+    sections->FinishRow(added);
+    addEntry(*output.GetOutputEntries(*extensions), ddr_oldSectionCommand, ddr_oldSectionTypeId, sectionRow);
+    converter().Supplied("instanceTable", "a section extension");
+  }
+  if (withSection.size() >= mostKnown) {
+    withSection.clear();
+  }
+  withSection.insert(*extensions);
+}
+
+void OldConnectors::Count(dbc_Row const& model, int properties) {
+  converted += properties;
+  if (converted > input.EntriesOfOldFile()) {
+    input.Refuse(ddr_oldModelTypeId, model.Index(),
+                 "it has the connector properties of other models, which take more entries than there are");
+  }
+}
+
+OldConnectors& oldConnectors() {
+  std::shared_ptr<void>& kept = converter().Kept();
+  if (!kept) {
+    kept = std::make_shared<OldConnectors>();
+  }
+  return *static_cast<OldConnectors*>(kept.get());
 }
 
 /// A text that has another name now.
@@ -315,13 +372,15 @@ void* ddr_finalizeModel203(dbc_Table const&, dbc_Table&) {
 
 void* ddr_convertModel401(dbc_Row const& input, dbc_Row& output, int) {
   static rfm_FieldHandle const oidField("OID", wholeField);
-  std::optional<std::int64_t> const properties = connectorPropertiesOf(input);
+  OldConnectors& connectors = oldConnectors();
+  std::optional<std::int64_t> const properties = connectors.PropertiesOf(input);
   if (!properties) {
     return nullptr;
   }
-  wantSection(output);
+  connectors.WantSection(output);
   dbc_InputDatabase& inputDatabase = converter().InputDatabase();
   std::unique_ptr<dbc_Table> const entries = inputDatabase.GetInputEntries(*properties);
+  connectors.Count(input, entries->Length());
   std::unique_ptr<dbc_Table> oldProperties;
   std::unique_ptr<dbc_Table> const sections =
       utils().CreateClassInOutputDatabase(connectorSectionTypeId, converter().OutputDatabase().Transporter());

@@ -6,6 +6,8 @@
 #include "rfm_Row.h"
 
 #include <algorithm>
+#include <unordered_map>
+#include <utility>
 
 namespace {
 
@@ -14,6 +16,11 @@ constexpr std::int64_t rowsBetweenReports = 2048;
 constexpr std::string_view baseField = "##BaseClassOID";
 constexpr std::string_view classSuffix = "#ClassID";
 constexpr std::string_view oidSuffix = "#OID";
+
+// By dbc_ClassPass::Loss.
+constexpr std::array<std::string_view, 4> lossTexts{
+    "only one half of the reference was set", "the new layout has no such field",
+    "the new layout keeps something else under this name", "the reference leads to something new"};
 
 rfm_FieldHandle withSuffix(std::string const& attribute, std::string_view suffix) {
   return cow_String(std::string(attribute).append(suffix));
@@ -111,24 +118,35 @@ void dbc_ClassPass::FindShared() {
 
 // The columns are those that the rows really have, whatever the layout says.
 void dbc_ClassPass::FindWatched(std::vector<cow_String> const& columns) {
+  std::unordered_map<std::string, std::size_t> names;
+  std::unordered_map<std::string, std::size_t> references;
   for (cow_String const& column : columns) {
     std::string_view name = column.View();
-    bool const isClass = name.ends_with(classSuffix);
     if (name == baseField) {
       continue;
     }
-    if (isClass || name.ends_with(oidSuffix)) {
+    bool const isClass = name.ends_with(classSuffix);
+    bool const isReference = isClass || name.ends_with(oidSuffix);
+    if (isReference) {
       name.remove_suffix(isClass ? classSuffix.size() : oidSuffix.size());
-      bool const isKnown = std::any_of(watched.begin(), watched.end(), [&](Attribute const& attribute) {
-        return attribute.kind == rfm_AttributeKind_Object && attribute.name == name;
-      });
-      if (!isKnown) {
-        watched.push_back({std::string(name), rfm_AttributeKind_Object,
-                           fieldsOf(std::string(name), rfm_AttributeKind_Object)});
+      auto const [known, isFirst] = references.emplace(name, watched.size());
+      if (!isFirst) {
+        std::vector<rfm_FieldHandle>& fields = watched[known->second].attribute.fields;
+        fields.insert(isClass ? fields.begin() : fields.end(), rfm_FieldHandle(column));
+        watched[known->second].isWhole = true;
+        continue;
       }
-    } else {
-      watched.push_back({std::string(name), rfm_AttributeKind_String, {rfm_FieldHandle(column)}});
     }
+    Watched found;
+    found.attribute = {std::string(name),
+                       isReference ? rfm_AttributeKind_Object : rfm_AttributeKind_String,
+                       {rfm_FieldHandle(column)}};
+    found.isWhole = !isReference;
+    found.namesake = names.emplace(name, watched.size()).first->second;
+    watched.push_back(std::move(found));
+  }
+  for (Watched& one : watched) {
+    one.hasPlace = output->HasField(one.attribute.fields.front());
   }
 }
 
@@ -210,9 +228,10 @@ void dbc_ClassPass::CopyShared(rfm_Row const& from, rfm_Row& to) const {
 }
 
 void dbc_ClassPass::DropHalves(rfm_Row const& from, dbc_Row& to) {
-  for (Attribute const& attribute : watched) {
+  for (Watched const& one : watched) {
+    Attribute const& attribute = one.attribute;
     if (attribute.kind == rfm_AttributeKind_Object && isPartlySet(from, attribute.fields) &&
-        !isSet(from, attribute.fields)) {
+        !(one.isWhole && isSet(from, attribute.fields))) {
       for (rfm_FieldHandle const& field : attribute.fields) {
         to.WriteFieldNull(field);
       }
@@ -221,21 +240,42 @@ void dbc_ClassPass::DropHalves(rfm_Row const& from, dbc_Row& to) {
 }
 
 void dbc_ClassPass::NoteLosses(rfm_Row const& from, rfm_Row const& to) {
-  for (Attribute const& attribute : watched) {
-    if (!isPartlySet(from, attribute.fields) || std::find(converter.dropped.begin(), converter.dropped.end(),
-                                                          attribute.name) != converter.dropped.end()) {
+  int const row = from.RowNumber();
+  for (Watched& one : watched) {
+    std::string const& name = one.attribute.name;
+    int& lostIn = watched[one.namesake].lostIn;
+    bool const isTold = lostIn == row || (!converter.dropped.empty() && converter.dropped.contains(name));
+    std::optional<Loss> const loss = isTold ? std::nullopt : LossOf(one, from, to);
+    if (!loss) {
       continue;
     }
-    if (!isSet(from, attribute.fields)) { // whatever was put in its place
-      converter.Dropped(attribute.name, "only one half of the reference was set");
-    } else if (!isSet(to, attribute.fields)) {
-      bool const hasPlace = to.HasField(attribute.fields.front());
-      converter.Dropped(attribute.name, hasPlace ? "the new layout keeps something else under this name"
-                                                 : "the new layout has no such field");
-    } else if (attribute.kind == rfm_AttributeKind_Object && LosesTarget(from, to, attribute)) {
-      converter.Dropped(attribute.name, "the reference leads to something new");
+    lostIn = row;
+    std::optional<std::size_t>& note = one.notes[static_cast<std::size_t>(*loss)];
+    if (!note) {
+      note = converter.PlaceOfNote(dbc_Note::Kind::Dropped, name, lossTexts[static_cast<std::size_t>(*loss)]);
     }
+    ++converter.report->notes[*note].rows;
   }
+}
+
+std::optional<dbc_ClassPass::Loss> dbc_ClassPass::LossOf(Watched const& one, rfm_Row const& from,
+                                                         rfm_Row const& to) const {
+  std::vector<rfm_FieldHandle> const& fields = one.attribute.fields;
+  if (!isPartlySet(from, fields)) {
+    return std::nullopt;
+  }
+  if (!one.isWhole || !isSet(from, fields)) { // whatever was put in its place
+    return Loss::Half;
+  }
+  if (!one.hasPlace) {
+    return Loss::NoPlace;
+  }
+  if (!isSet(to, fields)) {
+    return Loss::OtherValue;
+  }
+  bool const losesTarget =
+      one.attribute.kind == rfm_AttributeKind_Object && LosesTarget(from, to, one.attribute);
+  return losesTarget ? std::optional(Loss::OtherTarget) : std::nullopt;
 }
 
 // Whether a reference led to an object of the old file and leads to another one now. What an earlier step has

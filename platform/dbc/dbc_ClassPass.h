@@ -7,6 +7,8 @@
 #include "rfm_Rebuild.h"
 #include "rfm_Table.h"
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -38,6 +40,19 @@ private:
     std::vector<rfm_FieldHandle> fields;
   };
 
+  /// Why an attribute of a row is lost.
+  enum class Loss { Half, NoPlace, OtherValue, OtherTarget };
+  static constexpr std::size_t losses = 4;
+  /// An attribute that is looked after, whatever the layouts say of it.
+  struct Watched {
+    Attribute attribute;      // the fields are those that the rows have
+    bool isWhole = false;     // they have all of them
+    bool hasPlace = false;    // where the rows go
+    std::size_t namesake = 0; // the first one of its name
+    int lostIn = -1;          // the last row in which one of its name was lost; kept with the first
+    std::array<std::optional<std::size_t>, losses> notes; // their places in the report
+  };
+
   void Prepare();
   void FindShared();
   void FindWatched(std::vector<cow_String> const& columns);
@@ -46,6 +61,7 @@ private:
   void CopyShared(rfm_Row const& from, rfm_Row& to) const;
   void DropHalves(rfm_Row const& from, dbc_Row& to);
   void NoteLosses(rfm_Row const& from, rfm_Row const& to);
+  std::optional<Loss> LossOf(Watched const& one, rfm_Row const& from, rfm_Row const& to) const;
   bool LosesTarget(rfm_Row const& from, rfm_Row const& to, Attribute const& reference) const;
   void Finalize();
 
@@ -57,8 +73,8 @@ private:
   bool first;
   bool inPlace = false;
   bool hasRows = false;
-  std::vector<Attribute> shared;  // in both layouts
-  std::vector<Attribute> watched; // in the rows that are read
+  std::vector<Attribute> shared; // in both layouts
+  std::vector<Watched> watched;  // in the rows that are read
   std::optional<rfm_Table> input;
   std::optional<rfm_Table> output;
 };

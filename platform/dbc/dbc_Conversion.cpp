@@ -49,7 +49,8 @@ private:
     ~InProgress() {
       converter.input = nullptr;
       converter.output = nullptr;
-      converter.report = nullptr;
+      converter.kept.reset();
+      converter.NoteIn(nullptr);
       omi_Singleton<dbc_DatabaseConverterHolder>::Instance().Release();
     }
     InProgress(InProgress const&) = delete;
@@ -88,9 +89,9 @@ bool dbc_Run::IsConverted(unsigned typeId) const {
                      [&](dbc_Task const& task) { return task.before.typeId == typeId; });
 }
 
+// The report names the classes of the old file as that lists them.
 dbc_ClassReport& dbc_Run::ReportOf(unsigned typeId) {
-  return *std::find_if(report.classes.begin(), report.classes.end(),
-                       [&](dbc_ClassReport const& reported) { return reported.typeId == typeId; });
+  return report.classes[static_cast<std::size_t>(source.FindClass(typeId)->row)];
 }
 
 void dbc_Run::Into(cow_String const& name, utl_FileAccess access) {
@@ -148,7 +149,7 @@ void dbc_Run::Carry(rfm_Rebuild& rebuild) {
 void dbc_Run::Convert(rfm_Database& made, rfm_Rebuild& rebuild) {
   rom_Transporter transporter(&schedule.Current(), made.File(), databaseName, -1);
   dbc_DatabaseConverter& converter = schedule.Converter();
-  dbc_InputDatabase input(source, made);
+  dbc_InputDatabase input(source, made, report.entriesIn);
   dbc_OutputDatabase output(made, transporter,
                             [&](rfm_ClassEntry const& changed) { rebuild.ChangeClass(changed); });
   converter.input = &input;
@@ -169,14 +170,15 @@ void dbc_Run::Convert(rfm_Database& made, rfm_Rebuild& rebuild) {
       input.ReadFromWorking(touched);
     }
     converter.step = task.step;
-    converter.report = &reported;
+    converter.NoteIn(&reported);
     std::int64_t const rows =
         reported.rowsIn + (begun.count(task.before.typeId) == 0 ? 0 : output.RowsAdded(task.before.typeId));
     dbc_ClassPass(converter, source, made, rebuild, task, begun.insert(task.before.typeId).second)
         .Run(rows, ask);
     input.ReadFromWorking(task.before.typeId);
     converter.step = 0;
-    converter.report = nullptr;
+    converter.kept.reset();
+    converter.NoteIn(nullptr);
     done += reported.rowsIn;
   }
   Ask(dbc_Progress::Phase::Converting, 0, cow_String(), total, total);
@@ -194,7 +196,7 @@ void dbc_Run::CompleteReport(rfm_Database const& made, dbc_OutputDatabase const&
       added.known = schedule.Current().Find(stored.typeId) != nullptr;
       report.classes.push_back(std::move(added));
     }
-    dbc_ClassReport& reported = ReportOf(stored.typeId);
+    dbc_ClassReport& reported = isNew ? report.classes.back() : ReportOf(stored.typeId);
     reported.name = stored.name;
     reported.versionOut = stored.version;
     reported.rowsOut = reported.rowsIn + output.RowsAdded(stored.typeId);

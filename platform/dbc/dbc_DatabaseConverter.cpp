@@ -37,7 +37,9 @@ void dbc_DatabaseConverter::Supplied(std::string_view field, std::string_view te
 }
 
 void dbc_DatabaseConverter::Dropped(std::string_view field, std::string_view text) {
-  dropped.emplace_back(field);
+  if (dropped.find(field) == dropped.end()) {
+    dropped.emplace(field);
+  }
   Note(dbc_Note::Kind::Dropped, field, text);
 }
 
@@ -45,17 +47,33 @@ void dbc_DatabaseConverter::Carried(std::string_view field, std::string_view tex
   Note(dbc_Note::Kind::Carried, field, text);
 }
 
-void dbc_DatabaseConverter::Note(dbc_Note::Kind kind, std::string_view field, std::string_view text) {
-  if (!report) {
-    return;
-  }
-  for (dbc_Note& note : report->notes) {
-    if (note.kind == kind && note.step == step && note.field == field && note.text == text) {
-      ++note.rows;
-      return;
+void dbc_DatabaseConverter::NoteIn(dbc_ClassReport* reported) {
+  report = nullptr;
+  notePlaces.clear();
+  if (reported) {
+    for (std::size_t place = 0; place < reported->notes.size(); ++place) {
+      dbc_Note const& note = reported->notes[place];
+      notePlaces.emplace(std::tuple(note.kind, note.step, note.field, note.text), place);
     }
   }
-  report->notes.push_back({kind, step, std::string(field), std::string(text), 1});
+  report = reported;
+}
+
+void dbc_DatabaseConverter::Note(dbc_Note::Kind kind, std::string_view field, std::string_view text) {
+  if (report) {
+    ++report->notes[PlaceOfNote(kind, field, text)].rows;
+  }
+}
+
+std::size_t dbc_DatabaseConverter::PlaceOfNote(dbc_Note::Kind kind, std::string_view field,
+                                               std::string_view text) {
+  if (auto const noted = notePlaces.find(NoteName(kind, step, field, text)); noted != notePlaces.end()) {
+    return noted->second;
+  }
+  std::size_t const place = report->notes.size();
+  report->notes.push_back({kind, step, std::string(field), std::string(text), 0});
+  notePlaces.emplace(std::tuple(kind, step, std::string(field), std::string(text)), place);
+  return place;
 }
 
 template <>

@@ -7,11 +7,13 @@
 #include "dbc_Converter.h"
 #include "os_Export.h"
 
+#include <cstddef>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <string_view>
-#include <vector>
+#include <tuple>
 
 class dbc_InputDatabase;
 class dbc_OutputDatabase;
@@ -54,6 +56,10 @@ public:
   /// Number of the step under way; 0 when none is.
   int Step() const noexcept { return step; }
 
+  /// What the conversion function of the step under way keeps from row to row. Null at the first row; let go
+  /// when the step over the class has ended, by a failure too.
+  std::shared_ptr<void>& Kept() noexcept { return kept; }
+
   /// @{ Notes for the report, about the row under way.
   /// @param field stored name of the attribute; empty for the row as a whole
   /// @param text a fixed phrase without a full stop: what the field got; why a value is gone; what is carried
@@ -66,12 +72,25 @@ private:
   friend class dbc_ClassPass;
   friend class dbc_Run;
 
+  /// Kind, step, field and text of a note.
+  using NoteName = std::tuple<dbc_Note::Kind, int, std::string_view, std::string_view>;
+  struct NoteOrder {
+    using is_transparent = void;
+    bool operator()(NoteName const& left, NoteName const& right) const noexcept { return left < right; }
+  };
+
+  /// Notes are counted in this report from now on; in none: null.
+  void NoteIn(dbc_ClassReport* reported);
   void Note(dbc_Note::Kind kind, std::string_view field, std::string_view text);
+  /// Where the report, which there must be, has a note; one that it has not gets its place now, for no rows.
+  std::size_t PlaceOfNote(dbc_Note::Kind kind, std::string_view field, std::string_view text);
 
   std::map<int, dbc_Converter> converters;
   dbc_InputDatabase* input = nullptr;
   dbc_OutputDatabase* output = nullptr;
   dbc_ClassReport* report = nullptr; // of the class that is converted
+  std::map<std::tuple<dbc_Note::Kind, int, std::string, std::string>, std::size_t, NoteOrder> notePlaces;
+  std::shared_ptr<void> kept;
   int step = 0;
-  std::vector<std::string> dropped; // fields of the row under way that are known to be dropped
+  std::set<std::string, std::less<>> dropped; // fields of the row under way that are known to be dropped
 };

@@ -2,34 +2,32 @@
 
 #include "dbc_Schedule.h"
 #include "dbc_Tables.h"
+#include "rfm_Exception.h"
+#include "utl_Utf8.h"
 
 #include <algorithm>
+#include <string>
 #include <utility>
 
-namespace {
-
-bool hasAttribute(rfm_ClassEntry const& listed, std::string_view wanted) {
-  return std::any_of(listed.attributes.begin(), listed.attributes.end(),
-                     [&](rfm_AttributeEntry const& attribute) { return attribute.name.View() == wanted; });
-}
-
-} // namespace
-
-dbc_InputDatabase::dbc_InputDatabase(rfm_Database const& oldFile, rfm_Database const& newFile)
-    : source(oldFile), working(newFile) {}
+dbc_InputDatabase::dbc_InputDatabase(rfm_Database const& oldFile, rfm_Database const& newFile,
+                                     std::int64_t entries)
+    : source(oldFile), working(newFile), entriesOfOldFile(entries) {}
 
 bool dbc_InputDatabase::HasInputTable(unsigned typeId) const {
   return source.FindClass(typeId) || working.FindClass(typeId);
 }
 
-bool dbc_InputDatabase::HasAttribute(unsigned typeId, std::string_view attribute) const {
-  rfm_ClassEntry const* const listed = working.FindClass(typeId);
-  return listed && hasAttribute(*listed, attribute);
-}
-
-bool dbc_InputDatabase::HasAttribute(std::string_view attribute) const {
-  return std::any_of(working.Classes().begin(), working.Classes().end(),
-                     [&](rfm_ClassEntry const& listed) { return hasAttribute(listed, attribute); });
+std::set<unsigned> dbc_InputDatabase::ClassesWith(std::string_view attribute) const {
+  std::set<unsigned> found;
+  for (rfm_ClassEntry const& listed : working.Classes()) {
+    bool const isOne =
+        std::any_of(listed.attributes.begin(), listed.attributes.end(),
+                    [&](rfm_AttributeEntry const& one) { return one.name.View() == attribute; });
+    if (isOne) {
+      found.insert(listed.typeId);
+    }
+  }
+  return found;
 }
 
 bool dbc_InputDatabase::IsOfOldFile(unsigned typeId, int row) const {
@@ -45,6 +43,16 @@ std::unique_ptr<dbc_Table> dbc_InputDatabase::GetInputTable(unsigned typeId) con
   }
   bool const inSource = source.FindClass(typeId) && moved.count(typeId) == 0;
   return std::make_unique<dbc_ReadTable>((inSource ? source : working).Table(typeId), inSource);
+}
+
+void dbc_InputDatabase::Refuse(unsigned typeId, int row, std::string_view what) const {
+  rfm_ClassEntry const* const listed = source.FindClass(typeId);
+  std::string const className = listed ? utl_PrintableStart(listed->name.View()) : std::to_string(typeId);
+  nex_Exception::Throw(rfm_Exception(rfm_ErrorKind::Damaged,
+                                     "Database file '" + utl_Printable(source.FileName().View()) +
+                                         "', class '" + className + "', row " + std::to_string(row),
+                                     std::string("it is damaged: ").append(what), "Restore it from a backup"),
+                       "platform/dbc/dbc_InputDatabase", __LINE__);
 }
 
 void dbc_InputDatabase::ReadDuringMove(unsigned typeId, std::function<rfm_Table()> rows) {

@@ -6,6 +6,7 @@
 #include "shared_pages.h"
 #include "stored_file.h"
 #include "temporary_folder.h"
+#include "work_measure.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -347,6 +348,64 @@ TEST_F(hostile_Upgrade, AClassWithTheNameOfOneThatIsMadeIsBlamedOnTheOldFile) {
   expectRefused("model_203",
                 R"(UPDATE ddr_class SET "Type Id" = 0x6f0002 WHERE "Class Name" = 'cls_MapHeader')",
                 "class 'cls_MapHeader'", "a class of that name or type id already");
+}
+
+// Each model walked over all of them: nine million entries.
+TEST_F(hostile_Upgrade, ManyModelsOfOneLongInstanceTable) {
+  for (char const* const connectorAt : {"-1", "3000", "2"}) { // none, the last entry, an early one
+    probe_result const found = upgraded("model_401", R"(
+        DELETE FROM ddr_entry WHERE handle = 12;
+        WITH RECURSIVE n(i) AS (SELECT 0 UNION ALL SELECT i + 1 FROM n WHERE i < 3000) INSERT INTO ddr_entry
+          SELECT 12, i, 'material ' || i, CASE i WHEN )" +
+                                                         std::string(connectorAt) +
+                                                         R"( THEN 0x2ac0001 ELSE 0x238007d END, 0 FROM n;
+        WITH RECURSIVE n(i) AS (SELECT 10 UNION ALL SELECT i + 1 FROM n WHERE i < 3000)
+          INSERT INTO class_ddr_Model SELECT i, NULL, 'M', 0x220018, 0 FROM n;
+        DELETE FROM ddr_entry WHERE handle = 15)");
+    EXPECT_NE(found.contents, "refused") << connectorAt;
+  }
+}
+
+// Nine million rows, were each of them made.
+TEST_F(hostile_Upgrade, ManyModelsOfTheSameConnectorProperties) {
+  expectRefused("model_401", R"(
+      WITH RECURSIVE n(i) AS (SELECT 10 UNION ALL SELECT i + 1 FROM n WHERE i < 3000)
+        INSERT INTO ddr_entry SELECT 15, i, '', 0x2ac0003, 0 FROM n;
+      WITH RECURSIVE n(i) AS (SELECT 10 UNION ALL SELECT i + 1 FROM n WHERE i < 3000)
+        INSERT INTO class_ddr_Model SELECT i, NULL, 'M', 0x220018, 0 FROM n)",
+                "class 'ddr_Model', row ", "connector properties of other models");
+}
+
+// What becomes of each of their values is told.
+TEST_F(hostile_Upgrade, RowsOfManyFieldsThatTheNewLayoutHasNot) {
+  constexpr int fields = 1970;
+  std::string columns;
+  std::string values;
+  for (int number = 0; number < fields; ++number) {
+    columns.append(", \"f").append(std::to_string(number)).append(number % 2 == 0 ? "\"" : "#OID\"");
+    values += ", 1";
+  }
+  make_layout_file(path, "model_203",
+                   R"(DROP TABLE class_ddr_Model;
+      CREATE TABLE class_ddr_Model("row" INTEGER PRIMARY KEY, "#uid" BLOB, modelName)" +
+                       columns + R"();
+      WITH RECURSIVE n(i) AS (SELECT 0 UNION ALL SELECT i + 1 FROM n WHERE i < 400)
+        INSERT INTO class_ddr_Model SELECT i, NULL, 'M')" +
+                       values + " FROM n");
+  probe_result const found = probe.upgrade(path);
+  EXPECT_THAT(found.faults, IsEmpty());
+  EXPECT_NE(found.contents, "refused");
+}
+
+TEST_F(hostile_Upgrade, ThirtyThousandClasses) {
+  make_layout_file(path, "database_818", R"(
+      WITH RECURSIVE n(i) AS (SELECT (SELECT count(*) FROM ddr_class) UNION ALL SELECT i + 1 FROM n WHERE i < 30000)
+        INSERT INTO ddr_class SELECT i, 'c' || i, NULL, 0x10000000 + i, 1, 1 FROM n)");
+  file_probe unlisted(false); // SQL lists so many classes for too long
+  work_measure const measure;
+  probe_result const found = unlisted.upgrade(path);
+  EXPECT_THAT(measure.faults(readFile(path).size()), IsEmpty());
+  EXPECT_THAT(found.refusals, IsEmpty());
 }
 
 // A file of gigabytes, were it copied.

@@ -170,6 +170,16 @@ TEST_F(dbc_Conversion_, ALossThatAFunctionExplainsIsReportedOnce) {
   EXPECT_EQ(said.find("no such field"), std::string::npos) << said;
 }
 
+// As one attribute, though they are of two kinds.
+TEST_F(dbc_Conversion_, LossesUnderOneNameAreReportedOnceForARow) {
+  make(R"(ALTER TABLE class_Thing ADD COLUMN "gone#ClassID" INTEGER;
+      UPDATE class_Thing SET "gone#ClassID" = 0x500002)");
+  std::string const said = notes(thingReport(convert()));
+  EXPECT_NE(said.find("7 Dropped gone: the new layout has no such field x1; "), std::string::npos) << said;
+  EXPECT_NE(said.find("7 Dropped gone: only one half of the reference was set x2; "), std::string::npos)
+      << said;
+}
+
 TEST_F(dbc_Conversion_, AReferenceToAnotherClassIsALoss) {
   thing_Steps::current().first = [](dbc_Row const&, dbc_Row& row) {
     if (row.IsPresent("box#OID")) {

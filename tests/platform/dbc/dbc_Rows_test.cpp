@@ -321,16 +321,46 @@ TEST_F(dbc_Rows, OnlyRowsOfTheOldFileAreOfIt) {
   convert();
 }
 
-TEST_F(dbc_Rows, AttributesAreFoundByClassOrAnywhere) {
+TEST_F(dbc_Rows, ClassesAreFoundByTheirAttributes) {
   atFirstStep([](dbc_Row const&, dbc_Row&) {
     dbc_InputDatabase const& input = converter().InputDatabase();
-    EXPECT_TRUE(input.HasAttribute(boxTypeId, "label"));
-    EXPECT_FALSE(input.HasAttribute(boxTypeId, "size"));
-    EXPECT_FALSE(input.HasAttribute(0x777, "label"));
-    EXPECT_TRUE(input.HasAttribute("label"));
-    EXPECT_FALSE(input.HasAttribute("nowhere"));
+    EXPECT_EQ(input.ClassesWith("label"), std::set<unsigned>{boxTypeId});
+    EXPECT_EQ(input.ClassesWith("name"), std::set<unsigned>{thingTypeId});
+    EXPECT_TRUE(input.ClassesWith("nowhere").empty());
   });
   convert();
+}
+
+TEST_F(dbc_Rows, TheEntriesOfTheOldFileAreCounted) {
+  std::int64_t counted = 0;
+  atFirstStep([&](dbc_Row const&, dbc_Row&) {
+    auto const entries = converter().OutputDatabase().GetOutputEntries(5);
+    entries->FinishRow(entries->AppendRow());
+    counted = converter().InputDatabase().EntriesOfOldFile();
+  });
+  convert();
+  EXPECT_EQ(counted, 3);
+}
+
+TEST_F(dbc_Rows, ARefusalNamesTheOldFileTheClassAndTheRow) {
+  std::string said;
+  atFirstStep([&](dbc_Row const&, dbc_Row&) {
+    said = textOf([] { converter().InputDatabase().Refuse(boxTypeId, 2, "it is too small"); });
+  });
+  convert();
+  EXPECT_EQ(said, "Database file '" + oldPath +
+                      "', class 'Box', row 2: it is damaged: it is too small. Restore it from a backup.");
+}
+
+// The number behind the last one would overflow.
+TEST_F(dbc_Rows, ATableWithoutRoomTakesNoRow) {
+  make(R"(UPDATE class_Box SET "row" = 2147483646 WHERE "row" = 2)");
+  atFirstStep([](dbc_Row const&, dbc_Row&) {
+    auto const boxes = converter().OutputDatabase().GetOutputTable(boxTypeId);
+    boxes->FinishRow(boxes->AppendRow());
+  });
+  std::string const said = failure();
+  EXPECT_NE(said.find("class 'Box': the table has no room for more rows"), std::string::npos) << said;
 }
 
 TEST_F(dbc_Rows, ANewClassGetsTheNameThatItsTypeHas) {

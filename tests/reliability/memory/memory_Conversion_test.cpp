@@ -141,7 +141,8 @@ std::vector<memory_call> const stepCalls = callsOfSteps({
        std::unique_ptr<dbc_Table> const things = input.GetInputTable(thingTypeId);
        std::unique_ptr<dbc_Table> const entries = input.GetInputEntries(5);
        on.told = std::to_string(things->Length()) + things->Row(4).ReadFieldString("name").Text() +
-                 entries->Row(1).ReadFieldString("Key").Text() + (input.HasAttribute("gone") ? "gone" : "");
+                 entries->Row(1).ReadFieldString("Key").Text() +
+                 (input.ClassesWith("gone").empty() ? "" : "gone");
      }},
     {"dbc_DatabaseConverter::OutputDatabase",
      [](InStep& on) {
