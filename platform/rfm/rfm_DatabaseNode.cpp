@@ -7,9 +7,11 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cstring>
 #include <limits>
 #include <set>
+#include <system_error>
 
 namespace {
 
@@ -19,6 +21,7 @@ constexpr std::size_t fewClasses = 16;    // for which there is room at first
 constexpr std::size_t mostColumns = 1990; // SQLite's own limit is 2000
 constexpr std::size_t longestName = 1024; // of a class or an attribute [byte]
 constexpr std::size_t longestTablePart = 64;
+constexpr std::int64_t largestSuffix = std::int64_t{1} << 62; // so large is none that we make
 constexpr std::int64_t largestHandle = std::int64_t{1} << 62;
 
 constexpr char const* makeTables = R"(
@@ -46,6 +49,28 @@ cow_String repeatedColumn(std::vector<cow_String> const& columns) {
 
 bool isReference(std::string_view column) {
   return column == rfm_BaseColumn || column.ends_with(rfm_ClassSuffix) || column.ends_with(rfm_OidSuffix);
+}
+
+// The highest number behind a name in the schema, as in "NAME_2"; 1 when there is none. To ask for one number
+// after the other would take as many walks as there are such names.
+std::int64_t highestSuffix(rfm_Connection& connection, std::string const& name) {
+  std::string const begin = name + "_";
+  rfm_Statement statement;
+  rfm_Run run(connection, statement,
+              std::string_view("SELECT substr(name, length(?1) + 1) FROM sqlite_schema "
+                               "WHERE substr(name, 1, length(?1)) = ?1 COLLATE NOCASE"));
+  run.Bind(1, std::string_view(begin));
+  std::int64_t highest = 1;
+  while (run.Step()) {
+    std::string_view const suffix = rfm_columnText(run.Get(), 0);
+    char const* const end = suffix.data() + suffix.size();
+    std::int64_t number = 0;
+    auto const [rest, error] = std::from_chars(suffix.data(), end, number);
+    if (error == std::errc() && rest == end && number < largestSuffix) {
+      highest = std::max(highest, number);
+    }
+  }
+  return highest;
 }
 
 } // namespace
@@ -912,11 +937,8 @@ cow_String rfm_DatabaseNode::MakeTableName(std::string_view className) {
                          (letter >= '0' && letter <= '9') || letter == '_';
     base += isPlain ? letter : '_';
   }
-  std::string candidate = base;
-  for (int number = 2; SqlNameIsTaken(candidate); ++number) {
-    candidate = base + "_" + std::to_string(number);
-  }
-  return cow_String(candidate);
+  return SqlNameIsTaken(base) ? cow_String(base + "_" + std::to_string(highestSuffix(connection, base) + 1))
+                              : cow_String(base);
 }
 
 std::int64_t rfm_DatabaseNode::HighestHandle(char const* rows) {

@@ -408,6 +408,22 @@ TEST_F(hostile_Upgrade, ThirtyThousandClasses) {
   EXPECT_THAT(found.refusals, IsEmpty());
 }
 
+// Each gets a table whose name begins like those of all others.
+TEST_F(hostile_Upgrade, ManyTablesOfClassesWhoseNamesBeginAlike) {
+  std::string changes;
+  for (int number = 0; number < 500; ++number) {
+    std::string const name = "c" + std::to_string(number);
+    changes += "CREATE TABLE class_" + name + R"(("row" INTEGER PRIMARY KEY, "#uid" BLOB);
+        INSERT INTO ddr_class SELECT count(*), ')" +
+               std::string(64, 'a') + name + "', 'class_" + name +
+               "', 0x10000000 + count(*), 1, 1 FROM ddr_class;";
+  }
+  make_layout_file(path, "database_818", changes, 512);
+  probe_result const found = probe.upgrade(path);
+  EXPECT_THAT(found.faults, IsEmpty());
+  EXPECT_THAT(found.refusals, IsEmpty());
+}
+
 // A file of gigabytes, were it copied.
 TEST_F(hostile_Upgrade, RowsOfOthersThatShareTheirPagesAreNotCopied) {
   constexpr int sharing = 600;
