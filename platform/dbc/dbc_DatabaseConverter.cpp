@@ -5,6 +5,8 @@
 #include "nex_Exception.h"
 
 #include <string>
+#include <tuple>
+#include <utility>
 
 dbc_DatabaseConverter::~dbc_DatabaseConverter() = default;
 
@@ -71,8 +73,14 @@ std::size_t dbc_DatabaseConverter::PlaceOfNote(dbc_Note::Kind kind, std::string_
     return noted->second;
   }
   std::size_t const place = report->notes.size();
-  report->notes.push_back({kind, step, std::string(field), std::string(text), 0});
-  notePlaces.emplace(std::tuple(kind, step, std::string(field), std::string(text)), place);
+  dbc_Note note{kind, step, std::string(field), std::string(text), 0};
+  auto const noted = notePlaces.emplace(std::tuple(kind, step, std::string(field), std::string(text)), place);
+  try {
+    report->notes.push_back(std::move(note));
+  } catch (...) {
+    notePlaces.erase(noted.first);
+    throw;
+  }
   return place;
 }
 
