@@ -1,3 +1,4 @@
+// rfm_BaseClasses.cpp: which classes of a class list are derived from which.
 #include "rfm_BaseClasses.h"
 
 #include "rfm_ClassEntry.h"

@@ -1,3 +1,4 @@
+// rfm_EntryMap.cpp: the entries of collections by their keys.
 #include "rfm_EntryMap.h"
 
 #include <algorithm>

@@ -175,6 +175,27 @@ TEST_F(ClassListTest, TheNameOfATableIsMadeOfPlainLetters) {
   EXPECT_EQ(database.FindClass(7)->table, cow_String("class_a_z_Z_9____"));
 }
 
+TEST_F(ClassListTest, TheNameOfATableIsOneAboveTheNumbersThatAreTaken) {
+  // All but the first end in no number that we make.
+  for (std::string const taken : {"class_A_B_7", "class_A_B_old", "class_A_B_9x",
+                                  "class_A_B_4611686018427387904", "class_A_B_99999999999999999999"}) {
+    ASSERT_EQ(runSql(path, "CREATE TABLE " + taken + "(x)"), "");
+  }
+  rfm_Transaction const transaction(database);
+  std::string tables;
+  unsigned typeId = 7;
+  for (char const* const name : {"A B", "A?B", "A_B", "a:b", "A_B_x"}) {
+    rfm_ClassEntry entry;
+    entry.name = cow_String(name);
+    entry.typeId = typeId;
+    database.AddClass(entry);
+    database.TableForWriting(typeId);
+    tables += database.FindClass(typeId)->table.Text() + std::string(" ");
+    ++typeId;
+  }
+  EXPECT_EQ(tables, "class_A_B class_A_B_8 class_A_B_9 class_a_b_10 class_A_B_x ");
+}
+
 TEST_F(ClassListTest, ADatabaseThatIsNotBoundReadsItsClassesWhenATableIsAskedFor) {
   saveModels(database, {"a"});
   rfm_Database const unbound =

@@ -208,6 +208,20 @@ TEST_F(CreateTest, AFileThatIsRenamedInTheMiddleOfASaveIsNotRead) {
   EXPECT_EQ(contents(database), "|");
 }
 
+TEST_F(CreateTest, AFileThatIsRenamedIsReadOnBesideTheJournalOfAnother) {
+  rfm_Database database = createFile(path);
+  saveModels(database, {"a"});
+  std::string const other = folder.path("other.odb");
+  rfm_Database later = createFile(other);
+  for (char const* const name : {"b", "c", "d"}) {
+    saveModels(later, {name});
+  }
+  interruptSave(other);
+  std::filesystem::rename(path, folder.path("b.odb"));
+  std::filesystem::rename(other + "-journal", path + "-journal");
+  EXPECT_EQ(contents(database), "a=0 | a");
+}
+
 TEST_F(CreateTest, AFileThatIsRenamedAndDoesNotFitIntoMemoryIsNotReadOn) {
   createFile(path);
   rfm_Database database = openFile(path, utl_FileAccess::Write);

@@ -182,6 +182,16 @@ TEST_F(FileNodeTest, AFileThatWasReplacedWhileItGrewDoesNotTakeTheName) {
   EXPECT_EQ(readFile(path), stands);
 }
 
+TEST_F(FileNodeTest, AFileThatWasRemovedWhileItGrewDoesNotTakeTheName) {
+  rfm_Database database = begin(path);
+  std::string const grows = growing();
+  std::filesystem::remove(folder.path(grows));
+  EXPECT_EQ(failureOf([&] { database.Publish(); }),
+            "Moved: Database file '" + path + "': the file beside it in which it was made, '" + grows +
+                "', was removed or replaced meanwhile; nothing was changed. Make it again.");
+  EXPECT_THAT(folder.names(), ElementsAre());
+}
+
 TEST_F(FileNodeTest, AFileThatIsRemovedAtTheLastMomentDoesNotTakeTheName) {
   rfm_Database database = begin(path);
   fault_device device(folder.path());

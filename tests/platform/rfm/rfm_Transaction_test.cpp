@@ -661,6 +661,31 @@ TEST_F(DeviceTest, ASaveWhoseJournalSomebodyTookAwayStands) {
   EXPECT_EQ(contents(path), "a=0 b=1 c=2 | a b c");
 }
 
+TEST_F(DeviceTest, ASaveWhoseJournalSomebodyTookAwaySaysThatItMayNotLast) {
+  auto const failureWithoutSync = [&](int number) {
+    createTwo();
+    rfm_Database database = openFile(path, utl_FileAccess::Write);
+    rfm_Transaction transaction(database);
+    addModel(database, "c");
+    device.start({device_call::Sync, number, device_fault::Effect::Error, EIO, false});
+    device.before(device_call::Delete, 1, [&] { EXPECT_TRUE(std::filesystem::remove(path + "-journal")); });
+    std::string failure = failureOf([&] { transaction.Commit(); });
+    device.stop();
+    EXPECT_TRUE(transaction.IsStored());
+    EXPECT_EQ(contents(path), "a=0 b=1 c=2 | a b c");
+    return failure;
+  };
+  constexpr int noneOfThem = 1000;
+  EXPECT_THAT(failureWithoutSync(noneOfThem), HasSubstr("its journal could not be deleted"));
+  int const syncs = device.calls(device_call::Sync);
+  EXPECT_EQ(
+      failureWithoutSync(syncs),
+      "Full: Database file '" + path +
+          "': the changes are in the file, but its folder could not be synced (Input/output error), so a "
+          "power cut may still take them back. Check the device, then save again.");
+  EXPECT_EQ(device.faults(), 1);
+}
+
 // Another program made the file give pages back as soon as they are free.
 TEST_F(DeviceTest, ASaveThatCannotCutTheFileOffStands) {
   createTwo();

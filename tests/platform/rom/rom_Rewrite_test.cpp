@@ -31,6 +31,8 @@ private:
 constexpr unsigned twigTypeId = 0x2f0012;
 /// A class that is no leaf.
 constexpr unsigned stoneTypeId = 0x2f0013;
+/// Twigs of a class that only some processes know.
+constexpr unsigned budTypeId = 0x2f0015;
 
 class rom_Rewrite : public branch_test {
 protected:
@@ -186,6 +188,19 @@ TEST_F(rom_Rewrite, ReferenceIsSetAndUnsetInPlace) {
     EXPECT_EQ(read(*file, 0).second.number, isNull ? -7 : 2);
   }
   EXPECT_EQ(file->GetTableSize(Branch::TypeId()), 1);
+}
+
+// It takes the one derivation from the file, and the other from the registrar.
+TEST_F(rom_Rewrite, ObjectOfAnUnknownClassIsReadByTheBaseOfAKnownOne) {
+  newer.CreateClassMD("Bud", budTypeId, 1, nullptr, twigTypeId)
+      .AddAttribute("number", cls_AttributeType::Integer, 1, cls_CollectionType::Single);
+  Branch branch;
+  branch.map.Insert("bud", Leaf(5));
+  branch.map.Get("bud").writtenAs = budTypeId;
+  writeTop(*createFile(newer), branch);
+  registrar.CreateClassMD("Twig", twigTypeId, 1, nullptr, Leaf::TypeId())
+      .AddAttribute("number", cls_AttributeType::Integer, 1, cls_CollectionType::Single);
+  EXPECT_EQ(read(*openFile(registrar), 0).map.ConstGet("bud").number, 5);
 }
 
 TEST_F(rom_Rewrite, NullInAFieldThatTheLayoutLacksIsRefused) {
