@@ -16,13 +16,13 @@ namespace {
 
 constexpr bool memoryIsMeasured = !isSanitized;
 // What is compiled to be debugged, or to count branches, takes several times as long.
-#ifdef __OPTIMIZE__
-constexpr bool isOptimized = true;
+#if defined(__OPTIMIZE__) && !defined(DDR_BRANCHES_ARE_COUNTED)
+constexpr bool isQuick = true;
 #else
-constexpr bool isOptimized = false;
+constexpr bool isQuick = false;
 #endif
 constexpr double slownessAsleep = isSanitized ? 4 : 1;
-constexpr double slowness = isOptimized ? slownessAsleep : 8;
+constexpr double slowness = isQuick ? slownessAsleep : 8;
 
 constexpr double mebibyte = 1024.0 * 1024.0;
 constexpr double longestWork = 1.0;         // [s]
