@@ -31,6 +31,17 @@ bool canBeStored(rfm_Connection const& connection, std::string_view key) {
   return key.size() <= static_cast<std::size_t>(longest);
 }
 
+// The place of the last entry, looked for from the end of the collection; -1 when there is none.
+int lastPlace(rfm_DatabaseNode& database, std::int64_t handle) {
+  rfm_Run run(
+      database.Connection(), database.lastEntry,
+      std::string_view("SELECT position FROM ddr_entry WHERE handle = ?1 ORDER BY position DESC LIMIT 1"));
+  run.Bind(1, handle);
+  return run.Step() ? static_cast<int>(database.CheckedInteger(run.Get(), 0, 0, mostInt - 2,
+                                                               "an entry of a collection has no valid place"))
+                    : -1;
+}
+
 } // namespace
 
 // ---- the walk ----
@@ -92,6 +103,10 @@ sqlite3_stmt* rfm_EntryScan::Next() {
   }
   Stop();
   ended = true;
+  // An entry that is out of order ends the walk for those behind it, and nothing would tell.
+  if (int const last = lastPlace(*database, handle); last > position) {
+    database->ThrowDamagedEntry(handle, last, " stands behind one that is out of order");
+  }
   return nullptr;
 }
 
@@ -212,17 +227,8 @@ void rfm_Entries::Append(std::int64_t handle, std::string_view key, unsigned cla
               "the key '" + utl_PrintableStart(key) + "' is not UTF-8", "Give the name in UTF-8");
   }
   if (database.appendEpoch != connection.Epoch() || database.appendHandle != handle) {
-    rfm_Run run(
-        connection, database.lastEntry,
-        std::string_view("SELECT position FROM ddr_entry WHERE handle = ?1 ORDER BY position DESC LIMIT 1"));
-    run.Bind(1, handle);
-    int last = -1;
-    if (run.Step()) {
-      last = static_cast<int>(database.CheckedInteger(run.Get(), 0, 0, mostInt - 2,
-                                                      "an entry of a collection has no valid place"));
-    }
+    database.appendPosition = lastPlace(database, handle) + 1;
     database.appendHandle = handle;
-    database.appendPosition = last + 1;
     database.appendEpoch = connection.Epoch();
   }
   if (database.appendPosition >= mostInt - 1) {

@@ -121,6 +121,23 @@ TEST_F(hostile_Rows, EntryOfAnotherClass) {
                 "class 'ddr_Result'", "row 0");
 }
 
+// What is put behind it would not be read either.
+TEST_F(hostile_Rows, EntryThatIsOutOfOrder) {
+  std::string bytes = readFile(path);
+  std::string const kinds =
+      "\x06\x09\x09\x1d\x03"; // of the values of 'Plate 10', the first of them the handle
+  std::size_t const row = bytes.find(kinds);
+  ASSERT_NE(row, std::string::npos);
+  ASSERT_EQ(bytes.find(kinds, row + 1), std::string::npos);
+  bytes[row + 1] = 0x19; // a text
+  writeFile(path, bytes);
+  auto const isTold =
+      Contains(AllOf(HasSubstr(path), HasSubstr("class 'cls_MapHeader', row 0"),
+                     HasSubstr("entry 2 of collection 1 stands behind one that is out of order")));
+  EXPECT_THAT(checked(probe.look(path)).refusals, isTold);
+  EXPECT_THAT(changed().refusals, isTold);
+}
+
 TEST_F(hostile_Rows, EntriesSharedByTwoCollections) {
   probe_result const found =
       after(R"(UPDATE class_cls_MapHeader SET "Target#Handle" = (SELECT min("Target#Handle")

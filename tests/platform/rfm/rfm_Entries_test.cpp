@@ -138,6 +138,28 @@ TEST_F(EntriesTest, ManyWalksAtOnceAreIndependent) {
   }
 }
 
+// SQLite does not look whether its rows are in order: it takes the collection to end before such a one.
+TEST_F(EntriesTest, EntriesBehindOneThatIsOutOfOrderAreNotLeftOut) {
+  saveModels(database, {"c", "d"});
+  std::string bytes = readFile(path);
+  std::string const kinds = "\x06\x09\x08\x0f\x03\x08"; // of the values of the first entry, whose handle is 1
+  std::size_t const row = bytes.find(kinds);
+  ASSERT_NE(row, std::string::npos);
+  ASSERT_EQ(bytes.find(kinds, row + 1), std::string::npos);
+  constexpr char numberOfEightBytes = 6;
+  bytes[row + 1] = numberOfEightBytes;
+  writeFile(path, bytes);
+  rfm_Database reader = openFile(path, utl_FileAccess::Read);
+  EXPECT_EQ(
+      failureOf([&] {
+        for (rfm_EntryCursor walk = reader.Entries().Scan(1); walk.Next();) {
+        }
+      }),
+      "Damaged: Database file '" + path +
+          "': it is damaged: entry 3 of collection 1 stands behind one that is out of order. Restore it "
+          "from a backup.");
+}
+
 TEST_F(EntriesTest, AClassBeyondAllTypeIdsIsDamage) {
   runSql(path, "UPDATE ddr_entry SET ClassID = 4294967296 WHERE position = 1");
   EXPECT_EQ(database.Entries().Find(1, "a")->classId, modelType);
