@@ -102,11 +102,11 @@ sqlite3_stmt* rfm_EntryScan::Next() {
     connection.Fail(result);
   }
   Stop();
-  ended = true;
   // An entry that is out of order ends the walk for those behind it, and nothing would tell.
   if (int const last = lastPlace(*database, handle); last > position) {
     database->ThrowDamagedEntry(handle, last, " stands behind one that is out of order");
   }
+  ended = true; // not where the look failed: whoever asks again must not be told that this is the end
   return nullptr;
 }
 

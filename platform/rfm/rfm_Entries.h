@@ -26,7 +26,7 @@ struct rfm_Entry {
 ///
 /// Holds a read scope: others cannot finish a save while one lives. Reading or writing other tables meanwhile
 /// is allowed; entries changed meanwhile may be seen before or after the change. It costs what SQLite's own
-/// step costs; keys are delivered without a copy.
+/// step costs, and at the end one look-up of the last entry; keys are delivered without a copy.
 class DDR_API rfm_EntryCursor {
 public:
   rfm_EntryCursor(rfm_EntryCursor&& other) noexcept;

@@ -7,8 +7,8 @@
 
 /// Measures one piece of work of this process, from its construction on: processor time, time asleep, and how
 /// far memory grows. Under a sanitizer, which is slow and keeps what was freed, four times the time may be
-/// taken and memory is not measured; a build that is not optimized may take eight times the processor time.
-/// One that never ends is killed with its process.
+/// taken and memory is not measured; a build that is not optimized, or counts branches, may take eight times
+/// the processor time. Work that never ends is killed with its process.
 class work_measure {
 public:
   work_measure();
